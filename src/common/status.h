@@ -1,0 +1,50 @@
+// Status codes shared by every module. Zero is success; positive values are operating-system
+// error numbers passed through; negative values are ours or the media library's. Codes cross
+// module boundaries unchanged, so one table here keeps them from drifting apart.
+#pragma once
+
+#include <cstdint>
+
+using OSStatus = int32_t;
+
+enum : OSStatus {
+  kNoErr = 0,
+
+  // The segmenter's own codes.
+  kErrBadArgument = -45000,     // bad option value or argument
+  kErrKeyPath = -45001,         // key path or key file not usable
+  kErrCreateFailed = -45002,    // an object could not be made, or an entry was refused
+  kErrNoCryptor = -45006,       // write while encrypting without an encryptor
+  kErrShortWrite = -45007,      // fewer bytes written than asked
+  kErrNoFreeFileIndex = -45008, // every segment file number is in use
+  kErrParse = -45009,           // WebVTT source not parsable, or a missing argument
+
+  // Failure of the AES encryptor (the cryptographic library reports no number of its own).
+  kErrCryptor = -45100,
+
+  // Media library codes.
+  kMxErrUnimplemented = -12782,       // the object's class lacks the operation
+  kMxErrPropertyNotAvailable = -12783,
+  kMxErrPropertyNotSupported = -12784,
+  kMxErrAllocationFailed = -12786,
+  kMxErrInvalidParameter = -12872,
+  kMxErrEndOfStream = -12873,
+  kMxErrNoFormatReader = -12847,
+  kMxErrEndOfTrack = -12840,
+  kMxErrOutOfMemory = -108,
+  kMxErrBadPath = -50,
+
+  kMxBlockBufferStructureAllocationFailed = -12700,
+  kMxBlockBufferBlockAllocationFailed = -12701,
+  kMxBlockBufferBadCustomBlockSource = -12702,
+  kMxBlockBufferBadOffsetParameter = -12703,
+  kMxBlockBufferBadLengthParameter = -12704,
+  kMxBlockBufferBadPointerParameter = -12705,
+  kMxBlockBufferEmptyBBuf = -12706,
+  kMxBlockBufferUnallocatedBlock = -12707,
+
+  kWebVTTErrMalformedCue = -16010,
+  kWebVTTErrMalformedTimestamp = -16011,
+  kWebVTTErrBadCueTime = -16012,
+  kWebVTTErrEmptyPayload = -16013,
+};

@@ -1,0 +1,56 @@
+#include "driver/segmenter.h"
+
+#include <strings.h>
+
+#include "driver/run_settings.h"
+#include "log/output.h"
+#include "media/core/file_byte_stream.h"
+
+namespace {
+
+bool IsWebVTTExtension(const std::string& extension) {
+  return !extension.empty() && (strcasecmp(extension.c_str(), "webvtt") == 0 ||
+                                strcasecmp(extension.c_str(), "vtt") == 0 ||
+                                strcasecmp(extension.c_str(), "srt") == 0);
+}
+
+OSStatus RunWebVTTSource(const RunSettings& settings, MxByteStream* stream) {
+  (void)stream;
+  OutputMessage(0, "%s: WebVTT and SRT sources are not built yet", settings.inputPath);
+  return kMxErrUnimplemented;
+}
+
+OSStatus RunMovieSource(const RunSettings& settings, MxByteStream* stream) {
+  (void)stream;
+  OutputMessage(0, "%s: movie sources are not built yet", settings.inputPath);
+  return kMxErrUnimplemented;
+}
+
+}  // namespace
+
+OSStatus RunSegmenter(int argc, char** argv) {
+  RunSettings settings;
+  OSStatus result = kNoErr;
+  if (!ParseCommandLine(argc, argv, &settings, &result)) return result;
+  result = LoadStaticKey(&settings);
+  if (result != kNoErr) return result;
+
+  OutputInit(settings.outputTimestamps);
+  if (settings.debug) {
+    OutputAllowDebug();
+  } else if (settings.quiet) {
+    OutputBeQuiet();
+  }
+
+  MxURL url;
+  if (MxURLCreateWithFileSystemPath(settings.inputPath, false, &url) != kNoErr)
+    return kMxErrAllocationFailed;
+  MxByteStreamRef stream;
+  result = MxByteStreamCreateForFileURL(nullptr, url, 0, &stream);
+  if (result != kNoErr) {
+    OutputMessage(0, "can't create byte stream %s %d", settings.inputPath, result);
+    return result;
+  }
+  if (IsWebVTTExtension(url.PathExtension())) return RunWebVTTSource(settings, stream.get());
+  return RunMovieSource(settings, stream.get());
+}

@@ -1,0 +1,106 @@
+// MxBlockBuffer: a reference-counted logical run of bytes assembled from pieces without
+// copying: memory blocks (allocated now, later, or supplied by the caller) and references into
+// other block buffers. The slots form a tree: when a buffer's own slots are full, its last slot
+// holds a nested buffer with one slot more, and so on.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "media/core/object.h"
+
+#pragma pack(push, 4)
+// Caller-supplied allocation of memory blocks; a packed 28-byte record.
+struct MxBlockBufferCustomBlockSource {
+  uint32_t version;  // must be 0
+  void* (*AllocateBlock)(void* refCon, size_t sizeInBytes);
+  void (*FreeBlock)(void* refCon, void* doomedMemoryBlock, size_t sizeInBytes);
+  void* refCon;
+};
+#pragma pack(pop)
+static_assert(sizeof(MxBlockBufferCustomBlockSource) == 28);
+
+enum : uint32_t {
+  kMxBlockBufferAssureMemoryNowFlag = 1,
+  kMxBlockBufferAlwaysCopyDataFlag = 2,
+  kMxBlockBufferDontOptimizeDepthFlag = 4,
+  kMxBlockBufferPermitEmptyReferenceFlag = 8,
+};
+
+class MxBlockBuffer final : public MxObject {
+ public:
+  enum SlotKind : uint32_t {
+    kUnused = 0,
+    kReference = 1,
+    kAllocatorBlockPending = 2,
+    kAllocatorBlock = 3,
+    kCustomBlockPending = 4,
+    kCustomBlock = 5,
+  };
+  struct Slot {
+    uint32_t kind = kUnused;
+    uint64_t offset = 0;      // where this slot's data starts in its block or referenced buffer
+    uint64_t dataLength = 0;  // bytes this slot contributes
+    void* data = nullptr;     // block memory, or the referenced MxBlockBuffer (retained)
+    uint64_t blockLength = 0;
+    MxAllocator* allocator = nullptr;  // retained; allocator kinds only
+    std::unique_ptr<MxBlockBufferCustomBlockSource> customSource;
+  };
+
+  const char* ClassName() const override { return "MxBlockBuffer"; }
+  std::string CopyDebugDescription() const override;
+  // Multi-line dump of the slot tree, indented by nesting depth.
+  std::string CopyDebugDump(int indent = 0) const;
+
+  int32_t subBlockCount = 0;
+  int32_t slotCount = 0;
+  uint64_t totalDataLength = 0;
+  std::unique_ptr<Slot[]> slots;
+
+ private:
+  friend OSStatus MxBlockBufferCreateEmpty(MxAllocator*, uint32_t, uint32_t,
+                                           MxRef<MxBlockBuffer>*);
+  MxBlockBuffer() = default;
+  ~MxBlockBuffer() override;
+};
+
+using MxBlockBufferRef = MxRef<MxBlockBuffer>;
+
+void QorBlockBufferRetain(MxBlockBuffer* buffer);
+void QorBlockBufferRelease(MxBlockBuffer* buffer);
+
+OSStatus MxBlockBufferCreateEmpty(MxAllocator* structureAllocator, uint32_t subBlockCapacity,
+                                  uint32_t flags, MxBlockBufferRef* out);
+OSStatus MxBlockBufferCreateWithMemoryBlock(MxAllocator* structureAllocator, void* memoryBlock,
+                                            size_t blockLength, MxAllocator* blockAllocator,
+                                            const MxBlockBufferCustomBlockSource* customSource,
+                                            size_t offsetToData, size_t dataLength,
+                                            uint32_t flags, MxBlockBufferRef* out);
+OSStatus MxBlockBufferCreateWithBufferReference(MxAllocator* structureAllocator,
+                                                MxBlockBuffer* target, size_t offset,
+                                                size_t dataLength, uint32_t flags,
+                                                MxBlockBufferRef* out);
+OSStatus MxBlockBufferAppendMemoryBlock(MxBlockBuffer* buffer, void* memoryBlock,
+                                        size_t blockLength, MxAllocator* blockAllocator,
+                                        const MxBlockBufferCustomBlockSource* customSource,
+                                        size_t offsetToData, size_t dataLength, uint32_t flags);
+OSStatus MxBlockBufferAppendBufferReference(MxBlockBuffer* buffer, MxBlockBuffer* target,
+                                            size_t offset, size_t dataLength, uint32_t flags);
+size_t MxBlockBufferGetDataLength(const MxBlockBuffer* buffer);
+bool MxBlockBufferIsEmpty(const MxBlockBuffer* buffer);
+OSStatus MxBlockBufferGetDataPointer(MxBlockBuffer* buffer, size_t offset, size_t* lengthAtOffset,
+                                     size_t* totalLength, char** dataPointer);
+OSStatus MxBlockBufferCopyDataBytes(MxBlockBuffer* buffer, size_t offset, size_t length,
+                                    void* destination);
+OSStatus MxBlockBufferReplaceDataBytes(const void* source, MxBlockBuffer* destination,
+                                       size_t offset, size_t length);
+OSStatus MxBlockBufferAssureBlockMemory(MxBlockBuffer* buffer);
+OSStatus MxBlockBufferAccessDataBytes(MxBlockBuffer* buffer, size_t offset, size_t length,
+                                      void* temporaryBlock, char** returnedPointer);
+OSStatus MxBlockBufferCreateContiguous(MxAllocator* structureAllocator, MxBlockBuffer* source,
+                                       MxAllocator* blockAllocator,
+                                       const MxBlockBufferCustomBlockSource* customSource,
+                                       size_t offset, size_t dataLength, uint32_t flags,
+                                       MxBlockBufferRef* out);
+bool MxBlockBufferIsRangeContiguous(MxBlockBuffer* buffer, size_t offset, size_t length);

@@ -1,0 +1,57 @@
+#include "media/core/byte_stream.h"
+
+#include "media/core/error_signal.h"
+
+const char* const kMxByteStreamProperty_EntireLength = "QBS_EntireLength";
+const char* const kMxByteStreamProperty_AvailableLength = "QBS_AvailableLength";
+const char* const kMxByteStreamProperty_EntireLengthAvailableOnDemand =
+    "QBS_EntireLengthAvailableOnDemand";
+const char* const kMxByteStreamProperty_URL = "QBS_URL";
+const char* const kMxByteStreamProperty_IOPolicy = "QBS_IOPolicy";
+const char* const kQorByteStreamProperty_FileType = "QBS_FileType";
+const char* const kQorByteStreamProperty_SandboxExtensionHandle = "QBS_SandboxExtensionHandle";
+const char* const kQorByteStreamProperty_MIMEType = "QBS_MIMEType";
+
+OSStatus MxByteStream::Read(size_t, int64_t, void*, size_t*) { return kMxErrUnimplemented; }
+
+OSStatus MxByteStream::Write(size_t, int64_t, const void*, size_t*) {
+  return kMxErrUnimplemented;
+}
+
+OSStatus MxByteStream::GetLength(int64_t, int64_t*) { return kMxErrUnimplemented; }
+
+bool MxByteStream::IsEqual(const MxByteStream* other) const { return this == other; }
+
+OSStatus MxByteStreamReadBytes(MxByteStream* stream, size_t size, int64_t offset,
+                               void* destination, size_t* bytesRead) {
+  if (stream == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
+  return stream->Read(size, offset, destination, bytesRead);
+}
+
+OSStatus MxCreateContiguousBlockBufferFromStream(MxByteStream* stream, size_t size, int64_t offset,
+                                                 MxBlockBufferRef* out, size_t* bytesRead) {
+  if (out) *out = nullptr;
+  if (bytesRead) *bytesRead = 0;
+  if (stream == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
+  if (size == 0) return kNoErr;
+  MxAllocator* allocator = MxAllocatorResolve(stream->allocator);
+  void* memory = allocator->Allocate(size);
+  if (memory == nullptr) return QorSignalErrorAt(kMxErrOutOfMemory);
+  size_t count = 0;
+  OSStatus status = stream->Read(size, offset, memory, &count);
+  if (bytesRead) *bytesRead = count;
+  if (status != kNoErr || count == 0) {
+    allocator->Deallocate(memory, size);
+    return status;
+  }
+  // The block buffer takes the memory over and frees it through the same allocator.
+  MxBlockBufferRef buffer;
+  status = MxBlockBufferCreateWithMemoryBlock(nullptr, memory, size, allocator, nullptr, 0, count,
+                                              0, &buffer);
+  if (status != kNoErr) {
+    allocator->Deallocate(memory, size);
+    return status;
+  }
+  if (out) *out = std::move(buffer);
+  return kNoErr;
+}

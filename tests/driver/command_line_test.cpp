@@ -1,0 +1,148 @@
+// Black-box tests of the command line: exact standard output, standard error and exit status.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "driver/run_settings.h"
+#include "test_support.h"
+
+namespace {
+
+const std::string& Usage() {
+  static const std::string usage = ReadFile(HLSVTT_SOURCE_DIR "/tests/data/usage_hlsvtt.txt");
+  return usage;
+}
+
+struct CliCase {
+  std::vector<std::string> args;  // after argv[0], which is "hlsvtt"
+  std::string out;
+  std::string err;  // "USAGE" stands for the usage text
+  int status;
+};
+
+std::string Expand(const std::string& text) {
+  std::string result = text;
+  size_t at = result.find("USAGE");
+  if (at != std::string::npos) result.replace(at, 5, Usage());
+  return result;
+}
+
+TEST(CommandLine, ExactMessagesStreamsAndStatuses) {
+  const CliCase cases[] = {
+      {{}, "", "USAGE", 0},
+      {{"a.vtt", "b.vtt"}, "", "USAGE", 0},
+      {{"-h", "-D", "0"}, "", "USAGE", 0},
+      {{"--help"}, "", "USAGE", 0},
+      {{"-v"}, "", "hlsvtt: Beta Version 1.1(140602)\n", 0},
+      {{"-version"}, "", "hlsvtt: Beta Version 1.1(140602)\n", 0},
+      {{"-D", "0", "x.vtt"}, "hlsvtt: illegal duration 0\n", "USAGE", 56},
+      {{"-D", "-1", "x.vtt"}, "hlsvtt: illegal duration -1\n", "USAGE", 56},
+      {{"-t", "abc", "x.vtt"}, "hlsvtt: illegal target duration abc\n", "USAGE", 56},
+      {{"-G", "x", "x.vtt"},
+       "hlsvtt: illegal (non-integer) parameter passed to generate-key: x\n", "USAGE", 56},
+      {{"-N", "0", "x.vtt"}, "", "hlsvtt: illegal value of mbytes to change IV \"0\"\nUSAGE", 56},
+      {{"-m", "zz", "x.vtt"}, "", "hlsvtt: illegal mpegts value zz\nUSAGE", 56},
+      {{"-J", "foo", "x.vtt"}, "", "hlsvtt: illegal encrypt-iv foo\nUSAGE", 56},
+      {{"-s", "-x", "x.vtt"}, "",
+       "hlsvtt: Syntax error in subtitle variant name argument '-x'\nUSAGE", 56},
+      {{"-f", "x/", "x.vtt"}, "", "hlsvtt: illegal filename - no argument specified\nUSAGE", 56},
+      {{"-k", "", "x.vtt"}, "", "hlsvtt: illegal filename - no argument specified\nUSAGE", 56},
+      {{"-b", "//", "x.vtt"}, "", "hlsvtt: illegal base url - no argument specified\nUSAGE", 56},
+      {{"-K", "y", "x.vtt"}, "", "hlsvtt: illegal path - no argument specified\nUSAGE", 56},
+      {{"-B", "_seq", "x.vtt"}, "", "hlsvtt: illegal characters in file name\nUSAGE", 56},
+      {{"-n", "a+b", "x.vtt"}, "", "hlsvtt: illegal characters in file name\nUSAGE", 56},
+      {{"-n", "caf\xc3\xa9", "x.vtt"}, "", "hlsvtt: illegal characters in file name\nUSAGE", 56},
+      {{"-x", "x.vtt"}, "", "hlsvtt: invalid option: -x\nUSAGE", 56},
+      {{"--bogus=1", "x.vtt"}, "", "hlsvtt: invalid option: --bogus=1\nUSAGE", 56},
+      {{"x.vtt", "-t"}, "", "hlsvtt: option -t requires an argument\nUSAGE", 56},
+      {{"x.vtt", "--duration"}, "", "hlsvtt: option --duration requires an argument\nUSAGE", 56},
+      // The first failing option ends the run; -v after it is never reached.
+      {{"-t", "q", "-N", "0", "-v"}, "hlsvtt: illegal target duration q\n", "USAGE", 56},
+      // -v ends the run before a later bad option is examined.
+      {{"-v", "-t", "q"}, "", "hlsvtt: Beta Version 1.1(140602)\n", 0},
+      {{"-k", "/nonexistent/key", "x.vtt"}, "", "Can't find key path /nonexistent/key\n", 55},
+  };
+  for (const CliCase& c : cases) {
+    std::vector<std::string> args{"hlsvtt"};
+    args.insert(args.end(), c.args.begin(), c.args.end());
+    RunResult r = RunTool(args);
+    std::string trace;
+    for (const auto& a : c.args) trace += a + " ";
+    SCOPED_TRACE(trace);
+    EXPECT_EQ(r.out, Expand(c.out));
+    EXPECT_EQ(r.err, Expand(c.err));
+    EXPECT_EQ(r.status, c.status);
+  }
+}
+
+TEST(CommandLine, KeyFileChecks) {
+  ScratchDir dir;
+  WriteFile(dir / "k16", std::string(16, 'k'));
+  WriteFile(dir / "k5", "short");
+  RunResult r = RunTool({"hlsvtt", "-P", "-k", dir / "k16", "x.vtt"});
+  EXPECT_EQ(r.err, "key file size must be 32 - size is 16\n");
+  EXPECT_EQ(r.status, 56);
+  r = RunTool({"hlsvtt", "-k", dir / "k5", "x.vtt"});
+  EXPECT_EQ(r.err, "key file size must be 16 - size is 5\n");
+  EXPECT_EQ(r.status, 56);
+  if (geteuid() != 0) {  // root can open anything
+    RunShell("chmod 000 " + (dir / "k16"));
+    r = RunTool({"hlsvtt", "-k", dir / "k16", "x.vtt"});
+    EXPECT_EQ(r.err, "Couldn't open encrypt key file: " + (dir / "k16") + "\n");
+    EXPECT_EQ(r.status, 55);
+  }
+}
+
+TEST(CommandLine, SourceThatCannotBeOpened) {
+  RunResult r = RunTool({"hlsvtt", "--no-output-timestamps", "/nonexistent/a.vtt"});
+  EXPECT_EQ(r.out, "can't create byte stream /nonexistent/a.vtt 2\n");
+  EXPECT_EQ(r.err, "");
+  EXPECT_EQ(r.status, 2);
+  // Quiet still shows errors; the timestamp prefix is there by default.
+  r = RunTool({"hlsvtt", "-q", "/nonexistent/a.vtt"});
+  EXPECT_TRUE(r.out.ends_with(": can't create byte stream /nonexistent/a.vtt 2\n")) << r.out;
+  EXPECT_EQ(r.status, 2);
+}
+
+TEST(CommandLine, TrimTrailingSlashes) {
+  struct Case {
+    const char* in;
+    bool ok;
+    const char* out;
+  } cases[] = {{"/", true, "/"},         {"out/", true, "out"},   {"ab/", true, "ab"},
+               {"out//x/", true, "out//x"}, {"", false, ""},       {"x", false, "x"},
+               {"x/", false, "x"},        {"//", false, "/"},      {"///", false, "/"}};
+  for (const Case& c : cases) {
+    char text[32];
+    strcpy(text, c.in);
+    EXPECT_EQ(TrimTrailingSlashes(text), c.ok) << c.in;
+    EXPECT_STREQ(text, c.out) << c.in;
+  }
+}
+
+TEST(CommandLine, SettingsAcceptedValues) {
+  const char* argv0[] = {"hlsvtt", "-t", "0",      "-J",  "SEQUENCE", "-f",         "out/",
+                         "-b",     "/",  "-B",     "seq_1.x", "-m",   "4294967296", "-q",
+                         "-d",     "-no-output-timestamps",   "-G",   "3",          "in.vtt"};
+  std::vector<char*> argv;
+  std::vector<std::string> storage(std::begin(argv0), std::end(argv0));
+  for (auto& s : storage) argv.push_back(s.data());
+  RunSettings s;
+  OSStatus result = -1;
+  ASSERT_TRUE(ParseCommandLine(static_cast<int>(argv.size()), argv.data(), &s, &result));
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(s.targetDuration, 0u);
+  EXPECT_TRUE(s.ivSequence);
+  EXPECT_STREQ(s.fileBase, "out");
+  EXPECT_STREQ(s.baseURL, "/");
+  EXPECT_STREQ(s.baseMediaFileName, "seq_1.x");
+  EXPECT_EQ(s.mpegtsStartOffset, 4294967296u);
+  EXPECT_TRUE(s.quiet && s.debug);
+  EXPECT_FALSE(s.outputTimestamps);
+  EXPECT_EQ(s.keyRotationPeriod, 3u);
+  EXPECT_STREQ(s.inputPath, "in.vtt");
+  EXPECT_EQ(s.ivRotateMegabytes, 50u);
+  EXPECT_STREQ(s.indexFileName, "prog_index.m3u8");
+}
+
+}  // namespace

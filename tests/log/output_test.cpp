@@ -1,0 +1,56 @@
+#include "log/output.h"
+
+#include <gtest/gtest.h>
+
+#include <regex>
+
+#include "test_support.h"
+
+namespace {
+
+class OutputTest : public testing::Test {
+ protected:
+  void SetUp() override { OutputResetForTesting(); }
+  void TearDown() override { OutputResetForTesting(); }
+  ScratchDir dir;
+};
+
+TEST_F(OutputTest, LevelsQuietAndDebug) {
+  const std::string log = dir / "log.txt";
+  OutputSetFile(log.c_str());
+  OutputMessage(0, "before init");  // dropped: nothing prints before OutputInit
+  OutputInit(false);
+  OutputMessage(0, "error %d", 1);
+  OutputMessage(1, "progress");
+  OutputMessage(2, "debug");
+  OutputBeQuiet();
+  OutputMessage(0, "quiet error");
+  OutputMessage(1, "quiet progress");
+  OutputAllowDebug();
+  OutputMessage(2, "now debug");
+  OutputMessage(1, "ends in newline\n");
+  EXPECT_EQ(ReadFile(log),
+            "error 1\nprogress\nquiet error\nnow debug\nends in newline\n\n");
+}
+
+TEST_F(OutputTest, TimestampPrefixAndAppending) {
+  const std::string log = dir / "log.txt";
+  WriteFile(log, "existing line\n");
+  OutputSetFile(log.c_str());
+  OutputInit(true);
+  OutputMessage(1, "hello");
+  std::string text = ReadFile(log);
+  EXPECT_TRUE(text.starts_with("existing line\n"));
+  std::regex prefix(R"(existing line\n[A-Z][a-z]{2} [ 0-9]\d \d{4} \d\d:\d\d:\d\d\.\d{3}: hello\n)");
+  EXPECT_TRUE(std::regex_match(text, prefix)) << text;
+}
+
+TEST_F(OutputTest, UnopenableLogFallsBackToStandardOutput) {
+  RunResult r = RunTool({"hlsvtt", "-l", "/nonexistent/dir/log", "--no-output-timestamps",
+                         "/nonexistent/x.vtt"});
+  EXPECT_EQ(r.out,
+            "Cannot open /nonexistent/dir/log - using stdout\n"
+            "can't create byte stream /nonexistent/x.vtt 2\n");
+}
+
+}  // namespace

@@ -1,0 +1,115 @@
+#include "media/core/file_byte_stream.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "test_support.h"
+
+namespace {
+
+MxByteStreamRef Open(const std::string& path, uint32_t permissions = 0) {
+  MxURL url;
+  MxURLCreateWithFileSystemPath(path.c_str(), false, &url);
+  MxByteStreamRef stream;
+  EXPECT_EQ(MxByteStreamCreateForFileURL(nullptr, url, permissions, &stream), kNoErr);
+  return stream;
+}
+
+std::string Pattern(size_t n) {
+  std::string s(n, '\0');
+  for (size_t i = 0; i < n; i++) s[i] = static_cast<char>('A' + i % 23);
+  return s;
+}
+
+TEST(FileByteStream, ReadsThroughTheCache) {
+  ScratchDir dir;
+  const std::string data = Pattern(10000);
+  WriteFile(dir / "f", data);
+  MxByteStreamRef s = Open(dir / "f");
+  char buffer[5000];
+  size_t n = 0;
+  ASSERT_EQ(MxByteStreamReadBytes(s.get(), 1024, 3, buffer, &n), kNoErr);
+  EXPECT_EQ(std::string(buffer, n), data.substr(3, 1024));
+  ASSERT_EQ(MxByteStreamReadBytes(s.get(), 1024, 1027, buffer, &n), kNoErr);
+  EXPECT_EQ(std::string(buffer, n), data.substr(1027, 1024));
+  EXPECT_EQ(QorFileByteStreamGetFileReadCount(s.get()), 1u);  // one 4096-byte file read
+
+  // Larger than the cache: straight from the file, cache untouched.
+  ASSERT_EQ(MxByteStreamReadBytes(s.get(), 5000, 4000, buffer, &n), kNoErr);
+  EXPECT_EQ(n, 5000u);
+  EXPECT_EQ(std::string(buffer, n), data.substr(4000, 5000));
+  ASSERT_EQ(MxByteStreamReadBytes(s.get(), 100, 2000, buffer, &n), kNoErr);
+  EXPECT_EQ(QorFileByteStreamGetFileReadCount(s.get()), 2u);
+
+  // Crossing the cached range continues with a fresh file read.
+  ASSERT_EQ(MxByteStreamReadBytes(s.get(), 200, 4000, buffer, &n), kNoErr);
+  EXPECT_EQ(std::string(buffer, n), data.substr(4000, 200));
+}
+
+TEST(FileByteStream, EndOfStream) {
+  ScratchDir dir;
+  WriteFile(dir / "f", "0123456789");
+  for (uint32_t permissions : {0u, 2u}) {  // cached and uncached
+    MxByteStreamRef s = Open(dir / "f", permissions);
+    char buffer[32];
+    size_t n = 99;
+    ASSERT_EQ(MxByteStreamReadBytes(s.get(), 8, 6, buffer, &n), kNoErr);
+    EXPECT_EQ(n, 4u);
+    n = 99;
+    EXPECT_EQ(MxByteStreamReadBytes(s.get(), 8, 10, buffer, &n), -12873);
+    EXPECT_EQ(MxByteStreamReadBytes(s.get(), 8, 50, buffer, &n), -12873);
+
+    MxBlockBufferRef block;
+    ASSERT_EQ(MxByteStreamReadIntoBlockBuffer(s.get(), 1024, 7, &block, &n), kNoErr);
+    ASSERT_TRUE(block);
+    EXPECT_EQ(MxBlockBufferGetDataLength(block.get()), 3u);
+    EXPECT_EQ(MxByteStreamReadIntoBlockBuffer(s.get(), 1024, 10, &block, &n), -12873);
+    EXPECT_FALSE(block);
+    EXPECT_EQ(n, 0u);
+  }
+}
+
+TEST(FileByteStream, PropertiesAndEquality) {
+  ScratchDir dir;
+  WriteFile(dir / "f", "abc");
+  MxByteStreamRef s = Open(dir / "f"), t = Open(dir / "f");
+  MxValue value;
+  ASSERT_EQ(s->CopyProperty(kMxByteStreamProperty_EntireLength, &value), kNoErr);
+  EXPECT_EQ(value.GetInt64(), 3);
+  ASSERT_EQ(s->CopyProperty(kMxByteStreamProperty_AvailableLength, &value), kNoErr);
+  EXPECT_EQ(value.GetInt64(), 3);
+  ASSERT_EQ(s->CopyProperty(kMxByteStreamProperty_URL, &value), kNoErr);
+  EXPECT_EQ(value.GetURL()->path, dir / "f");
+  EXPECT_EQ(s->CopyProperty(kQorByteStreamProperty_MIMEType, &value), -12784);
+  EXPECT_EQ(s->SetProperty(kMxByteStreamProperty_EntireLength, MxValue(int64_t{1})), -12784);
+  ASSERT_EQ(s->CopyProperty(kMxByteStreamProperty_IOPolicy, &value), kNoErr);
+  EXPECT_EQ(value.GetInt32(), -1);
+  EXPECT_EQ(s->SetProperty(kMxByteStreamProperty_IOPolicy, MxValue("x")), -12872);
+  EXPECT_EQ(s->SetProperty(kMxByteStreamProperty_IOPolicy, MxValue(int32_t{3})), kNoErr);
+  EXPECT_TRUE(s->IsEqual(t.get()));
+  EXPECT_NE(s->CopyDebugDescription().find("<QorFileByteStream "), std::string::npos);
+  int64_t length = 0;
+  EXPECT_EQ(s->GetLength(0, nullptr), -12872);
+  EXPECT_EQ(s->GetLength(0, &length), kNoErr);
+  EXPECT_EQ(length, 3);
+}
+
+TEST(FileByteStream, MissingFileFailsWithSystemError) {
+  MxURL url;
+  MxURLCreateWithFileSystemPath("/nonexistent/file.vtt", false, &url);
+  MxByteStreamRef s;
+  EXPECT_EQ(MxByteStreamCreateForFileURL(nullptr, url, 0, &s), ENOENT);
+  EXPECT_FALSE(s);
+}
+
+TEST(FileByteStream, PathExtension) {
+  struct Case {
+    const char* path;
+    const char* extension;
+  } cases[] = {{"a/Sub.VTT", "VTT"}, {"sub.txt", "txt"}, {"noext", ""},
+               {"dir.d/file", ""},   {".vtt", ""},        {"x.srt/", "srt"}};
+  for (const Case& c : cases) EXPECT_EQ(MxURL{c.path}.PathExtension(), c.extension) << c.path;
+}
+
+}  // namespace

@@ -1,0 +1,115 @@
+#include "test_support.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+std::string ToolPath() { return HLSVTT_BINARY; }
+
+namespace {
+std::string Drain(int fd) {
+  std::string text;
+  char buffer[65536];
+  ssize_t n;
+  while ((n = read(fd, buffer, sizeof buffer)) > 0) text.append(buffer, static_cast<size_t>(n));
+  return text;
+}
+}  // namespace
+
+RunResult RunTool(const std::vector<std::string>& args, const std::string& workDir) {
+  // Standard output and error go to files so that neither pipe can fill up and block.
+  char outPath[] = "/tmp/hlsvtt-out-XXXXXX";
+  char errPath[] = "/tmp/hlsvtt-err-XXXXXX";
+  int outFd = mkstemp(outPath);
+  int errFd = mkstemp(errPath);
+  pid_t pid = fork();
+  if (pid == 0) {
+    if (chdir(workDir.c_str()) != 0) _exit(127);
+    dup2(outFd, 1);
+    dup2(errFd, 2);
+    int devnull = open("/dev/null", O_RDONLY);
+    dup2(devnull, 0);
+    std::vector<char*> argv;
+    std::string binary = ToolPath();
+    argv.push_back(const_cast<char*>(args.empty() ? binary.c_str() : args[0].c_str()));
+    for (size_t i = 1; i < args.size(); i++) argv.push_back(const_cast<char*>(args[i].c_str()));
+    argv.push_back(nullptr);
+    execv(binary.c_str(), argv.data());
+    _exit(127);
+  }
+  int wstatus = 0;
+  waitpid(pid, &wstatus, 0);
+  RunResult result;
+  lseek(outFd, 0, SEEK_SET);
+  lseek(errFd, 0, SEEK_SET);
+  result.out = Drain(outFd);
+  result.err = Drain(errFd);
+  close(outFd);
+  close(errFd);
+  unlink(outPath);
+  unlink(errPath);
+  result.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : -1;
+  return result;
+}
+
+int RunShell(const std::string& command, std::string* output) {
+  FILE* pipe = popen(command.c_str(), "r");
+  if (pipe == nullptr) return -1;
+  std::string text;
+  char buffer[4096];
+  size_t n;
+  while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) text.append(buffer, n);
+  int status = pclose(pipe);
+  if (output) *output = text;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+ScratchDir::ScratchDir() {
+  char templ[] = "/tmp/hlsvtt-test-XXXXXX";
+  path_ = mkdtemp(templ);
+}
+
+ScratchDir::~ScratchDir() {
+  std::string command = "chmod -R u+rwx '" + path_ + "' 2>/dev/null; rm -rf '" + path_ + "'";
+  if (system(command.c_str()) != 0) {
+    // Leaving a scratch directory behind is harmless.
+  }
+}
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+void WriteFile(const std::string& path, const std::string& contents) {
+  std::ofstream out(path, std::ios::binary);
+  out << contents;
+}
+
+bool FileExists(const std::string& path) {
+  struct stat st;
+  return stat(path.c_str(), &st) == 0;
+}
+
+std::vector<std::string> ListDir(const std::string& path) {
+  std::vector<std::string> names;
+  if (DIR* dir = opendir(path.c_str())) {
+    while (dirent* e = readdir(dir)) {
+      std::string name = e->d_name;
+      if (name != "." && name != "..") names.push_back(name);
+    }
+    closedir(dir);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}

@@ -1,0 +1,35 @@
+// Helpers shared by the tests: scratch directories, whole-file reads, and running the built
+// tool with its standard output, standard error and exit status captured.
+#pragma once
+
+#include <string>
+#include <vector>
+
+struct RunResult {
+  std::string out;
+  std::string err;
+  int status = -1;  // exit status, or -1 when the process did not exit normally
+};
+
+// Runs the hlsvtt binary with `args` (argv[0] is the binary's path) in `workDir`.
+RunResult RunTool(const std::vector<std::string>& args, const std::string& workDir = ".");
+// Runs any command through the shell; returns its exit status and captures standard output.
+int RunShell(const std::string& command, std::string* output = nullptr);
+
+// A fresh directory under /tmp, removed with its contents when the object goes away.
+class ScratchDir {
+ public:
+  ScratchDir();
+  ~ScratchDir();
+  const std::string& path() const { return path_; }
+  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+
+ private:
+  std::string path_;
+};
+
+std::string ReadFile(const std::string& path);
+void WriteFile(const std::string& path, const std::string& contents);
+bool FileExists(const std::string& path);
+std::vector<std::string> ListDir(const std::string& path);  // sorted names
+std::string ToolPath();
