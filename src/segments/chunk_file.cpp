@@ -1,0 +1,488 @@
+#include "segments/chunk_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <new>
+
+#include "log/output.h"
+#include "playlist/index_file_kinds.h"
+
+namespace {
+
+constexpr uint64_t kMemoryBufferSize = 524288;
+
+// The playlist kind follows from the not-live flag and the selector.
+std::unique_ptr<CIndexFileBase> CreatePlaylist(const ChunkFileSettings& s) {
+  if (s.notLive && s.kindSelector < 0) {
+    return std::make_unique<CVODIndexFile>(s.version, s.baseURL, s.directory, s.indexFileName,
+                                           s.decimalDurations, s.independentSegments);
+  }
+  if (!s.notLive && s.kindSelector == 0) {
+    return std::make_unique<CLiveIndexFile>(
+        s.version, s.baseURL, s.directory, s.indexFileName, s.targetDuration, s.minEntriesToWrite,
+        s.liveWindowSize, s.liveDeleteOldFiles, s.segmentPostCommand, s.segmentDeleteCommand,
+        s.keyPostCommand, s.keyDeleteCommand, s.decimalDurations, s.independentSegments);
+  }
+  return std::make_unique<CProgramIndexFile>(
+      s.version, s.baseURL, s.directory, s.indexFileName, s.targetDuration, s.minEntriesToWrite,
+      s.segmentPostCommand, s.segmentDeleteCommand, s.keyPostCommand, s.keyDeleteCommand,
+      s.decimalDurations, s.independentSegments);
+}
+
+std::unique_ptr<std::string> CopyOrNone(const char* s) {
+  return s ? std::make_unique<std::string>(s) : nullptr;
+}
+
+const char* CStr(const std::unique_ptr<std::string>& s) { return s ? s->c_str() : nullptr; }
+
+// Every call made on the main playlist is repeated on the I-frame playlist, if there is one.
+template <class Call>
+void ForEachPlaylist(ChunkFile* c, Call call) {
+  call(c->indexFile.get());
+  if (c->iframeIndexFile) call(c->iframeIndexFile.get());
+}
+
+void AnnounceIV(ChunkFile* c) {
+  ForEachPlaylist(c, [&](CIndexFileBase* p) { p->ChangeCryptKeyIV(c->iv); });
+}
+
+// Opens the next free file name exclusively: a name already in use is skipped, never truncated.
+OSStatus OpenNamedFile(ChunkFile* c) {
+  const uint32_t start = c->fileIndex;
+  const char* base = c->baseName ? c->baseName : "fileSequence";
+  const char* extension = c->extension ? c->extension->c_str() : ".ts";
+  for (;;) {
+    snprintf(c->fileName, sizeof c->fileName, "%s%u%s", base, c->fileIndex, extension);
+    if (c->directory) {
+      std::string path = std::string(c->directory) + "/" + c->fileName;
+      snprintf(c->filePath, sizeof c->filePath, "%s", path.c_str());
+    } else {
+      snprintf(c->filePath, sizeof c->filePath, "%s", c->fileName);
+    }
+    c->fileIndex++;
+    if (c->maxFileIndex != 0 && c->fileIndex >= c->maxFileIndex) c->fileIndex = 0;
+    int fd = open(c->filePath, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (fd >= 0) {
+      c->file.reset(fdopen(fd, "w"));
+      if (!c->file) {
+        int error = errno;
+        close(fd);
+        unlink(c->filePath);
+        return error;
+      }
+      return kNoErr;
+    }
+    if (errno != EEXIST) return errno;
+    if (c->fileIndex == start) {
+      OutputMessage(0, "we've wrapped the entire sequence without finding a valid header.- aborting");
+      return kErrNoFreeFileIndex;
+    }
+  }
+}
+
+OSStatus OpenSingleFile(ChunkFile* c) {
+  if (c->file) return kNoErr;  // the one file stays open for the whole run
+  snprintf(c->fileName, sizeof c->fileName, "%s%s", c->baseName ? c->baseName : "main",
+           c->extension ? c->extension->c_str() : ".ts");
+  if (c->directory) {
+    std::string path = std::string(c->directory) + "/" + c->fileName;
+    snprintf(c->filePath, sizeof c->filePath, "%s", path.c_str());
+  } else {
+    snprintf(c->filePath, sizeof c->filePath, "%s", c->fileName);
+  }
+  int fd = open(c->filePath, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  if (fd < 0) return errno;
+  c->file.reset(fdopen(fd, "w"));
+  if (!c->file) {
+    int error = errno;
+    close(fd);
+    return error;
+  }
+  return kNoErr;
+}
+
+// Sets up the key, IV and encryptor for the file just opened.
+OSStatus PrepareEncryption(ChunkFile* c) {
+  if (c->keyRotationPeriod != 0 && c->segmentCount % c->keyRotationPeriod == 0) {
+    CryptKey* fresh = nullptr;
+    c->key.reset();
+    OSStatus status = CryptKeyCreateRandomFromBase(&c->keyState, CStr(c->keyDirectory),
+                                                   CStr(c->keyURL), CStr(c->keyBaseName), &fresh);
+    if (status == kNoErr) {
+      c->key.reset(fresh);
+      c->keyChanged = true;
+      if (!c->ivSequence) c->bytesSinceIVChange = c->ivRotationBytes + 1;  // new key, new IV
+    } else {
+      OutputMessage(0, "Error %d generating new crypt key with CryptKeyCreateFromBase", status);
+    }
+  }
+  if (!c->aes128) {
+    if (c->keyChanged) {
+      c->keyChanged = false;
+      ForEachPlaylist(c, [&](CIndexFileBase* p) {
+        p->AddCryptKey(CStr(c->keyURL), nullptr, nullptr, false, c->streamingKeyDelivery);
+      });
+    }
+    return kNoErr;
+  }
+  if (c->ivSequence) {
+    memset(c->iv, 0, sizeof c->iv);
+    for (int i = 0; i < 4; i++) c->iv[12 + i] = static_cast<uint8_t>(c->segmentCount >> (24 - 8 * i));
+  } else if (!c->streamingKeyDelivery && c->bytesSinceIVChange >= c->ivRotationBytes) {
+    OutputMessage(1, "changing IV");
+    c->bytesSinceIVChange = 0;
+    CryptKeyFillRandomBuffer(&c->keyState, c->iv, sizeof c->iv);
+    AnnounceIV(c);
+  }
+  if (c->cryptor && !c->keyChanged) {
+    OSStatus status = c->cryptor->Reset(c->iv);
+    if (status != kNoErr) OutputMessage(0, "Encryption setup/reset error: %d", status);
+    return status;
+  }
+  c->cryptor.reset();
+  if (!c->key) {
+    // No key at all (its generation failed before any encryptor existed): writing this segment
+    // in the clear would be wrong, so the open fails.
+    OutputMessage(0, "no encryption key for %s", c->filePath);
+    return kErrCreateFailed;
+  }
+  if (c->keyChanged) {
+    c->keyChanged = false;
+    CryptKey* k = c->key.get();
+    ForEachPlaylist(c, [&](CIndexFileBase* p) {
+      p->AddCryptKey(CStr(k->url), CStr(k->path), CStr(k->fileName), c->aes128,
+                     c->streamingKeyDelivery);
+    });
+  }
+  OSStatus status =
+      Aes128CbcEncryptor::Create(c->key->keyBytes.get(), c->key->keyLength, c->iv, &c->cryptor);
+  if (status != kNoErr) OutputMessage(0, "Encryption setup/reset error: %d", status);
+  return status;
+}
+
+OSStatus ChunkFileOpenNextFile(ChunkFile* c) {
+  c->bytesWritten = 0;
+  c->plainBytesWritten = 0;
+  c->writeError = kNoErr;
+  OSStatus status = c->singleFile ? OpenSingleFile(c) : OpenNamedFile(c);
+  if (status != kNoErr) return status;
+  if (c->bufferInMemory && !c->buffer) {
+    c->buffer.reset(new (std::nothrow) uint8_t[kMemoryBufferSize]);
+    if (!c->buffer) {
+      OutputMessage(0, "memory allocation failed (%s)", strerror(ENOMEM));
+      return kErrCreateFailed;
+    }
+    c->bufferUsed = 0;
+    c->bufferCapacity = kMemoryBufferSize;
+  }
+  if (!c->encrypt) return kNoErr;
+  status = PrepareEncryption(c);
+  if (status != kNoErr && !c->singleFile) {
+    // A failed open leaves no file open and no empty file behind.
+    c->file.reset();
+    unlink(c->filePath);
+  }
+  return status;
+}
+
+OSStatus WriteBytes(ChunkFile* c, const void* data, size_t length) {
+  size_t written = fwrite(data, 1, length, c->file.get());
+  if (written == length) return kNoErr;
+  if (c->writeError == kNoErr) {
+    c->writeError = errno ? errno : kErrShortWrite;
+    OutputMessage(0, "cannot write %s: %s", c->filePath, strerror(c->writeError));
+  }
+  return kErrShortWrite;
+}
+
+OSStatus BufferInMemory(ChunkFile* c, const void* data, size_t length) {
+  const uint64_t end = c->bufferUsed + length;
+  if (!c->buffer || end > c->bufferCapacity) {
+    uint64_t capacity = end * 2;
+    std::unique_ptr<uint8_t[]> grown(new (std::nothrow) uint8_t[capacity]);
+    if (!grown) {
+      c->buffer.reset();
+      OutputMessage(0, "Memory allocation failed (%s)", strerror(ENOMEM));
+      return kErrCreateFailed;
+    }
+    if (c->buffer) memcpy(grown.get(), c->buffer.get(), c->bufferUsed);
+    c->buffer = std::move(grown);
+    c->bufferCapacity = capacity;
+  }
+  memcpy(c->buffer.get() + c->bufferUsed, data, length);
+  c->bufferUsed = std::max(c->bufferUsed, end);
+  return kNoErr;
+}
+
+// Closes the current file and reports it to the playlist with its duration.
+OSStatus ChunkFileFinalizeFile(ChunkFile* c, bool isMap, int64_t mapEnd, double seconds) {
+  if (!c->file) return kNoErr;
+  OSStatus result = kNoErr;
+  if (c->bytesWritten > 0) {
+    if (c->encrypt && c->aes128 && c->cryptor) {
+      uint8_t padding[16];
+      size_t produced = 0;
+      OSStatus status = c->cryptor->Final(padding, &produced);
+      if (status == kNoErr) {
+        WriteBytes(c, padding, produced);
+        c->bytesWritten += produced;
+      } else {
+        OutputMessage(0, "Encryption error: %d", status);
+        result = status;
+      }
+    }
+    if (!c->singleFile) {
+      OutputMessage(1, "Finalized %s", c->filePath);
+      FILE* f = c->file.release();
+      if (fclose(f) != 0 && c->writeError == kNoErr) {
+        c->writeError = errno;
+        OutputMessage(0, "cannot write %s: %s", c->filePath, strerror(errno));
+      }
+    } else if (fflush(c->file.get()) != 0 && c->writeError == kNoErr) {
+      c->writeError = errno;
+      OutputMessage(0, "cannot write %s: %s", c->filePath, strerror(errno));
+    }
+  } else if (!c->singleFile) {
+    // Nothing was written: no file, no entry; the number is not reused.
+    c->file.reset();
+    unlink(c->filePath);
+  }
+  if (c->bufferInMemory) {
+    c->buffer.reset();
+    c->bufferUsed = c->bufferCapacity = 0;
+  }
+  // A segment that did not fully reach the disk is not listed.
+  if (result == kNoErr) result = c->writeError;
+  if (c->bytesWritten == 0 || result != kNoErr) return result;
+
+  int64_t rangeStart = -1, rangeEnd = -1;
+  if (c->singleFile) {
+    rangeStart = static_cast<int64_t>(c->totalBytesWritten);
+    rangeEnd = rangeStart + static_cast<int64_t>(c->bytesWritten) - 1;
+    OutputMessage(1, "Wrote %lld to %lld to %s", static_cast<long long>(rangeStart),
+                  static_cast<long long>(rangeStart + c->bytesWritten), c->filePath);
+  } else if (c->reportByteRanges) {
+    rangeStart = 0;
+    rangeEnd = static_cast<int64_t>(c->bytesWritten) - 1;
+    OutputMessage(1, "Wrote %lld to %lld to %s", 0LL, static_cast<long long>(c->bytesWritten),
+                  c->filePath);
+  }
+  c->totalBytesWritten += c->bytesWritten;
+  c->bytesSinceIVChange += c->bytesWritten;
+  if (isMap) {
+    ForEachPlaylist(c, [&](CIndexFileBase* p) { p->AddMap(c->fileName, rangeStart, mapEnd - 1); });
+  } else {
+    if (!c->indexFile->AddFile(c->fileName, c->filePath, c->segmentCount, seconds, rangeStart,
+                               rangeEnd, false)) {
+      result = kErrCreateFailed;
+    }
+    if (c->iframeIndexFile)
+      c->iframeIndexFile->AddFile(c->fileName, c->filePath, c->segmentCount, seconds, -1, -1, false);
+  }
+  c->segmentCount++;
+  if (!isMap) {
+    double rate = static_cast<double>(c->bytesWritten) * 8 / seconds;
+    if (rate > c->maxBitRate) {
+      char text[40];
+      ChunkFileFormatBitRate(rate, text);
+      OutputMessage(1, "segment bitrate %s is new max", text);
+      c->maxBitRate = rate;
+    }
+  }
+  return result;
+}
+
+// Frees everything the record owns; the playlists write their final form as they go.
+void DestroyChunkFile(ChunkFile* c) {
+  c->key.reset();
+  c->cryptor.reset();
+  c->indexFile.reset();
+  c->iframeIndexFile.reset();
+  delete c;
+}
+
+}  // namespace
+
+ChunkFile* ChunkFileCreate(const ChunkFileSettings& s) {
+  auto* c = new (std::nothrow) ChunkFile;
+  if (c == nullptr) return nullptr;
+  c->directory = s.directory;
+  c->baseName = s.baseName;
+  c->fileIndex = s.firstFileIndex;
+  c->maxFileIndex = s.maxFileIndex;
+  c->bufferInMemory = s.bufferInMemory;
+  c->singleFile = s.singleFile;
+  c->reportByteRanges = s.reportByteRanges;
+  c->indexFile = CreatePlaylist(s);
+  if (s.iframeIndexFileName) {
+    c->iframeIndexFile = std::make_unique<CIFrameIndexFile>(
+        std::max<uint32_t>(s.version, 4), s.baseURL, s.directory, s.iframeIndexFileName,
+        s.targetDuration, c->indexFile.get(), !s.notLive);
+  }
+  c->aes128 = s.aes128;
+  c->streamingKeyDelivery = s.streamingKeyDelivery;
+  c->ivSequence = s.ivSequence;
+  c->keyURL = CopyOrNone(s.keyURL);
+  // Computed in 32 bits: 4096 megabytes and more wrap around, as established.
+  c->ivRotationBytes = static_cast<uint32_t>(s.ivRotateMegabytes * 1048576u);
+  const bool haveIVBytes = s.keyData != nullptr && s.keyDataLength >= 32;
+
+  if (c->aes128) {
+    if (s.keyData != nullptr && s.keyDataLength != 0) {
+      c->encrypt = true;
+      c->keyRotationPeriod = 0;
+      c->keyChanged = true;
+      CryptKey* key = nullptr;
+      if (CryptKeyCreateStatic(s.keyURL, s.keyLocation, s.keyData, 16, &key) != kNoErr) {
+        ChunkFileReleaseSecs(c, 0, 0);
+        return nullptr;
+      }
+      c->key.reset(key);
+      CryptKeyInitState(&c->keyState);
+    } else if (s.keyLocation || s.keyURL) {
+      c->encrypt = true;
+      c->keyDirectory = CopyOrNone(s.keyLocation);
+      c->keyBaseName = CopyOrNone(s.keyBaseName);
+      c->keyRotationPeriod = s.keyRotationPeriod;
+      CryptKeyInitState(&c->keyState);
+      if (c->keyRotationPeriod == 0) {
+        CryptKey* key = nullptr;
+        if (CryptKeyCreateRandomFromBase(&c->keyState, s.keyLocation, s.keyURL, s.keyBaseName,
+                                         &key) != kNoErr) {
+          ChunkFileReleaseSecs(c, 0, 0);
+          return nullptr;
+        }
+        c->key.reset(key);
+        c->keyChanged = true;
+      }
+    } else {
+      return c;
+    }
+    if (c->streamingKeyDelivery) {
+      if (haveIVBytes) memcpy(c->iv, s.keyData + 16, 16);
+    } else if (!c->ivSequence) {
+      CryptKeyFillRandomBuffer(&c->keyState, c->iv, sizeof c->iv);
+      AnnounceIV(c);
+    }
+    return c;
+  }
+  if (s.keyURL == nullptr || s.keyRotationPeriod != 0) {
+    OutputMessage(0, "Need to specify URL for stream based encryption.  Period must be 0.");
+    ChunkFileReleaseSecs(c, 0, 0);
+    return nullptr;
+  }
+  c->encrypt = true;
+  c->keyChanged = true;
+  c->keyRotationPeriod = 0;
+  if (!c->streamingKeyDelivery && haveIVBytes) {
+    memcpy(c->iv, s.keyData + 16, 16);
+    AnnounceIV(c);
+  }
+  return c;
+}
+
+void ChunkFileSetFileExtension(ChunkFile* c, const char* extension) {
+  if (extension == nullptr) {
+    OutputMessage(0, "trying to set a null extension");
+    return;
+  }
+  c->extension = std::make_unique<std::string>(extension);
+}
+
+OSStatus ChunkFileWriteData(ChunkFile* c, const void* data, size_t length) {
+  if (!c->file) {
+    OSStatus status = ChunkFileOpenNextFile(c);
+    if (status != kNoErr) return status;
+  }
+  if (c->bufferInMemory) return BufferInMemory(c, data, length);
+  if (c->encrypt && c->aes128) {
+    if (!c->cryptor) {
+      OutputMessage(0, "Cryptor not initialized!  Refusing to write segment!");
+      return kErrNoCryptor;
+    }
+    std::unique_ptr<uint8_t[]> encrypted(new (std::nothrow) uint8_t[length + 16]);
+    if (!encrypted) {
+      OutputMessage(0, "Could not allocate %d bytes for encypt buffer.  Refusing to write segment!",
+                    static_cast<int>(length + 16));
+      return kErrCreateFailed;
+    }
+    size_t produced = 0;
+    OSStatus status =
+        c->cryptor->Update(static_cast<const uint8_t*>(data), length, encrypted.get(), &produced);
+    if (status == kNoErr) {
+      WriteBytes(c, encrypted.get(), produced);
+    } else {
+      OutputMessage(0, "Encryption error: %d.  Refusing to write segment!", status);
+    }
+    c->bytesWritten += produced;
+    c->plainBytesWritten += length;
+    return status;
+  }
+  OSStatus status = WriteBytes(c, data, length);
+  c->bytesWritten += status == kNoErr ? length : 0;
+  return status;
+}
+
+OSStatus ChunkFileMoveToNextFileSecs(ChunkFile* c, double seconds) {
+  OSStatus status = ChunkFileFinalizeFile(c, false, 0, seconds);
+  if (status == kNoErr) status = ChunkFileOpenNextFile(c);
+  return status;
+}
+
+OSStatus ChunkFileReleaseSecs(ChunkFile* c, double lastSeconds, double totalSeconds) {
+  OSStatus status = kNoErr;
+  if (c->file) {
+    status = ChunkFileFinalizeFile(c, false, 0, lastSeconds);
+    if (c->iframeIndexFile) {
+      static_cast<CIFrameIndexFile*>(c->iframeIndexFile.get())
+          ->SetTargetDuration(c->indexFile->GetTargetDuration());
+    }
+  }
+  CryptKeyDestroyState(&c->keyState);
+  ChunkFileDisplayBitRate(c, static_cast<int64_t>(totalSeconds * 90000));
+  DestroyChunkFile(c);
+  return status;
+}
+
+void ChunkFileAbandon(ChunkFile* c) {
+  c->file.reset();
+  CryptKeyDestroyState(&c->keyState);
+  c->indexFile->Abandon();
+  if (c->iframeIndexFile) c->iframeIndexFile->Abandon();
+  DestroyChunkFile(c);
+}
+
+void ChunkFileFormatBitRate(double r, char* text) {
+  if (r >= 1000000) {
+    snprintf(text, 40, "%5.2f Mbits/sec", r / 1000000);
+  } else if (r >= 1000) {
+    snprintf(text, 40, "%5.2f kbits/sec", r / 1000);
+  } else {
+    snprintf(text, 40, "%5.2f bits/sec", r);
+  }
+}
+
+void ChunkFileGetBitRates(ChunkFile* c, int64_t elapsedTicks, double* average, double* maximum) {
+  double avg = elapsedTicks == 0
+                   ? 0
+                   : static_cast<double>(c->totalBytesWritten) * 8 / elapsedTicks * 90000;
+  if (average) *average = avg;
+  if (maximum) *maximum = c->maxBitRate;
+  OutputMessage(2,
+                "totalBytesWritten %lld, elapsedDuration %lld, avgBitRateOut %g kbps, "
+                "maxBitRateOut %g kbps\n",
+                static_cast<long long>(c->totalBytesWritten),
+                static_cast<long long>(elapsedTicks / 90000), avg / 1024, c->maxBitRate / 1024);
+}
+
+void ChunkFileDisplayBitRate(ChunkFile* c, int64_t elapsedTicks) {
+  double average = 0, maximum = 0;
+  ChunkFileGetBitRates(c, elapsedTicks, &average, &maximum);
+  char averageText[40], maximumText[40];
+  ChunkFileFormatBitRate(average, averageText);
+  ChunkFileFormatBitRate(maximum, maximumText);
+  OutputMessage(1, "average bit rate is %s - max file bit rate is %s", averageText, maximumText);
+}

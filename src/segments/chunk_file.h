@@ -1,0 +1,112 @@
+// ChunkFile: one output stream cut into numbered segment files, optionally encrypted with
+// AES-128-CBC, each finished file reported to the stream's playlist. The caller decides where a
+// segment ends (ChunkFileMoveToNextFileSecs); ChunkFileReleaseSecs closes the last one and
+// destroys the playlist object, which writes the final playlist.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "common/status.h"
+#include "playlist/index_file.h"
+#include "segments/aes_encryptor.h"
+#include "segments/crypt_key.h"
+
+// Creation settings, one field per creation argument, in argument order.
+struct ChunkFileSettings {
+  uint32_t version;               // 1: EXT-X-VERSION
+  uint32_t targetDuration;        // 2: seconds
+  uint8_t notLive;                // 3: with a negative kindSelector: VOD
+  int64_t kindSelector;           // 4: 0 with notLive clear: live; otherwise EVENT
+  const char* directory;          // 5: output directory, kept alive by the caller
+  const char* baseURL;            // 6: prefix of playlist entries; none = relative
+  const char* indexFileName;      // 7: playlist file name
+  const char* baseName;           // 8: segment base name, kept alive by the caller
+  uint32_t firstFileIndex;        // 9
+  uint32_t liveWindowSize;        // 10: live playlists only
+  uint32_t minEntriesToWrite;     // 11: live minimum / EVENT first write count
+  uint8_t liveDeleteOldFiles;     // 12: live playlists only
+  uint32_t maxFileIndex;          // 13: file numbers wrap to 0 here; 0 = never
+  uint8_t bufferInMemory;         // 14
+  const uint8_t* keyData;         // 15: 16 key bytes, then 16 IV bytes with streaming delivery
+  size_t keyDataLength;           // 16: 0 = no key file
+  const char* keyBaseName;        // 17
+  const char* keyURL;             // 18
+  const char* keyLocation;        // 19: a key file, or the directory for generated keys
+  uint8_t ivSequence;             // 20
+  uint32_t keyRotationPeriod;     // 21: segments per key; 0 = one key
+  uint32_t ivRotateMegabytes;     // 22
+  uint8_t decimalDurations;       // 23
+  const char* segmentPostCommand;  // 24
+  const char* segmentDeleteCommand;  // 25
+  const char* keyPostCommand;     // 26
+  const char* keyDeleteCommand;   // 27
+  const char* iframeIndexFileName;  // 28: none = no I-frame playlist
+  uint8_t singleFile;             // 29
+  uint8_t aes128;                 // 30: 0 = SAMPLE-AES (key URL only, bytes unencrypted)
+  uint8_t streamingKeyDelivery;   // 31
+  uint8_t independentSegments;    // 32
+  uint8_t reportByteRanges;       // 33
+};
+
+struct FileCloser {
+  void operator()(FILE* f) const { fclose(f); }
+};
+
+struct ChunkFile {
+  std::unique_ptr<FILE, FileCloser> file;
+  bool bufferInMemory = false;
+  bool singleFile = false;
+  bool reportByteRanges = false;
+  bool encrypt = false;
+  bool aes128 = false;
+  bool streamingKeyDelivery = false;
+  bool keyChanged = false;
+  bool ivSequence = false;
+  uint32_t keyRotationPeriod = 0;
+  uint64_t ivRotationBytes = 0;
+  std::unique_ptr<std::string> keyBaseName;
+  std::unique_ptr<std::string> keyDirectory;
+  std::unique_ptr<std::string> keyURL;
+  uint8_t iv[16] = {};
+  CryptKeyState keyState;
+  std::unique_ptr<CryptKey, decltype(&CryptKeyDestroy)> key{nullptr, &CryptKeyDestroy};
+  std::unique_ptr<Aes128CbcEncryptor> cryptor;
+  const char* directory = nullptr;
+  const char* baseName = nullptr;
+  std::unique_ptr<std::string> extension;
+  std::unique_ptr<CIndexFileBase> indexFile;
+  std::unique_ptr<CIndexFileBase> iframeIndexFile;
+  uint32_t fileIndex = 0;
+  uint32_t segmentCount = 0;
+  uint32_t maxFileIndex = 0;
+  char fileName[kPathLimit] = {};
+  char filePath[kPathLimit] = {};
+  std::unique_ptr<uint8_t[]> buffer;
+  uint64_t bufferUsed = 0, bufferCapacity = 0;
+  uint64_t bytesWritten = 0;
+  uint64_t plainBytesWritten = 0;
+  uint64_t totalBytesWritten = 0;
+  uint64_t bytesSinceIVChange = 0;
+  double maxBitRate = 0;
+  OSStatus writeError = 0;  // first failed write of the current file, reported at finalize
+};
+
+// Returns none when the playlist or the key could not be made.
+ChunkFile* ChunkFileCreate(const ChunkFileSettings& settings);
+void ChunkFileSetFileExtension(ChunkFile* chunk, const char* extension);
+OSStatus ChunkFileWriteData(ChunkFile* chunk, const void* data, size_t length);
+OSStatus ChunkFileMoveToNextFileSecs(ChunkFile* chunk, double seconds);
+// Returns the status of closing the last segment, so that a failure there is not lost.
+OSStatus ChunkFileReleaseSecs(ChunkFile* chunk, double lastSeconds, double totalSeconds);
+// Ends a stream that failed: closes the open file and frees everything without writing a
+// playlist, so that no finished-looking playlist lists a broken stream.
+void ChunkFileAbandon(ChunkFile* chunk);
+void ChunkFileGetBitRates(ChunkFile* chunk, int64_t elapsedTicks, double* average,
+                          double* maximum);
+void ChunkFileDisplayBitRate(ChunkFile* chunk, int64_t elapsedTicks);
+// Formats a rate into `text` (at least 40 bytes).
+void ChunkFileFormatBitRate(double bitsPerSecond, char* text);

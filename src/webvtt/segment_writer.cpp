@@ -1,0 +1,68 @@
+#include "webvtt/segment_writer.h"
+
+#include <cinttypes>
+#include <cstdio>
+
+#include "webvtt/webvtt_parser.h"
+
+int FormatWebVTTTimestamp(double t, char* text) {
+  // Every field truncates; the milliseconds come from the whole time, so a time like 1.001
+  // (just below 1001 ms in binary) prints 00:00:01.000. No step rounds.
+  const int64_t totalMs = static_cast<int64_t>(t * 1000.0);
+  const uint32_t hours = static_cast<uint32_t>(t / 3600.0);
+  const double rest = t - static_cast<double>(hours * 3600u);
+  const uint32_t minutes = static_cast<uint32_t>(rest / 60.0);
+  const uint32_t seconds = static_cast<uint32_t>(rest - minutes * 60);
+  const uint32_t ms = static_cast<uint32_t>(totalMs) - hours * 3600000u - minutes * 60000u -
+                      seconds * 1000u;
+  return snprintf(text, 20, "%02u:%02u:%02u.%03u", hours, minutes, seconds, ms);
+}
+
+void WriteTimestamp(ChunkFile* chunk, double seconds) {
+  char text[20];
+  int length = FormatWebVTTTimestamp(seconds, text);
+  if (length > 19) length = 19;  // only a time of millions of hours gets near this
+  ChunkFileWriteData(chunk, text, static_cast<size_t>(length));
+}
+
+void WriteSegmentHeader(ChunkFile* chunk, uint64_t mpegts) {
+  ChunkFileWriteData(chunk, "WEBVTT\n", 7);
+  char line[1024];
+  int length = snprintf(line, sizeof line, "X-TIMESTAMP-MAP=MPEGTS:%" PRIu64 ",LOCAL:", mpegts);
+  ChunkFileWriteData(chunk, line, static_cast<size_t>(length));
+  WriteTimestamp(chunk, 0);
+  ChunkFileWriteData(chunk, "\n\n", 2);
+}
+
+namespace {
+// Writes `length` bytes of the cue's block starting at `offset`, piece by piece.
+void WriteRange(ChunkFile* chunk, MxBlockBuffer* block, uint64_t offset, uint64_t length) {
+  while (length > 0) {
+    size_t here = 0;
+    char* bytes = nullptr;
+    if (MxBlockBufferGetDataPointer(block, offset, &here, nullptr, &bytes) != kNoErr) return;
+    size_t take = here < length ? here : static_cast<size_t>(length);
+    ChunkFileWriteData(chunk, bytes, take);
+    offset += take;
+    length -= take;
+  }
+}
+}  // namespace
+
+void WriteCue(ChunkFile* chunk, const WebVTTCue* cue) {
+  MxBlockBuffer* block = cue->text.get();
+  if (cue->identifierLength != 0) {
+    WriteRange(chunk, block, cue->identifierOffset, cue->identifierLength);
+    ChunkFileWriteData(chunk, "\n", 1);
+  }
+  WriteTimestamp(chunk, cue->start);
+  ChunkFileWriteData(chunk, " --> ", 5);
+  WriteTimestamp(chunk, cue->end);
+  if (cue->settingsLength != 0) {
+    ChunkFileWriteData(chunk, " ", 1);
+    WriteRange(chunk, block, cue->settingsOffset, cue->settingsLength);
+  }
+  ChunkFileWriteData(chunk, "\n", 1);
+  WriteRange(chunk, block, cue->payloadOffset, cue->payloadLength);
+  ChunkFileWriteData(chunk, "\n\n", 2);
+}

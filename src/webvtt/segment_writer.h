@@ -1,0 +1,17 @@
+// The text of WebVTT segments: the header with its timestamp map, cue times, and cues copied
+// from a WebVTT source. Everything goes through ChunkFileWriteData.
+#pragma once
+
+#include <cstdint>
+
+#include "segments/chunk_file.h"
+
+struct WebVTTCue;
+
+void WriteSegmentHeader(ChunkFile* chunk, uint64_t mpegts);
+void WriteTimestamp(ChunkFile* chunk, double seconds);
+void WriteCue(ChunkFile* chunk, const WebVTTCue* cue);
+
+// Formats a cue time as HH:MM:SS.mmm with every field truncated; returns the text's length.
+// `text` must hold 20 bytes.
+int FormatWebVTTTimestamp(double seconds, char* text);
