@@ -12,7 +12,9 @@
 #include <fstream>
 #include <sstream>
 
-std::string ToolPath() { return HLSVTT_BINARY; }
+std::string ToolPath() {
+  return HLSVTT_BINARY;
+}
 
 namespace {
 std::string Drain(int fd) {

@@ -11,19 +11,19 @@ enum : OSStatus {
   kNoErr = 0,
 
   // The segmenter's own codes.
-  kErrBadArgument = -45000,     // bad option value or argument
-  kErrKeyPath = -45001,         // key path or key file not usable
-  kErrCreateFailed = -45002,    // an object could not be made, or an entry was refused
-  kErrNoCryptor = -45006,       // write while encrypting without an encryptor
-  kErrShortWrite = -45007,      // fewer bytes written than asked
-  kErrNoFreeFileIndex = -45008, // every segment file number is in use
-  kErrParse = -45009,           // WebVTT source not parsable, or a missing argument
+  kErrBadArgument = -45000,      // bad option value or argument
+  kErrKeyPath = -45001,          // key path or key file not usable
+  kErrCreateFailed = -45002,     // an object could not be made, or an entry was refused
+  kErrNoCryptor = -45006,        // write while encrypting without an encryptor
+  kErrShortWrite = -45007,       // fewer bytes written than asked
+  kErrNoFreeFileIndex = -45008,  // every segment file number is in use
+  kErrParse = -45009,            // WebVTT source not parsable, or a missing argument
 
   // Failure of the AES encryptor (the cryptographic library reports no number of its own).
   kErrCryptor = -45100,
 
   // Media library codes.
-  kMxErrUnimplemented = -12782,       // the object's class lacks the operation
+  kMxErrUnimplemented = -12782,  // the object's class lacks the operation
   kMxErrPropertyNotAvailable = -12783,
   kMxErrPropertyNotSupported = -12784,
   kMxErrAllocationFailed = -12786,

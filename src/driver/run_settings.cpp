@@ -206,7 +206,9 @@ bool IsLegalFileName(const char* name) {
   return true;
 }
 
-void PrintUsage(const char* programName) { fprintf(stderr, kUsage, programName); }
+void PrintUsage(const char* programName) {
+  fprintf(stderr, kUsage, programName);
+}
 
 bool ParseCommandLine(int argc, char** argv, RunSettings* settings, OSStatus* result) {
   const char* program = argv[0];

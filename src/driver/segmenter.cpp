@@ -2,6 +2,7 @@
 
 #include <strings.h>
 
+#include "driver/cue_scheduler.h"
 #include "driver/run_settings.h"
 #include "log/output.h"
 #include "media/core/file_byte_stream.h"
@@ -9,15 +10,9 @@
 namespace {
 
 bool IsWebVTTExtension(const std::string& extension) {
-  return !extension.empty() && (strcasecmp(extension.c_str(), "webvtt") == 0 ||
-                                strcasecmp(extension.c_str(), "vtt") == 0 ||
-                                strcasecmp(extension.c_str(), "srt") == 0);
-}
-
-OSStatus RunWebVTTSource(const RunSettings& settings, MxByteStream* stream) {
-  (void)stream;
-  OutputMessage(0, "%s: WebVTT and SRT sources are not built yet", settings.inputPath);
-  return kMxErrUnimplemented;
+  return !extension.empty() &&
+         (strcasecmp(extension.c_str(), "webvtt") == 0 ||
+          strcasecmp(extension.c_str(), "vtt") == 0 || strcasecmp(extension.c_str(), "srt") == 0);
 }
 
 OSStatus RunMovieSource(const RunSettings& settings, MxByteStream* stream) {

@@ -42,9 +42,13 @@ void OutputSetFile(const char* path) {
   destination = file;
 }
 
-void OutputAllowDebug() { level = 2; }
+void OutputAllowDebug() {
+  level = 2;
+}
 
-void OutputBeQuiet() { level = 0; }
+void OutputBeQuiet() {
+  level = 0;
+}
 
 void OutputMessage(int messageLevel, const char* format, ...) {
   if (level < messageLevel) return;

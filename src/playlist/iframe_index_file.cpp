@@ -7,15 +7,15 @@ CIFrameIndexFile::CIFrameIndexFile(uint32_t version, const char* baseURL, const 
                      nullptr, nullptr, true, false),
       parent(parent),
       isLive(isLive) {
-  headerExtra = isLive ? "#EXT-X-I-FRAMES-ONLY\n" : "#EXT-X-PLAYLIST-TYPE:VOD\n#EXT-X-I-FRAMES-ONLY\n";
+  headerExtra =
+      isLive ? "#EXT-X-I-FRAMES-ONLY\n" : "#EXT-X-PLAYLIST-TYPE:VOD\n#EXT-X-I-FRAMES-ONLY\n";
 }
 
 FileEntry* CIFrameIndexFile::AddFile(const char*, const char*, uint64_t, double, int64_t, int64_t,
                                      bool) {
   // Follows the parent: drop what the parent no longer lists, write when the parent does.
-  while (!entries.empty() &&
-         !parent->FileInIndex(entries.front()->fileName.c_str(),
-                              entries.front()->filePath.c_str())) {
+  while (!entries.empty() && !parent->FileInIndex(entries.front()->fileName.c_str(),
+                                                  entries.front()->filePath.c_str())) {
     DestroyEntry(std::move(entries.front()));
     entries.pop_front();
     entryCount--;

@@ -123,9 +123,8 @@ FileEntry* CIndexFileBase::AddFile(const char* fileName, const char* filePath,
   return entries.back().get();
 }
 
-void CIndexFileBase::AddCryptKey(const char* uri, const char* keyFilePath,
-                                 const char* keyFileName, bool wholeSegmentAES,
-                                 bool keyDeliveryFormat) {
+void CIndexFileBase::AddCryptKey(const char* uri, const char* keyFilePath, const char* keyFileName,
+                                 bool wholeSegmentAES, bool keyDeliveryFormat) {
   auto key = std::make_unique<KeyRecord>();
   key->uri = CopyOrNone(uri);
   key->keyFilePath = CopyOrNone(keyFilePath);
@@ -186,8 +185,7 @@ void CIndexFileBase::WriteAllEntries(FILE* out) {
                     static_cast<unsigned long long>(e->mediaSequence),
                     static_cast<unsigned long long>(expected));
       expected = e->mediaSequence;
-      fprintf(out, "%s:%llu\n", "#EXT-X-MEDIA-SEQUENCE",
-              static_cast<unsigned long long>(expected));
+      fprintf(out, "%s:%llu\n", "#EXT-X-MEDIA-SEQUENCE", static_cast<unsigned long long>(expected));
     }
     FileEntryWrite(out, e.get(), lastIV);
     expected++;
@@ -210,8 +208,8 @@ void CIndexFileBase::FileEntryWrite(FILE* out, const FileEntry* entry, uint8_t l
       fprintf(out, "%s:%s\n", "#EXT-X-KEY", "NONE");
     } else {
       const char* method = k->wholeSegmentAES ? "AES-128" : "SAMPLE-AES";
-      const char* uri = (k->wholeSegmentAES && !k->uri) ? OrNullText(k->keyFileName)
-                                                        : OrNullText(k->uri);
+      const char* uri =
+          (k->wholeSegmentAES && !k->uri) ? OrNullText(k->keyFileName) : OrNullText(k->uri);
       fprintf(out, "%s:%s=%s,%s=\"%s\"", "#EXT-X-KEY", "METHOD", method, "URI", uri);
       if (k->keyDeliveryFormat) {
         fputs(",KEYFORMAT=\"com.zorva.streamingkeydelivery\",KEYFORMATVERSIONS=\"1\"", out);
@@ -262,6 +260,10 @@ void CIndexFileBase::FileEntryWrite(FILE* out, const FileEntry* entry, uint8_t l
   }
 }
 
-uint64_t IndexFileProcessorClock() { return static_cast<uint64_t>(clock()); }
+uint64_t IndexFileProcessorClock() {
+  return static_cast<uint64_t>(clock());
+}
 
-int64_t IndexFileWallClock() { return static_cast<int64_t>(time(nullptr)); }
+int64_t IndexFileWallClock() {
+  return static_cast<int64_t>(time(nullptr));
+}

@@ -27,8 +27,8 @@ struct KeyRecord {
 
 // One playlist entry.
 struct FileEntry {
-  std::string fileName;  // the URI as written (relative to baseURL when that is set)
-  std::string filePath;  // the file on disk
+  std::string fileName;      // the URI as written (relative to baseURL when that is set)
+  std::string filePath;      // the file on disk
   KeyRecord* key = nullptr;  // the key in force when the entry was added; holds one reference
   uint64_t mediaSequence = 0;
   double duration = 0;
@@ -50,10 +50,9 @@ struct DoomedFile {
 class CIndexFileBase {
  public:
   CIndexFileBase(uint32_t version, const char* baseURL, const char* directory,
-                 const char* indexFileName, uint32_t targetDuration,
-                 const char* segmentPostCommand, const char* segmentDeleteCommand,
-                 const char* keyPostCommand, const char* keyDeleteCommand, bool decimalDurations,
-                 bool independentSegments);
+                 const char* indexFileName, uint32_t targetDuration, const char* segmentPostCommand,
+                 const char* segmentDeleteCommand, const char* keyPostCommand,
+                 const char* keyDeleteCommand, bool decimalDurations, bool independentSegments);
   virtual ~CIndexFileBase();
   CIndexFileBase(const CIndexFileBase&) = delete;
   CIndexFileBase& operator=(const CIndexFileBase&) = delete;

@@ -6,9 +6,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <string>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "log/output.h"
 #include "playlist/index_file.h"
@@ -21,9 +21,10 @@ constexpr int64_t kDeferredRenameInterval = 1000;
 
 FILE* CIndexFileBase::CreateTempIndexFile() {
   if (renamePending && tempIndexFilePath[0] != '\0') {
-    OutputMessage(1, "unlink temp index file %s that never got renamed after %d tries and %.3f seconds",
-                  tempIndexFilePath, renameRetryCount,
-                  static_cast<double>(IndexFileProcessorClock() - renameFailStamp) / 1000000);
+    OutputMessage(
+        1, "unlink temp index file %s that never got renamed after %d tries and %.3f seconds",
+        tempIndexFilePath, renameRetryCount,
+        static_cast<double>(IndexFileProcessorClock() - renameFailStamp) / 1000000);
     if (unlink(tempIndexFilePath) != 0) {
       OutputMessage(1, "error %s unlinking %s", strerror(errno), tempIndexFilePath);
       DoomedFileCreate(tempIndexFilePath, indexFileName.c_str());
@@ -91,8 +92,8 @@ void CIndexFileBase::PostProcessIndexFile() {
   // The message is logged exactly when there was nothing to cancel; the wording stays as it is.
   if (segmentPostCommand && !DestroyFileCommandEntry(indexPostCommand))
     OutputMessage(1, "removed previous index file post process command");
-  indexPostCommand = CreateSerialFileCommand(SegmentPostCommand(), indexFilePath,
-                                             indexFileName.c_str());
+  indexPostCommand =
+      CreateSerialFileCommand(SegmentPostCommand(), indexFilePath, indexFileName.c_str());
 }
 
 void CIndexFileBase::RemoveFile(const char* filePath, const char* fileName, bool isKeyFile) {
@@ -124,8 +125,8 @@ void CIndexFileBase::HandlePendingActions() {
                     renameRetryCount,
                     static_cast<double>(static_cast<uint64_t>(now) - renameFailStamp) / 1000000);
       renameRetryCount = 0;
-      indexPostCommand = CreateSerialFileCommand(SegmentPostCommand(), indexFilePath,
-                                                 indexFileName.c_str());
+      indexPostCommand =
+          CreateSerialFileCommand(SegmentPostCommand(), indexFilePath, indexFileName.c_str());
       tempIndexFilePath[0] = '\0';
       renamePending = false;
     } else {

@@ -35,8 +35,8 @@ class CProgramIndexFile final : public CIndexFileBase {
   CProgramIndexFile(uint32_t version, const char* baseURL, const char* directory,
                     const char* indexFileName, uint32_t targetDuration, uint32_t firstWriteCount,
                     const char* segmentPostCommand, const char* segmentDeleteCommand,
-                    const char* keyPostCommand, const char* keyDeleteCommand,
-                    bool decimalDurations, bool independentSegments);
+                    const char* keyPostCommand, const char* keyDeleteCommand, bool decimalDurations,
+                    bool independentSegments);
   ~CProgramIndexFile() override;
   FileEntry* AddFile(const char* fileName, const char* filePath, uint64_t mediaSequence,
                      double duration, int64_t rangeStart, int64_t rangeEnd,

@@ -9,14 +9,13 @@
 
 CLiveIndexFile::CLiveIndexFile(uint32_t version, const char* baseURL, const char* directory,
                                const char* indexFileName, uint32_t targetDuration,
-                               uint32_t minEntriesToWrite, uint32_t windowSize,
-                               bool deleteOldFiles, const char* segmentPostCommand,
-                               const char* segmentDeleteCommand, const char* keyPostCommand,
-                               const char* keyDeleteCommand, bool decimalDurations,
-                               bool independentSegments)
-    : CIndexFileBase(version, baseURL, directory, indexFileName, targetDuration,
-                     segmentPostCommand, segmentDeleteCommand, keyPostCommand, keyDeleteCommand,
-                     decimalDurations, independentSegments),
+                               uint32_t minEntriesToWrite, uint32_t windowSize, bool deleteOldFiles,
+                               const char* segmentPostCommand, const char* segmentDeleteCommand,
+                               const char* keyPostCommand, const char* keyDeleteCommand,
+                               bool decimalDurations, bool independentSegments)
+    : CIndexFileBase(version, baseURL, directory, indexFileName, targetDuration, segmentPostCommand,
+                     segmentDeleteCommand, keyPostCommand, keyDeleteCommand, decimalDurations,
+                     independentSegments),
       minEntriesToWrite(minEntriesToWrite),
       windowSize(windowSize),
       deleteOldFiles(deleteOldFiles) {}
@@ -88,7 +87,9 @@ void CLiveIndexFile::Pause() {
   initialWritten = false;
 }
 
-void CLiveIndexFile::Resume() { OutputMessage(2, "Resuming Live Stream"); }
+void CLiveIndexFile::Resume() {
+  OutputMessage(2, "Resuming Live Stream");
+}
 
 CLiveIndexFile::~CLiveIndexFile() {
   for (auto& entry : removedEntries) {

@@ -15,14 +15,14 @@ CProgramIndexFile::CProgramIndexFile(uint32_t version, const char* baseURL, cons
                                      const char* segmentDeleteCommand, const char* keyPostCommand,
                                      const char* keyDeleteCommand, bool decimalDurations,
                                      bool independentSegments)
-    : CIndexFileBase(version, baseURL, directory, indexFileName, targetDuration,
-                     segmentPostCommand, segmentDeleteCommand, keyPostCommand, keyDeleteCommand,
-                     decimalDurations, independentSegments),
+    : CIndexFileBase(version, baseURL, directory, indexFileName, targetDuration, segmentPostCommand,
+                     segmentDeleteCommand, keyPostCommand, keyDeleteCommand, decimalDurations,
+                     independentSegments),
       firstWriteCount(firstWriteCount) {}
 
 FileEntry* CProgramIndexFile::AddFile(const char* fileName, const char* filePath,
-                                      uint64_t mediaSequence, double duration,
-                                      int64_t rangeStart, int64_t rangeEnd, bool) {
+                                      uint64_t mediaSequence, double duration, int64_t rangeStart,
+                                      int64_t rangeEnd, bool) {
   // An EVENT playlist's discontinuities come only from Resume: the caller's flag is ignored.
   FileEntry* added = CIndexFileBase::AddFile(fileName, filePath, mediaSequence, duration,
                                              rangeStart, rangeEnd, false);

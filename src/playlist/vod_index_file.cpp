@@ -18,13 +18,17 @@ FileEntry* CVODIndexFile::AddFile(const char* fileName, const char* filePath,
   // Halves away from zero here, unlike the integer EXTINF form: both are intended.
   uint32_t rounded = static_cast<uint32_t>(static_cast<int64_t>(std::round(duration)));
   if (rounded > targetDuration) targetDuration = rounded;
-  return CIndexFileBase::AddFile(fileName, filePath, mediaSequence, duration, rangeStart,
-                                 rangeEnd, discontinuity);
+  return CIndexFileBase::AddFile(fileName, filePath, mediaSequence, duration, rangeStart, rangeEnd,
+                                 discontinuity);
 }
 
-void CVODIndexFile::Pause() { OutputMessage(0, "Pause called for VOD; ignoring"); }
+void CVODIndexFile::Pause() {
+  OutputMessage(0, "Pause called for VOD; ignoring");
+}
 
-void CVODIndexFile::Resume() { OutputMessage(0, "Resume called for VOD; ignoring"); }
+void CVODIndexFile::Resume() {
+  OutputMessage(0, "Resume called for VOD; ignoring");
+}
 
 CVODIndexFile::~CVODIndexFile() {
   if (abandoned || entryCount == 0) return;

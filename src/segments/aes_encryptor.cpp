@@ -21,7 +21,7 @@ OSStatus Aes128CbcEncryptor::Create(const uint8_t* key, size_t keyLength, const 
 OSStatus Aes128CbcEncryptor::Reset(const uint8_t iv[16]) {
   // No cipher and no key: EVP keeps both and starts a new CBC stream from this IV.
   return EVP_EncryptInit_ex(context_.get(), nullptr, nullptr, nullptr, iv) == 1 ? kNoErr
-                                                                                 : kErrCryptor;
+                                                                                : kErrCryptor;
 }
 
 OSStatus Aes128CbcEncryptor::Update(const uint8_t* in, size_t length, uint8_t* out,

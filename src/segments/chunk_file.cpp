@@ -36,7 +36,9 @@ std::unique_ptr<std::string> CopyOrNone(const char* s) {
   return s ? std::make_unique<std::string>(s) : nullptr;
 }
 
-const char* CStr(const std::unique_ptr<std::string>& s) { return s ? s->c_str() : nullptr; }
+const char* CStr(const std::unique_ptr<std::string>& s) {
+  return s ? s->c_str() : nullptr;
+}
 
 // Every call made on the main playlist is repeated on the I-frame playlist, if there is one.
 template <class Call>
@@ -77,7 +79,8 @@ OSStatus OpenNamedFile(ChunkFile* c) {
     }
     if (errno != EEXIST) return errno;
     if (c->fileIndex == start) {
-      OutputMessage(0, "we've wrapped the entire sequence without finding a valid header.- aborting");
+      OutputMessage(0,
+                    "we've wrapped the entire sequence without finding a valid header.- aborting");
       return kErrNoFreeFileIndex;
     }
   }
@@ -130,7 +133,8 @@ OSStatus PrepareEncryption(ChunkFile* c) {
   }
   if (c->ivSequence) {
     memset(c->iv, 0, sizeof c->iv);
-    for (int i = 0; i < 4; i++) c->iv[12 + i] = static_cast<uint8_t>(c->segmentCount >> (24 - 8 * i));
+    for (int i = 0; i < 4; i++)
+      c->iv[12 + i] = static_cast<uint8_t>(c->segmentCount >> (24 - 8 * i));
   } else if (!c->streamingKeyDelivery && c->bytesSinceIVChange >= c->ivRotationBytes) {
     OutputMessage(1, "changing IV");
     c->bytesSinceIVChange = 0;
@@ -280,7 +284,8 @@ OSStatus ChunkFileFinalizeFile(ChunkFile* c, bool isMap, int64_t mapEnd, double 
       result = kErrCreateFailed;
     }
     if (c->iframeIndexFile)
-      c->iframeIndexFile->AddFile(c->fileName, c->filePath, c->segmentCount, seconds, -1, -1, false);
+      c->iframeIndexFile->AddFile(c->fileName, c->filePath, c->segmentCount, seconds, -1, -1,
+                                  false);
   }
   c->segmentCount++;
   if (!isMap) {
@@ -466,9 +471,8 @@ void ChunkFileFormatBitRate(double r, char* text) {
 }
 
 void ChunkFileGetBitRates(ChunkFile* c, int64_t elapsedTicks, double* average, double* maximum) {
-  double avg = elapsedTicks == 0
-                   ? 0
-                   : static_cast<double>(c->totalBytesWritten) * 8 / elapsedTicks * 90000;
+  double avg =
+      elapsedTicks == 0 ? 0 : static_cast<double>(c->totalBytesWritten) * 8 / elapsedTicks * 90000;
   if (average) *average = avg;
   if (maximum) *maximum = c->maxBitRate;
   OutputMessage(2,

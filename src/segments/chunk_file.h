@@ -17,39 +17,39 @@
 
 // Creation settings, one field per creation argument, in argument order.
 struct ChunkFileSettings {
-  uint32_t version;               // 1: EXT-X-VERSION
-  uint32_t targetDuration;        // 2: seconds
-  uint8_t notLive;                // 3: with a negative kindSelector: VOD
-  int64_t kindSelector;           // 4: 0 with notLive clear: live; otherwise EVENT
-  const char* directory;          // 5: output directory, kept alive by the caller
-  const char* baseURL;            // 6: prefix of playlist entries; none = relative
-  const char* indexFileName;      // 7: playlist file name
-  const char* baseName;           // 8: segment base name, kept alive by the caller
-  uint32_t firstFileIndex;        // 9
-  uint32_t liveWindowSize;        // 10: live playlists only
-  uint32_t minEntriesToWrite;     // 11: live minimum / EVENT first write count
-  uint8_t liveDeleteOldFiles;     // 12: live playlists only
-  uint32_t maxFileIndex;          // 13: file numbers wrap to 0 here; 0 = never
-  uint8_t bufferInMemory;         // 14
-  const uint8_t* keyData;         // 15: 16 key bytes, then 16 IV bytes with streaming delivery
-  size_t keyDataLength;           // 16: 0 = no key file
-  const char* keyBaseName;        // 17
-  const char* keyURL;             // 18
-  const char* keyLocation;        // 19: a key file, or the directory for generated keys
-  uint8_t ivSequence;             // 20
-  uint32_t keyRotationPeriod;     // 21: segments per key; 0 = one key
-  uint32_t ivRotateMegabytes;     // 22
-  uint8_t decimalDurations;       // 23
-  const char* segmentPostCommand;  // 24
+  uint32_t version;                  // 1: EXT-X-VERSION
+  uint32_t targetDuration;           // 2: seconds
+  uint8_t notLive;                   // 3: with a negative kindSelector: VOD
+  int64_t kindSelector;              // 4: 0 with notLive clear: live; otherwise EVENT
+  const char* directory;             // 5: output directory, kept alive by the caller
+  const char* baseURL;               // 6: prefix of playlist entries; none = relative
+  const char* indexFileName;         // 7: playlist file name
+  const char* baseName;              // 8: segment base name, kept alive by the caller
+  uint32_t firstFileIndex;           // 9
+  uint32_t liveWindowSize;           // 10: live playlists only
+  uint32_t minEntriesToWrite;        // 11: live minimum / EVENT first write count
+  uint8_t liveDeleteOldFiles;        // 12: live playlists only
+  uint32_t maxFileIndex;             // 13: file numbers wrap to 0 here; 0 = never
+  uint8_t bufferInMemory;            // 14
+  const uint8_t* keyData;            // 15: 16 key bytes, then 16 IV bytes with streaming delivery
+  size_t keyDataLength;              // 16: 0 = no key file
+  const char* keyBaseName;           // 17
+  const char* keyURL;                // 18
+  const char* keyLocation;           // 19: a key file, or the directory for generated keys
+  uint8_t ivSequence;                // 20
+  uint32_t keyRotationPeriod;        // 21: segments per key; 0 = one key
+  uint32_t ivRotateMegabytes;        // 22
+  uint8_t decimalDurations;          // 23
+  const char* segmentPostCommand;    // 24
   const char* segmentDeleteCommand;  // 25
-  const char* keyPostCommand;     // 26
-  const char* keyDeleteCommand;   // 27
-  const char* iframeIndexFileName;  // 28: none = no I-frame playlist
-  uint8_t singleFile;             // 29
-  uint8_t aes128;                 // 30: 0 = SAMPLE-AES (key URL only, bytes unencrypted)
-  uint8_t streamingKeyDelivery;   // 31
-  uint8_t independentSegments;    // 32
-  uint8_t reportByteRanges;       // 33
+  const char* keyPostCommand;        // 26
+  const char* keyDeleteCommand;      // 27
+  const char* iframeIndexFileName;   // 28: none = no I-frame playlist
+  uint8_t singleFile;                // 29
+  uint8_t aes128;                    // 30: 0 = SAMPLE-AES (key URL only, bytes unencrypted)
+  uint8_t streamingKeyDelivery;      // 31
+  uint8_t independentSegments;       // 32
+  uint8_t reportByteRanges;          // 33
 };
 
 struct FileCloser {
@@ -105,8 +105,7 @@ OSStatus ChunkFileReleaseSecs(ChunkFile* chunk, double lastSeconds, double total
 // Ends a stream that failed: closes the open file and frees everything without writing a
 // playlist, so that no finished-looking playlist lists a broken stream.
 void ChunkFileAbandon(ChunkFile* chunk);
-void ChunkFileGetBitRates(ChunkFile* chunk, int64_t elapsedTicks, double* average,
-                          double* maximum);
+void ChunkFileGetBitRates(ChunkFile* chunk, int64_t elapsedTicks, double* average, double* maximum);
 void ChunkFileDisplayBitRate(ChunkFile* chunk, int64_t elapsedTicks);
 // Formats a rate into `text` (at least 40 bytes).
 void ChunkFileFormatBitRate(double bitsPerSecond, char* text);

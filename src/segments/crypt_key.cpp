@@ -58,8 +58,7 @@ void CryptKeyFillRandomBuffer(CryptKeyState* state, uint8_t* buffer, size_t coun
 }
 
 OSStatus CryptKeyCreateRandomFromBase(CryptKeyState* state, const char* directory,
-                                      const char* urlPrefix, const char* baseName,
-                                      CryptKey** out) {
+                                      const char* urlPrefix, const char* baseName, CryptKey** out) {
   if (out == nullptr || state == nullptr) return kErrParse;
   *out = nullptr;
   auto key = std::unique_ptr<CryptKey>(new (std::nothrow) CryptKey);
@@ -130,4 +129,6 @@ OSStatus CryptKeyCreateStatic(const char* url, const char* keyPath, const uint8_
   return kNoErr;
 }
 
-void CryptKeyDestroy(CryptKey* key) { delete key; }
+void CryptKeyDestroy(CryptKey* key) {
+  delete key;
+}

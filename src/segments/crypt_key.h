@@ -28,8 +28,7 @@ int CryptKeyDestroyState(CryptKeyState* state);
 // Fills `count` bytes from the random device. A device that could not be opened aborts.
 void CryptKeyFillRandomBuffer(CryptKeyState* state, uint8_t* buffer, size_t count);
 OSStatus CryptKeyCreateRandomFromBase(CryptKeyState* state, const char* directory,
-                                      const char* urlPrefix, const char* baseName,
-                                      CryptKey** out);
+                                      const char* urlPrefix, const char* baseName, CryptKey** out);
 OSStatus CryptKeyCreateStatic(const char* url, const char* keyPath, const uint8_t* bytes,
                               size_t length, CryptKey** out);
 void CryptKeyDestroy(CryptKey* key);

@@ -13,8 +13,8 @@ int FormatWebVTTTimestamp(double t, char* text) {
   const double rest = t - static_cast<double>(hours * 3600u);
   const uint32_t minutes = static_cast<uint32_t>(rest / 60.0);
   const uint32_t seconds = static_cast<uint32_t>(rest - minutes * 60);
-  const uint32_t ms = static_cast<uint32_t>(totalMs) - hours * 3600000u - minutes * 60000u -
-                      seconds * 1000u;
+  const uint32_t ms =
+      static_cast<uint32_t>(totalMs) - hours * 3600000u - minutes * 60000u - seconds * 1000u;
   return snprintf(text, 20, "%02u:%02u:%02u.%03u", hours, minutes, seconds, ms);
 }
 

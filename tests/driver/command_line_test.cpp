@@ -39,12 +39,16 @@ TEST(CommandLine, ExactMessagesStreamsAndStatuses) {
       {{"-D", "-1", "x.vtt"}, "hlsvtt: illegal duration -1\n", "USAGE", 56},
       {{"-t", "abc", "x.vtt"}, "hlsvtt: illegal target duration abc\n", "USAGE", 56},
       {{"-G", "x", "x.vtt"},
-       "hlsvtt: illegal (non-integer) parameter passed to generate-key: x\n", "USAGE", 56},
+       "hlsvtt: illegal (non-integer) parameter passed to generate-key: x\n",
+       "USAGE",
+       56},
       {{"-N", "0", "x.vtt"}, "", "hlsvtt: illegal value of mbytes to change IV \"0\"\nUSAGE", 56},
       {{"-m", "zz", "x.vtt"}, "", "hlsvtt: illegal mpegts value zz\nUSAGE", 56},
       {{"-J", "foo", "x.vtt"}, "", "hlsvtt: illegal encrypt-iv foo\nUSAGE", 56},
-      {{"-s", "-x", "x.vtt"}, "",
-       "hlsvtt: Syntax error in subtitle variant name argument '-x'\nUSAGE", 56},
+      {{"-s", "-x", "x.vtt"},
+       "",
+       "hlsvtt: Syntax error in subtitle variant name argument '-x'\nUSAGE",
+       56},
       {{"-f", "x/", "x.vtt"}, "", "hlsvtt: illegal filename - no argument specified\nUSAGE", 56},
       {{"-k", "", "x.vtt"}, "", "hlsvtt: illegal filename - no argument specified\nUSAGE", 56},
       {{"-b", "//", "x.vtt"}, "", "hlsvtt: illegal base url - no argument specified\nUSAGE", 56},
@@ -109,9 +113,10 @@ TEST(CommandLine, TrimTrailingSlashes) {
     const char* in;
     bool ok;
     const char* out;
-  } cases[] = {{"/", true, "/"},         {"out/", true, "out"},   {"ab/", true, "ab"},
-               {"out//x/", true, "out//x"}, {"", false, ""},       {"x", false, "x"},
-               {"x/", false, "x"},        {"//", false, "/"},      {"///", false, "/"}};
+  } cases[] = {
+      {"/", true, "/"},   {"out/", true, "out"}, {"ab/", true, "ab"}, {"out//x/", true, "out//x"},
+      {"", false, ""},    {"x", false, "x"},     {"x/", false, "x"},  {"//", false, "/"},
+      {"///", false, "/"}};
   for (const Case& c : cases) {
     char text[32];
     strcpy(text, c.in);
@@ -121,9 +126,10 @@ TEST(CommandLine, TrimTrailingSlashes) {
 }
 
 TEST(CommandLine, SettingsAcceptedValues) {
-  const char* argv0[] = {"hlsvtt", "-t", "0",      "-J",  "SEQUENCE", "-f",         "out/",
-                         "-b",     "/",  "-B",     "seq_1.x", "-m",   "4294967296", "-q",
-                         "-d",     "-no-output-timestamps",   "-G",   "3",          "in.vtt"};
+  const char* argv0[] = {
+      "hlsvtt", "-t", "0",       "-J", "SEQUENCE",   "-f", "out/", "-b",
+      "/",      "-B", "seq_1.x", "-m", "4294967296", "-q", "-d",   "-no-output-timestamps",
+      "-G",     "3",  "in.vtt"};
   std::vector<char*> argv;
   std::vector<std::string> storage(std::begin(argv0), std::end(argv0));
   for (auto& s : storage) argv.push_back(s.data());

@@ -29,8 +29,7 @@ TEST_F(OutputTest, LevelsQuietAndDebug) {
   OutputAllowDebug();
   OutputMessage(2, "now debug");
   OutputMessage(1, "ends in newline\n");
-  EXPECT_EQ(ReadFile(log),
-            "error 1\nprogress\nquiet error\nnow debug\nends in newline\n\n");
+  EXPECT_EQ(ReadFile(log), "error 1\nprogress\nquiet error\nnow debug\nends in newline\n\n");
 }
 
 TEST_F(OutputTest, TimestampPrefixAndAppending) {
@@ -41,13 +40,14 @@ TEST_F(OutputTest, TimestampPrefixAndAppending) {
   OutputMessage(1, "hello");
   std::string text = ReadFile(log);
   EXPECT_TRUE(text.starts_with("existing line\n"));
-  std::regex prefix(R"(existing line\n[A-Z][a-z]{2} [ 0-9]\d \d{4} \d\d:\d\d:\d\d\.\d{3}: hello\n)");
+  std::regex prefix(
+      R"(existing line\n[A-Z][a-z]{2} [ 0-9]\d \d{4} \d\d:\d\d:\d\d\.\d{3}: hello\n)");
   EXPECT_TRUE(std::regex_match(text, prefix)) << text;
 }
 
 TEST_F(OutputTest, UnopenableLogFallsBackToStandardOutput) {
-  RunResult r = RunTool({"hlsvtt", "-l", "/nonexistent/dir/log", "--no-output-timestamps",
-                         "/nonexistent/x.vtt"});
+  RunResult r = RunTool(
+      {"hlsvtt", "-l", "/nonexistent/dir/log", "--no-output-timestamps", "/nonexistent/x.vtt"});
   EXPECT_EQ(r.out,
             "Cannot open /nonexistent/dir/log - using stdout\n"
             "can't create byte stream /nonexistent/x.vtt 2\n");

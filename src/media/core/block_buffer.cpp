@@ -23,7 +23,9 @@ struct Piece {
 
 constexpr OSStatus kStopWalk = 1;  // a visitor's way of ending the walk early, not an error
 
-MxBlockBuffer* ReferencedBuffer(const Slot& slot) { return static_cast<MxBlockBuffer*>(slot.data); }
+MxBlockBuffer* ReferencedBuffer(const Slot& slot) {
+  return static_cast<MxBlockBuffer*>(slot.data);
+}
 
 // Visits, in order, the leaf pieces that make up [offset, offset + length) of `buffer`,
 // descending into nested and referenced buffers with an explicit stack rather than recursion,
@@ -76,7 +78,9 @@ OSStatus ForEachPiece(MxBlockBuffer* buffer, uint64_t offset, uint64_t length, V
   return status == kStopWalk ? kNoErr : status;
 }
 
-const Slot& SlotOf(const Piece& p) { return p.owner->slots[p.slot]; }
+const Slot& SlotOf(const Piece& p) {
+  return p.owner->slots[p.slot];
+}
 
 bool IsAllocated(const Slot& s) {
   return s.kind == MxBlockBuffer::kAllocatorBlock || s.kind == MxBlockBuffer::kCustomBlock;
@@ -224,14 +228,13 @@ OSStatus MxBlockBufferCreateEmpty(MxAllocator* structureAllocator, uint32_t subB
 OSStatus MxBlockBufferCreateWithMemoryBlock(MxAllocator* structureAllocator, void* memoryBlock,
                                             size_t blockLength, MxAllocator* blockAllocator,
                                             const MxBlockBufferCustomBlockSource* customSource,
-                                            size_t offsetToData, size_t dataLength,
-                                            uint32_t flags, MxBlockBufferRef* out) {
+                                            size_t offsetToData, size_t dataLength, uint32_t flags,
+                                            MxBlockBufferRef* out) {
   MxBlockBufferRef buffer;
   OSStatus status = MxBlockBufferCreateEmpty(structureAllocator, 0, flags, &buffer);
   if (status == kNoErr) {
-    status = MxBlockBufferAppendMemoryBlock(buffer.get(), memoryBlock, blockLength,
-                                            blockAllocator, customSource, offsetToData,
-                                            dataLength, flags);
+    status = MxBlockBufferAppendMemoryBlock(buffer.get(), memoryBlock, blockLength, blockAllocator,
+                                            customSource, offsetToData, dataLength, flags);
   }
   if (out) *out = status == kNoErr ? std::move(buffer) : nullptr;
   return status;
@@ -252,8 +255,7 @@ OSStatus MxBlockBufferCreateWithBufferReference(MxAllocator* structureAllocator,
 OSStatus MxBlockBufferAppendMemoryBlock(MxBlockBuffer* buffer, void* memoryBlock,
                                         size_t blockLength, MxAllocator* blockAllocator,
                                         const MxBlockBufferCustomBlockSource* customSource,
-                                        size_t offsetToData, size_t dataLength,
-                                        uint32_t flags) {
+                                        size_t offsetToData, size_t dataLength, uint32_t flags) {
   if (buffer == nullptr) return QorSignalErrorAt(kMxBlockBufferBadPointerParameter);
   if (blockLength == 0 || dataLength == 0)
     return QorSignalErrorAt(kMxBlockBufferBadLengthParameter);
@@ -264,9 +266,9 @@ OSStatus MxBlockBufferAppendMemoryBlock(MxBlockBuffer* buffer, void* memoryBlock
   std::unique_ptr<MxBlockBufferCustomBlockSource> sourceCopy;
   MxAllocator* allocator = nullptr;
   if (customSource) {
-    bool usable = customSource->version == 0 &&
-                  (memoryBlock ? customSource->FreeBlock != nullptr
-                               : customSource->AllocateBlock != nullptr);
+    bool usable =
+        customSource->version == 0 &&
+        (memoryBlock ? customSource->FreeBlock != nullptr : customSource->AllocateBlock != nullptr);
     if (!usable) return QorSignalErrorAt(kMxBlockBufferBadCustomBlockSource);
     sourceCopy.reset(new (std::nothrow) MxBlockBufferCustomBlockSource(*customSource));
     if (!sourceCopy) return QorSignalErrorAt(kMxBlockBufferStructureAllocationFailed);

@@ -59,8 +59,7 @@ class MxBlockBuffer final : public MxObject {
   std::unique_ptr<Slot[]> slots;
 
  private:
-  friend OSStatus MxBlockBufferCreateEmpty(MxAllocator*, uint32_t, uint32_t,
-                                           MxRef<MxBlockBuffer>*);
+  friend OSStatus MxBlockBufferCreateEmpty(MxAllocator*, uint32_t, uint32_t, MxRef<MxBlockBuffer>*);
   MxBlockBuffer() = default;
   ~MxBlockBuffer() override;
 };
@@ -75,8 +74,8 @@ OSStatus MxBlockBufferCreateEmpty(MxAllocator* structureAllocator, uint32_t subB
 OSStatus MxBlockBufferCreateWithMemoryBlock(MxAllocator* structureAllocator, void* memoryBlock,
                                             size_t blockLength, MxAllocator* blockAllocator,
                                             const MxBlockBufferCustomBlockSource* customSource,
-                                            size_t offsetToData, size_t dataLength,
-                                            uint32_t flags, MxBlockBufferRef* out);
+                                            size_t offsetToData, size_t dataLength, uint32_t flags,
+                                            MxBlockBufferRef* out);
 OSStatus MxBlockBufferCreateWithBufferReference(MxAllocator* structureAllocator,
                                                 MxBlockBuffer* target, size_t offset,
                                                 size_t dataLength, uint32_t flags,

@@ -12,18 +12,24 @@ const char* const kQorByteStreamProperty_FileType = "QBS_FileType";
 const char* const kQorByteStreamProperty_SandboxExtensionHandle = "QBS_SandboxExtensionHandle";
 const char* const kQorByteStreamProperty_MIMEType = "QBS_MIMEType";
 
-OSStatus MxByteStream::Read(size_t, int64_t, void*, size_t*) { return kMxErrUnimplemented; }
+OSStatus MxByteStream::Read(size_t, int64_t, void*, size_t*) {
+  return kMxErrUnimplemented;
+}
 
 OSStatus MxByteStream::Write(size_t, int64_t, const void*, size_t*) {
   return kMxErrUnimplemented;
 }
 
-OSStatus MxByteStream::GetLength(int64_t, int64_t*) { return kMxErrUnimplemented; }
+OSStatus MxByteStream::GetLength(int64_t, int64_t*) {
+  return kMxErrUnimplemented;
+}
 
-bool MxByteStream::IsEqual(const MxByteStream* other) const { return this == other; }
+bool MxByteStream::IsEqual(const MxByteStream* other) const {
+  return this == other;
+}
 
-OSStatus MxByteStreamReadBytes(MxByteStream* stream, size_t size, int64_t offset,
-                               void* destination, size_t* bytesRead) {
+OSStatus MxByteStreamReadBytes(MxByteStream* stream, size_t size, int64_t offset, void* destination,
+                               size_t* bytesRead) {
   if (stream == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   return stream->Read(size, offset, destination, bytesRead);
 }

@@ -30,8 +30,8 @@ class MxByteStream : public MxObject {
 
 using MxByteStreamRef = MxRef<MxByteStream>;
 
-OSStatus MxByteStreamReadBytes(MxByteStream* stream, size_t size, int64_t offset,
-                               void* destination, size_t* bytesRead);
+OSStatus MxByteStreamReadBytes(MxByteStream* stream, size_t size, int64_t offset, void* destination,
+                               size_t* bytesRead);
 
 // Reads up to `size` bytes at `offset` into a new block buffer of `size` bytes whose data
 // length is the count read. No buffer is returned when nothing was read or the read failed;

@@ -11,4 +11,6 @@ OSStatus QorSignalErrorAt(OSStatus code) {
   return code;
 }
 
-uint64_t QorSignalledErrorCount() { return signalledErrors.load(std::memory_order_relaxed); }
+uint64_t QorSignalledErrorCount() {
+  return signalledErrors.load(std::memory_order_relaxed);
+}

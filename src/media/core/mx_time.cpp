@@ -22,13 +22,21 @@ int64_t TruncateToInt64(double d) {
   return static_cast<int64_t>(d);
 }
 
-int64_t WrappingNegate(int64_t v) { return static_cast<int64_t>(0 - static_cast<uint64_t>(v)); }
+int64_t WrappingNegate(int64_t v) {
+  return static_cast<int64_t>(0 - static_cast<uint64_t>(v));
+}
 
-MxTime Infinity(bool positive) { return positive ? kMxTimePositiveInfinity : kMxTimeNegativeInfinity; }
+MxTime Infinity(bool positive) {
+  return positive ? kMxTimePositiveInfinity : kMxTimeNegativeInfinity;
+}
 
-bool IsInfinite(MxTime t) { return MxTimeIsPositiveInfinity(t) || MxTimeIsNegativeInfinity(t); }
+bool IsInfinite(MxTime t) {
+  return MxTimeIsPositiveInfinity(t) || MxTimeIsNegativeInfinity(t);
+}
 
-uint32_t RoundedBit(uint32_t flags) { return flags & kMxTimeFlags_HasBeenRounded; }
+uint32_t RoundedBit(uint32_t flags) {
+  return flags & kMxTimeFlags_HasBeenRounded;
+}
 
 // The special-value rules shared by Add (subtract=false) and Subtract (subtract=true). Returns
 // true and fills *result when either operand is not numeric.
@@ -182,9 +190,13 @@ MxTime MxTimeConvertScale(MxTime t, int32_t newTs, uint32_t method) {
                 t.epoch};
 }
 
-MxTime MxTimeAdd(MxTime a, MxTime b) { return AddOrSubtract(a, b, false); }
+MxTime MxTimeAdd(MxTime a, MxTime b) {
+  return AddOrSubtract(a, b, false);
+}
 
-MxTime MxTimeSubtract(MxTime a, MxTime b) { return AddOrSubtract(a, b, true); }
+MxTime MxTimeSubtract(MxTime a, MxTime b) {
+  return AddOrSubtract(a, b, true);
+}
 
 MxTime MxTimeMultiply(MxTime t, int32_t n) {
   if (!MxTimeIsValid(t)) return kMxTimeInvalid;
@@ -266,7 +278,8 @@ MxTime MxTimeMultiplyByRatio(MxTime t, int32_t multiplier, int32_t divisor) {
     int128 absD = divisor < 0 ? -static_cast<int128>(divisor) : divisor;
     if (r != 0 && 2 * absR >= absD) q += ((product < 0) != (divisor < 0)) ? -1 : 1;
     if (q > kInt64Min && q < kInt64Max) {
-      uint32_t flags = 1 | RoundedBit(c.flags) | (r != 0 ? uint32_t{kMxTimeFlags_HasBeenRounded} : 0u);
+      uint32_t flags =
+          1 | RoundedBit(c.flags) | (r != 0 ? uint32_t{kMxTimeFlags_HasBeenRounded} : 0u);
       return MxTime{static_cast<int64_t>(q), ts, flags, t.epoch};
     }
     if (ts < 2) return Infinity(q > 0);
@@ -294,7 +307,9 @@ int32_t MxTimeCompare(MxTime a, MxTime b) {
   return aNegative ? -result : result;
 }
 
-MxTime MxTimeMinimum(MxTime a, MxTime b) { return MxTimeCompare(a, b) < 0 ? a : b; }
+MxTime MxTimeMinimum(MxTime a, MxTime b) {
+  return MxTimeCompare(a, b) < 0 ? a : b;
+}
 
 MxDictionary MxTimeCopyAsDictionary(MxTime t) {
   return MxDictionary{{"value", MxValue(t.value)},

@@ -42,8 +42,12 @@ inline constexpr MxTime kMxTimePositiveInfinity = {0, 0, 5, 0};
 inline constexpr MxTime kMxTimeNegativeInfinity = {0, 0, 9, 0};
 inline constexpr MxTime kMxTimeZero = {0, 1, 1, 0};
 
-inline bool MxTimeIsValid(MxTime t) { return (t.flags & kMxTimeFlags_Valid) != 0; }
-inline bool MxTimeIsNumeric(MxTime t) { return (t.flags & 29) == 1; }
+inline bool MxTimeIsValid(MxTime t) {
+  return (t.flags & kMxTimeFlags_Valid) != 0;
+}
+inline bool MxTimeIsNumeric(MxTime t) {
+  return (t.flags & 29) == 1;
+}
 inline bool MxTimeIsPositiveInfinity(MxTime t) {
   return MxTimeIsValid(t) && (t.flags & kMxTimeFlags_PositiveInfinity);
 }

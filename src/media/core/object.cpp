@@ -79,6 +79,10 @@ const MxDictionary* MxValue::GetDictionary() const {
   return d ? d->get() : nullptr;
 }
 
-const MxURL* MxValue::GetURL() const { return std::get_if<MxURL>(&v); }
+const MxURL* MxValue::GetURL() const {
+  return std::get_if<MxURL>(&v);
+}
 
-const std::string* MxValue::GetString() const { return std::get_if<std::string>(&v); }
+const std::string* MxValue::GetString() const {
+  return std::get_if<std::string>(&v);
+}

@@ -10,10 +10,10 @@ namespace {
 // A buffer over caller-owned text (the null allocator never frees it).
 MxBlockBufferRef Wrap(const std::string& text) {
   MxBlockBufferRef b;
-  EXPECT_EQ(MxBlockBufferCreateWithMemoryBlock(nullptr, const_cast<char*>(text.data()),
-                                               text.size(), MxAllocatorGetNull(), nullptr, 0,
-                                               text.size(), 0, &b),
-            kNoErr);
+  EXPECT_EQ(
+      MxBlockBufferCreateWithMemoryBlock(nullptr, const_cast<char*>(text.data()), text.size(),
+                                         MxAllocatorGetNull(), nullptr, 0, text.size(), 0, &b),
+      kNoErr);
   return b;
 }
 
@@ -63,13 +63,13 @@ TEST(BlockBuffer, AppendValidation) {
     MxAllocator* allocator;
     OSStatus expected;
   } cases[] = {
-      {block, 10, 10, 10, null, -12703}, {block, 10, 6, 5, null, -12704},
-      {block, 0, 0, 1, null, -12704},    {block, 10, 0, 0, null, -12704},
+      {block, 10, 10, 10, null, -12703},  {block, 10, 6, 5, null, -12704},
+      {block, 0, 0, 1, null, -12704},     {block, 10, 0, 0, null, -12704},
       {nullptr, 10, 0, 10, null, -12701}, {block, 10, 2, 8, null, kNoErr},
   };
   for (const Case& c : cases) {
-    EXPECT_EQ(MxBlockBufferAppendMemoryBlock(b.get(), c.memory, c.blockLength, c.allocator,
-                                             nullptr, c.offset, c.length, 0),
+    EXPECT_EQ(MxBlockBufferAppendMemoryBlock(b.get(), c.memory, c.blockLength, c.allocator, nullptr,
+                                             c.offset, c.length, 0),
               c.expected);
   }
   EXPECT_EQ(MxBlockBufferAppendMemoryBlock(nullptr, block, 10, null, nullptr, 0, 1, 0), -12705);
@@ -100,8 +100,9 @@ TEST(BlockBuffer, UnallocatedBlocksUntilAssured) {
   MxBlockBufferCustomBlockSource source{0, CountingSource::Allocate, CountingSource::Free, &counts};
   {
     MxBlockBufferRef b;
-    ASSERT_EQ(MxBlockBufferCreateWithMemoryBlock(nullptr, nullptr, 8, nullptr, &source, 0, 8, 0, &b),
-              kNoErr);
+    ASSERT_EQ(
+        MxBlockBufferCreateWithMemoryBlock(nullptr, nullptr, 8, nullptr, &source, 0, 8, 0, &b),
+        kNoErr);
     EXPECT_EQ(counts.allocations, 0);
     char* p = nullptr;
     EXPECT_EQ(MxBlockBufferGetDataPointer(b.get(), 0, nullptr, nullptr, &p), -12707);
@@ -111,9 +112,9 @@ TEST(BlockBuffer, UnallocatedBlocksUntilAssured) {
     EXPECT_EQ(Contents(b.get()), "abcdefgh");
 
     MxBlockBufferRef lazy;
-    ASSERT_EQ(MxBlockBufferCreateWithMemoryBlock(nullptr, nullptr, 4, nullptr, nullptr, 0, 4, 0,
-                                                 &lazy),
-              kNoErr);
+    ASSERT_EQ(
+        MxBlockBufferCreateWithMemoryBlock(nullptr, nullptr, 4, nullptr, nullptr, 0, 4, 0, &lazy),
+        kNoErr);
     EXPECT_EQ(MxBlockBufferGetDataPointer(lazy.get(), 0, nullptr, nullptr, &p), -12707);
     ASSERT_EQ(MxBlockBufferAssureBlockMemory(lazy.get()), kNoErr);
     EXPECT_EQ(MxBlockBufferGetDataPointer(lazy.get(), 0, nullptr, nullptr, &p), kNoErr);

@@ -108,7 +108,7 @@ TEST(FileByteStream, PathExtension) {
     const char* path;
     const char* extension;
   } cases[] = {{"a/Sub.VTT", "VTT"}, {"sub.txt", "txt"}, {"noext", ""},
-               {"dir.d/file", ""},   {".vtt", ""},        {"x.srt/", "srt"}};
+               {"dir.d/file", ""},   {".vtt", ""},       {"x.srt/", "srt"}};
   for (const Case& c : cases) EXPECT_EQ(MxURL{c.path}.PathExtension(), c.extension) << c.path;
 }
 

@@ -51,14 +51,14 @@ TEST(MxTime, ConvertScaleRoundingMethods) {
     int64_t expected;
     uint32_t flags;
   } cases[] = {
-      {1, 3, 10, 1, 3, 3},   {1, 3, 10, 2, 3, 3},  {1, 3, 10, 3, 4, 3},   {1, 3, 10, 5, 4, 3},
+      {1, 3, 10, 1, 3, 3},   {1, 3, 10, 2, 3, 3},   {1, 3, 10, 3, 4, 3},   {1, 3, 10, 5, 4, 3},
       {1, 3, 10, 6, 3, 3},   {-1, 3, 10, 5, -3, 3}, {-1, 3, 10, 6, -4, 3}, {-1, 3, 1, 4, -1, 3},
       {1, 3, 1, 4, 0, 3},    {2, 3, 1, 4, 0, 3},    {1, 3, 10, 4, 4, 3},   {5, 10, 1, 1, 1, 3},
       {-5, 10, 1, 1, -1, 3}, {4, 10, 1, 1, 0, 3},   {1, 3, 10, 99, 3, 3},  {30, 3, 10, 1, 100, 1},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(testing::Message() << c.value << "/" << c.from << " -> " << c.to << " m"
-                                    << c.method);
+    SCOPED_TRACE(testing::Message()
+                 << c.value << "/" << c.from << " -> " << c.to << " m" << c.method);
     ExpectTime(MxTimeConvertScale(MxTimeMake(c.value, c.from), c.to, c.method), c.expected, c.to,
                c.flags);
   }
@@ -102,9 +102,9 @@ TEST(MxTime, AddSpecialValues) {
     MxTime a, b;
     uint32_t add, sub;  // flags of the results
   } cases[] = {
-      {inv, one, 0, 0},  {one, inv, 0, 0},  {pos, neg, 0, 5}, {pos, pos, 5, 0}, {neg, pos, 0, 9},
-      {neg, neg, 9, 0},  {one, pos, 5, 9},  {one, neg, 9, 5}, {ind, one, 17, 17},
-      {one, ind, 17, 17}, {ind, pos, 5, 9},
+      {inv, one, 0, 0},   {one, inv, 0, 0},   {pos, neg, 0, 5}, {pos, pos, 5, 0},
+      {neg, pos, 0, 9},   {neg, neg, 9, 0},   {one, pos, 5, 9}, {one, neg, 9, 5},
+      {ind, one, 17, 17}, {one, ind, 17, 17}, {ind, pos, 5, 9},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(MxTimeAdd(c.a, c.b).flags, c.add);

@@ -1,0 +1,151 @@
+#include "driver/cue_scheduler.h"
+
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+#include "driver/chunk_file_settings.h"
+#include "log/output.h"
+#include "segments/chunk_file.h"
+#include "webvtt/segment_writer.h"
+#include "webvtt/webvtt_parser.h"
+
+namespace {
+
+struct ParserRelease {
+  void operator()(WebVTTParser* p) const { WebVTTParserRelease(p); }
+};
+
+// SRT files have no signature: their times use "," before the milliseconds.
+uint32_t SniffCommaDecimal(MxByteStream* stream) {
+  uint8_t head[16];
+  size_t count = 0;
+  OSStatus status = MxByteStreamReadBytes(stream, sizeof head, 0, head, &count);
+  bool signature = status == kNoErr && WebVTTHasSignature(head, std::min(sizeof head, count));
+  return signature ? 0 : 1;
+}
+
+void FreeQueue(WebVTTCueQueue* queue) {
+  while (WebVTTCue* cue = queue->first) {
+    queue->Remove(cue);
+    WebVTTCueFree(cue);
+  }
+}
+
+class CueScheduler {
+ public:
+  CueScheduler(const RunSettings& settings, ChunkFile* chunk, WebVTTCueQueue* cues)
+      : settings_(settings),
+        chunk_(chunk),
+        cues_(cues),
+        // Only the low 32 bits, read as signed: -m 4294967295 prints 18446744073709551615.
+        timestampMapValue_(static_cast<uint64_t>(static_cast<int64_t>(
+            static_cast<int32_t>(static_cast<uint32_t>(settings.mpegtsStartOffset))))),
+        segmentEnd_(settings.targetDuration) {}
+
+  ~CueScheduler() { FreeQueue(&carryOver_); }
+
+  // Returns the run's result. The chunk file is released (or given up on failure) either way.
+  OSStatus Run() {
+    while (WebVTTCue* cue = cues_->first) {
+      lastEnd_ = cue->end;
+      OutputMessage(2, "Next cue %p %g --> %g", static_cast<void*>(cue), cue->start, cue->end);
+      if (!(cue->start < segmentEnd_)) {
+        if (segmentHasContent_) {
+          OSStatus status = EndSegment();
+          if (status != kNoErr) return status;
+          continue;
+        }
+        // Still empty: stretch it to the grid line after this cue's start.
+        while (!(cue->start < segmentEnd_)) segmentEnd_ += settings_.targetDuration;
+      }
+      if (!segmentHasContent_) WriteSegmentHeader(chunk_, timestampMapValue_);
+      WriteCue(chunk_, cue);
+      OutputMessage(2, "Wrote cue %p %g --> %g", static_cast<void*>(cue), cue->start, cue->end);
+      cues_->Remove(cue);
+      if (cue->end <= segmentEnd_) {
+        OutputMessage(2, "Removed cue %p %g --> %g", static_cast<void*>(cue), cue->start, cue->end);
+        WebVTTCueFree(cue);
+      } else {
+        OutputMessage(2, "Moved cue %p %g --> %g to carryOverQueue", static_cast<void*>(cue),
+                      cue->start, cue->end);
+        carryOver_.InsertTail(cue);
+      }
+      segmentHasContent_ = true;
+    }
+    return EndOfInput();
+  }
+
+ private:
+  OSStatus EndSegment() {
+    OSStatus status = ChunkFileMoveToNextFileSecs(chunk_, segmentEnd_ - segmentStart_);
+    if (status != kNoErr) {
+      OutputMessage(0, "Failed to generate chunk files with index %u, file %s",
+                    chunk_->segmentCount, chunk_->filePath);
+      // The stream is broken: no playlist that would look complete.
+      ChunkFileAbandon(chunk_);
+      return status;
+    }
+    // Carried cues go back in front of the unwritten ones, in their earlier order, to be
+    // written again with their own times at the top of the next segment.
+    std::vector<WebVTTCue*> carried;
+    while (WebVTTCue* cue = carryOver_.first) {
+      carryOver_.Remove(cue);
+      if (cue->end <= segmentEnd_) {
+        WebVTTCueFree(cue);
+      } else {
+        carried.push_back(cue);
+      }
+    }
+    for (auto it = carried.rbegin(); it != carried.rend(); ++it) cues_->InsertHead(*it);
+    segmentStart_ = segmentEnd_;
+    segmentEnd_ += settings_.targetDuration;
+    segmentHasContent_ = false;
+    return kNoErr;
+  }
+
+  OSStatus EndOfInput() {
+    if (!carryOver_.empty()) {
+      lastEnd_ = 0;
+      for (WebVTTCue* cue = carryOver_.first; cue; cue = cue->next)
+        lastEnd_ = std::max(lastEnd_, cue->end);
+      FreeQueue(&carryOver_);
+    }
+    double totalSeconds = std::max(settings_.duration, lastEnd_);
+    return ChunkFileReleaseSecs(chunk_, totalSeconds - segmentStart_, totalSeconds);
+  }
+
+  const RunSettings& settings_;
+  ChunkFile* chunk_;
+  WebVTTCueQueue* cues_;
+  WebVTTCueQueue carryOver_;
+  const uint64_t timestampMapValue_;
+  double segmentStart_ = 0;
+  double segmentEnd_;
+  bool segmentHasContent_ = false;
+  double lastEnd_ = 0;
+};
+
+}  // namespace
+
+OSStatus RunWebVTTSource(const RunSettings& settings, MxByteStream* stream) {
+  const uint32_t commaDecimal = SniffCommaDecimal(stream);
+  WebVTTParser* rawParser = nullptr;
+  if (WebVTTParserCreate(&rawParser, commaDecimal) != kNoErr) return kErrCreateFailed;
+  std::unique_ptr<WebVTTParser, ParserRelease> parser(rawParser);
+
+  ChunkFile* chunk =
+      ChunkFileCreate(MakeChunkFileSettings(settings, settings.fileBase, settings.baseURL));
+  if (chunk == nullptr) {
+    OutputMessage(0, "can't set up the output stream in %s",
+                  settings.fileBase ? settings.fileBase : ".");
+    return kErrCreateFailed;
+  }
+  if (WebVTTParserReadByteStream(parser.get(), stream) != kNoErr) {
+    ChunkFileAbandon(chunk);  // nothing was written yet; leave no playlist
+    return kErrParse;
+  }
+  ChunkFileSetFileExtension(chunk, ".webvtt");
+  CueScheduler scheduler(settings, chunk, WebVTTParserGetCueQueue(parser.get()));
+  return scheduler.Run();
+}

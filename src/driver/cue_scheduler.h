@@ -1,0 +1,10 @@
+// The WebVTT/SRT branch of a run: parse the whole source into cues, then cut them into
+// segments on a fixed grid of target durations. A cue that runs across a boundary is repeated
+// whole in every segment it touches; a stretch without cues is folded into the next segment.
+#pragma once
+
+#include "common/status.h"
+#include "driver/run_settings.h"
+#include "media/core/byte_stream.h"
+
+OSStatus RunWebVTTSource(const RunSettings& settings, MxByteStream* stream);

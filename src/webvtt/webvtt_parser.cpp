@@ -1,0 +1,408 @@
+#include "webvtt/webvtt_parser.h"
+
+#include <cstring>
+#include <new>
+
+#include "media/core/error_signal.h"
+
+namespace {
+
+constexpr size_t kBlockSize = 1024;
+constexpr OSStatus kFeedLineAgain = 5;  // the line handler asks for the same line once more
+constexpr uint32_t kStateSignature = 0, kStateHeader = 1, kStateCues = 3;
+// Slots per buffer for the line buffers; nested buffers grow from there.
+constexpr uint32_t kLineBufferCapacity = 16;
+
+bool IsDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+bool IsBlank(char c) {
+  return c == ' ' || c == '\t';
+}
+bool IsSpace(char c) {
+  return c == ' ' || (c >= '\t' && c <= '\r');
+}
+bool IsLineEnd(char c) {
+  return c == '\n' || c == '\r';
+}
+
+const char* FindLineEnd(const char* p, const char* end) {
+  for (; p < end; p++) {
+    if (IsLineEnd(*p)) return p;
+  }
+  return nullptr;
+}
+
+// Length of the terminator at `p` (LF, CR LF or CR); 0 for a CR that is the last byte.
+size_t TerminatorLength(const char* p, const char* end) {
+  if (*p == '\n') return 1;
+  if (p + 1 >= end) return 0;
+  return p[1] == '\n' ? 2 : 1;
+}
+
+void SkipBlanks(const char** p, size_t* remaining) {
+  while (*remaining > 0 && IsBlank(**p)) {
+    (*p)++;
+    (*remaining)--;
+  }
+}
+
+char* BufferBytes(MxBlockBuffer* buffer) {
+  char* bytes = nullptr;
+  MxBlockBufferGetDataPointer(buffer, 0, nullptr, nullptr, &bytes);
+  return bytes;
+}
+
+// A new buffer holding a copy of `length` bytes.
+OSStatus CopyIntoNewBuffer(const char* bytes, size_t length, MxBlockBufferRef* out) {
+  OSStatus status =
+      MxBlockBufferCreateWithMemoryBlock(nullptr, nullptr, length, nullptr, nullptr, 0, length,
+                                         kMxBlockBufferAssureMemoryNowFlag, out);
+  if (status == kNoErr) status = MxBlockBufferReplaceDataBytes(bytes, out->get(), 0, length);
+  if (status != kNoErr) *out = nullptr;
+  return status;
+}
+
+// A malformed block is counted and dropped; reading goes on.
+OSStatus DropBlock(OSStatus code) {
+  QorSignalErrorAt(code);
+  return kNoErr;
+}
+
+// Parses the collected cue block. Returns 0 when the block was accepted or dropped, and an
+// error only when the whole read must end.
+OSStatus ParseCueBlock(WebVTTParser* parser) {
+  MxBlockBufferRef lines = std::move(parser->cueLines);  // released in every case
+  MxBlockBufferRef view;
+  OSStatus status =
+      MxBlockBufferCreateContiguous(nullptr, lines.get(), nullptr, nullptr, 0, 0, 0, &view);
+  if (status != kNoErr) return status;
+  const size_t size = MxBlockBufferGetDataLength(view.get());
+  const char* data = BufferBytes(view.get());
+  const char* const end = data + size;
+
+  const char* firstEnd = FindLineEnd(data, end);
+  if (firstEnd == nullptr) return DropBlock(kWebVTTErrMalformedCue);
+  const char* arrow = static_cast<const char*>(memmem(data, size, "-->", 3));
+  if (arrow == nullptr) return DropBlock(kWebVTTErrMalformedCue);
+
+  std::unique_ptr<WebVTTCue> cue(new (std::nothrow) WebVTTCue);
+  if (!cue) return QorSignalErrorAt(kMxErrAllocationFailed);
+  cue->text = view;
+
+  const char* p = data;
+  if (firstEnd < arrow) {
+    cue->identifierOffset = 0;
+    cue->identifierLength = static_cast<uint64_t>(firstEnd - data);
+    p = firstEnd + (firstEnd[0] == '\r' && firstEnd + 1 < end && firstEnd[1] == '\n' ? 2 : 1);
+    if (FindLineEnd(p, end) == nullptr) return DropBlock(kWebVTTErrMalformedCue);
+  }
+  size_t remaining = static_cast<size_t>(end - p);
+  SkipBlanks(&p, &remaining);
+
+  double start = 0, finish = 0;
+  bool spaceSeen = false;
+  if (WebVTTParseTimestamp(parser, &p, &remaining, &start, true, &spaceSeen) != kNoErr)
+    return kNoErr;
+  if (!spaceSeen || remaining < 4 || memcmp(p, "-->", 3) != 0)
+    return DropBlock(kWebVTTErrMalformedCue);
+  p += 3;
+  remaining -= 3;
+  if (!IsBlank(*p)) return DropBlock(kWebVTTErrMalformedCue);
+  SkipBlanks(&p, &remaining);
+  if (WebVTTParseTimestamp(parser, &p, &remaining, &finish, true, nullptr) != kNoErr) return kNoErr;
+  // The end is compared with the record's start before the start is stored, so this checks
+  // end > 0 and accepts an end before the start: the established behaviour.
+  if (!(finish > cue->start)) return QorSignalErrorAt(kWebVTTErrBadCueTime);
+  cue->start = start;
+  cue->end = finish;
+
+  const char* settingsEnd = FindLineEnd(p, end);
+  if (settingsEnd == nullptr) return DropBlock(kWebVTTErrMalformedCue);
+  if (settingsEnd > p) {
+    cue->settingsOffset = static_cast<uint64_t>(p - data);
+    cue->settingsLength = static_cast<uint64_t>(settingsEnd - p);
+  }
+  p = settingsEnd + TerminatorLength(settingsEnd, end);
+  remaining = static_cast<size_t>(end - p);
+  SkipBlanks(&p, &remaining);
+  cue->payloadOffset = static_cast<uint64_t>(p - data);
+
+  const char* payloadEnd = end;
+  while (payloadEnd > p && IsLineEnd(payloadEnd[-1])) payloadEnd--;
+  if (payloadEnd <= p) return DropBlock(kWebVTTErrEmptyPayload);
+  cue->payloadLength = static_cast<uint64_t>(payloadEnd - p);
+
+  if (parser->haveLastStart && start < parser->lastStart) return DropBlock(kWebVTTErrBadCueTime);
+  parser->haveLastStart = true;
+  parser->lastStart = start;
+  parser->cueQueue.InsertTail(cue.release());
+  return kNoErr;
+}
+
+OSStatus AppendCueLine(WebVTTParser* parser, const char* line, size_t length) {
+  if (!parser->cueLines) {
+    OSStatus status = MxBlockBufferCreateEmpty(nullptr, kLineBufferCapacity, 0, &parser->cueLines);
+    if (status != kNoErr) return status;
+  }
+  OSStatus status =
+      MxBlockBufferAppendMemoryBlock(parser->cueLines.get(), nullptr, length, nullptr, nullptr, 0,
+                                     length, kMxBlockBufferAssureMemoryNowFlag);
+  if (status != kNoErr) return status;
+  const size_t total = MxBlockBufferGetDataLength(parser->cueLines.get());
+  return MxBlockBufferReplaceDataBytes(line, parser->cueLines.get(), total - length, length);
+}
+
+// Handles one line with its terminator (terminatorLength 0: the last line, unterminated).
+OSStatus HandleLine(WebVTTParser* parser, const char* line, size_t length,
+                    size_t terminatorLength) {
+  const bool blank = length == terminatorLength;
+  switch (parser->state) {
+    case kStateSignature:
+      if (!WebVTTHasSignature(reinterpret_cast<const uint8_t*>(line), length)) {
+        // No signature (SRT): the same line is fed again as cue text.
+        parser->state = kStateCues;
+        return kFeedLineAgain;
+      }
+      parser->state = kStateHeader;
+      return kNoErr;
+    case kStateHeader:
+      if (blank) parser->state = kStateCues;
+      return kNoErr;
+    case kStateCues: {
+      if (length == 0) return kNoErr;
+      if (blank && !parser->cueLines) return kNoErr;  // blank lines between cues
+      OSStatus status = AppendCueLine(parser, line, length);
+      if (status != kNoErr) return status;
+      return blank ? ParseCueBlock(parser) : kNoErr;
+    }
+    default:
+      return kNoErr;
+  }
+}
+
+// Hands the pending partial line, made contiguous, to the line handler and releases it.
+OSStatus FinishPartialLine(WebVTTParser* parser, size_t terminatorLength) {
+  MxBlockBufferRef line = std::move(parser->partialLine);
+  MxBlockBufferRef flat;
+  OSStatus status =
+      MxBlockBufferCreateContiguous(nullptr, line.get(), nullptr, nullptr, 0, 0, 0, &flat);
+  if (status != kNoErr) return status;
+  line.reset();  // keep only one copy of a long line alive
+  return HandleLine(parser, BufferBytes(flat.get()), MxBlockBufferGetDataLength(flat.get()),
+                    terminatorLength);
+}
+
+OSStatus AppendToPartialLine(WebVTTParser* parser, MxBlockBuffer* block, size_t length) {
+  if (length == 0) return kNoErr;
+  return MxBlockBufferAppendBufferReference(parser->partialLine.get(), block, 0, length, 0);
+}
+
+// Completes a line that began in an earlier block. Sets *consumed to the bytes of `block` that
+// belong to it (0 when the block must be scanned from its start), or to the whole block when
+// the line goes on past it.
+OSStatus ContinuePartialLine(WebVTTParser* parser, MxBlockBuffer* block, const char* data,
+                             size_t length, size_t* consumed) {
+  const char* const end = data + length;
+  const char* lineEnd = FindLineEnd(data, end);
+  *consumed = length;
+  if (lineEnd == nullptr) return AppendToPartialLine(parser, block, length);
+  size_t terminator = TerminatorLength(lineEnd, end);
+  if (terminator == 0) {
+    // A CR that ends the block: keep what precedes it and drop the CR itself.
+    return AppendToPartialLine(parser, block, static_cast<size_t>(lineEnd - data));
+  }
+  size_t take = static_cast<size_t>(lineEnd - data) + terminator;
+  if (lineEnd == data && terminator == 1) {
+    char last = 0;
+    size_t pending = MxBlockBufferGetDataLength(parser->partialLine.get());
+    MxBlockBufferCopyDataBytes(parser->partialLine.get(), pending - 1, 1, &last);
+    if (last == '\r') terminator = 2;  // CR LF split across two blocks
+    take = 1;
+  }
+  OSStatus status = AppendToPartialLine(parser, block, take);
+  if (status == kNoErr) status = FinishPartialLine(parser, terminator);
+  if (status == kFeedLineAgain) {
+    *consumed = 0;
+    return kNoErr;
+  }
+  *consumed = take;
+  return status;
+}
+
+// Processes one block read from the stream.
+OSStatus ProcessBlock(WebVTTParser* parser, MxBlockBuffer* block) {
+  const size_t length = MxBlockBufferGetDataLength(block);
+  const char* data = BufferBytes(block);
+  const char* const end = data + length;
+  const char* p = data;
+  if (parser->partialLine) {
+    size_t consumed = 0;
+    OSStatus status = ContinuePartialLine(parser, block, data, length, &consumed);
+    if (status != kNoErr) return status;
+    if (parser->partialLine) return kNoErr;  // the line goes on in the next block
+    p += consumed;
+  }
+  while (p < end) {
+    const char* lineEnd = FindLineEnd(p, end);
+    if (lineEnd == nullptr) break;
+    size_t terminator = TerminatorLength(lineEnd, end);
+    if (terminator == 0) break;  // a CR ending the block stays with the remainder
+    const size_t lineLength = static_cast<size_t>(lineEnd - p) + terminator;
+    OSStatus status = HandleLine(parser, p, lineLength, terminator);
+    if (status == kFeedLineAgain) status = HandleLine(parser, p, lineLength, terminator);
+    if (status != kNoErr) return status;
+    p += lineLength;
+  }
+  if (p < end) {
+    MxBlockBufferRef rest;
+    OSStatus status = CopyIntoNewBuffer(p, static_cast<size_t>(end - p), &rest);
+    if (status != kNoErr) return status;
+    MxBlockBufferRef partial;
+    status = MxBlockBufferCreateEmpty(nullptr, kLineBufferCapacity, 0, &partial);
+    if (status == kNoErr)
+      status = MxBlockBufferAppendBufferReference(partial.get(), rest.get(), 0, 0, 0);
+    if (status != kNoErr) return status;
+    parser->partialLine = std::move(partial);
+  }
+  return kNoErr;
+}
+
+}  // namespace
+
+void WebVTTCueQueue::InsertTail(WebVTTCue* cue) {
+  cue->next = nullptr;
+  cue->prev = last;
+  *last = cue;
+  last = &cue->next;
+}
+
+void WebVTTCueQueue::InsertHead(WebVTTCue* cue) {
+  cue->next = first;
+  if (first) {
+    first->prev = &cue->next;
+  } else {
+    last = &cue->next;
+  }
+  first = cue;
+  cue->prev = &first;
+}
+
+void WebVTTCueQueue::Remove(WebVTTCue* cue) {
+  if (cue->next) {
+    cue->next->prev = cue->prev;
+  } else {
+    last = cue->prev;
+  }
+  *cue->prev = cue->next;
+  cue->next = nullptr;
+  cue->prev = nullptr;
+}
+
+bool WebVTTHasSignature(const uint8_t* bytes, size_t length) {
+  if (length < 3) return false;
+  if (bytes[0] == 0xEF && bytes[1] == 0xBB && bytes[2] == 0xBF) {
+    bytes += 3;
+    length -= 3;
+  }
+  return length >= 7 && memcmp(bytes, "WEBVTT", 6) == 0 && IsSpace(static_cast<char>(bytes[6]));
+}
+
+OSStatus WebVTTParserCreate(WebVTTParser** out, uint32_t commaDecimal) {
+  *out = new (std::nothrow) WebVTTParser;
+  if (*out == nullptr) return QorSignalErrorAt(kMxErrAllocationFailed);
+  (*out)->commaDecimal = commaDecimal;
+  return kNoErr;
+}
+
+WebVTTCueQueue* WebVTTParserGetCueQueue(WebVTTParser* parser) {
+  return &parser->cueQueue;
+}
+
+void WebVTTCueFree(WebVTTCue* cue) {
+  delete cue;
+}
+
+OSStatus WebVTTParserRelease(WebVTTParser* parser) {
+  if (parser == nullptr) return kNoErr;
+  while (WebVTTCue* cue = parser->cueQueue.first) {
+    parser->cueQueue.Remove(cue);
+    WebVTTCueFree(cue);
+  }
+  delete parser;
+  return kNoErr;
+}
+
+OSStatus WebVTTParserReadByteStream(WebVTTParser* parser, MxByteStream* stream) {
+  if (parser == nullptr || stream == nullptr) return kNoErr;
+  uint8_t bom[3];
+  size_t count = 0;
+  OSStatus status = MxByteStreamReadBytes(stream, 3, 0, bom, &count);
+  if (status != kNoErr) return status;
+  int64_t offset = (count == 3 && bom[0] == 0xEF && bom[1] == 0xBB && bom[2] == 0xBF) ? 3 : 0;
+  do {
+    MxBlockBufferRef block;
+    count = 0;
+    status = MxByteStreamReadIntoBlockBuffer(stream, kBlockSize, offset, &block, &count);
+    if (status != kNoErr && status != kMxErrEndOfStream) return status;
+    if (block) {
+      OSStatus blockStatus = ProcessBlock(parser, block.get());
+      if (blockStatus != kNoErr) return blockStatus;
+    }
+    offset += static_cast<int64_t>(count);
+  } while (status != kMxErrEndOfStream);
+
+  if (!parser->partialLine) return kNoErr;  // a last block without a blank line stays unparsed
+  status = FinishPartialLine(parser, 0);
+  if (status == kNoErr && parser->cueLines && parser->state == kStateCues)
+    status = ParseCueBlock(parser);
+  parser->state = kStateSignature;
+  return status;
+}
+
+OSStatus WebVTTParseTimestamp(WebVTTParser* parser, const char** cursor, size_t* remaining,
+                              double* seconds, bool requireSpaceAfter, bool* spaceSeen) {
+  const char separator = parser->commaDecimal == 1 ? ',' : '.';
+  const char* p = *cursor;
+  size_t r = *remaining;
+  if (r < 5) return QorSignalErrorAt(kWebVTTErrMalformedTimestamp);
+  double first = 0;
+  size_t digits = 0;
+  while (r > 0 && IsDigit(*p)) {
+    first = first * 10 + (*p - '0');
+    p++;
+    r--;
+    digits++;
+  }
+  if (r < 3 || p[0] != ':' || !IsDigit(p[1]) || !IsDigit(p[2]))
+    return QorSignalErrorAt(kWebVTTErrMalformedTimestamp);
+  double value = first * 60 + ((p[1] - '0') * 10 + (p[2] - '0'));
+  p += 3;
+  r -= 3;
+  if (r > 0) {
+    if (p[0] == ':') {
+      if (r < 3 || !IsDigit(p[1]) || !IsDigit(p[2]))
+        return QorSignalErrorAt(kWebVTTErrMalformedTimestamp);
+      value = value * 60 + ((p[1] - '0') * 10 + (p[2] - '0'));
+      p += 3;
+      r -= 3;
+    } else if (digits != 2) {
+      return QorSignalErrorAt(kWebVTTErrMalformedTimestamp);
+    }
+    if (r >= 4 && p[0] == separator) {
+      if (!IsDigit(p[1]) || !IsDigit(p[2]) || !IsDigit(p[3]))
+        return QorSignalErrorAt(kWebVTTErrMalformedTimestamp);
+      value += ((p[1] - '0') * 100 + (p[2] - '0') * 10 + (p[3] - '0')) / 1000.0;
+      p += 4;
+      r -= 4;
+    }
+    if (requireSpaceAfter && r > 0 && !IsSpace(*p)) return QorSignalErrorAt(kWebVTTErrMalformedCue);
+    size_t before = r;
+    SkipBlanks(&p, &r);
+    if (spaceSeen) *spaceSeen = r < before;
+  }
+  *cursor = p;
+  *remaining = r;
+  *seconds = value;
+  return kNoErr;
+}
