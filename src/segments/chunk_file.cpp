@@ -225,7 +225,10 @@ OSStatus BufferInMemory(ChunkFile* c, const void* data, size_t length) {
 OSStatus ChunkFileFinalizeFile(ChunkFile* c, bool isMap, int64_t mapEnd, double seconds) {
   if (!c->file) return kNoErr;
   OSStatus result = kNoErr;
-  if (c->bytesWritten > 0) {
+  // The encryptor holds back a partial block, so a short encrypted segment may have produced no
+  // output yet: what was handed in decides whether the segment has content.
+  const bool hasContent = c->bytesWritten > 0 || c->plainBytesWritten > 0;
+  if (hasContent) {
     if (c->encrypt && c->aes128 && c->cryptor) {
       uint8_t padding[16];
       size_t produced = 0;
@@ -260,7 +263,7 @@ OSStatus ChunkFileFinalizeFile(ChunkFile* c, bool isMap, int64_t mapEnd, double 
   }
   // A segment that did not fully reach the disk is not listed.
   if (result == kNoErr) result = c->writeError;
-  if (c->bytesWritten == 0 || result != kNoErr) return result;
+  if (!hasContent || result != kNoErr) return result;
 
   int64_t rangeStart = -1, rangeEnd = -1;
   if (c->singleFile) {

@@ -1,0 +1,214 @@
+#include "segments/chunk_file.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <regex>
+#include <set>
+#include <sstream>
+
+#include "crypto_support.h"
+#include "log_capture.h"
+#include "test_support.h"
+
+namespace {
+
+ChunkFileSettings VodSettings(const char* directory) {
+  ChunkFileSettings s{};
+  s.version = 3;
+  s.targetDuration = 10;
+  s.notLive = 1;
+  s.kindSelector = -1;
+  s.directory = directory;
+  s.indexFileName = "prog_index.m3u8";
+  s.liveWindowSize = 1;
+  s.minEntriesToWrite = 1;
+  s.ivRotateMegabytes = 50;
+  s.decimalDurations = 1;
+  s.aes128 = 1;
+  return s;
+}
+
+// Writes one segment per entry of `segments` and releases the stream.
+OSStatus WriteSegments(ChunkFile* chunk, const std::vector<std::string>& segments) {
+  ChunkFileSetFileExtension(chunk, ".webvtt");
+  for (size_t i = 0; i < segments.size(); i++) {
+    if (!segments[i].empty()) ChunkFileWriteData(chunk, segments[i].data(), segments[i].size());
+    if (i + 1 < segments.size()) {
+      OSStatus status = ChunkFileMoveToNextFileSecs(chunk, 10);
+      if (status != kNoErr) return status;
+    }
+  }
+  return ChunkFileReleaseSecs(chunk, 5, 10.0 * static_cast<double>(segments.size()));
+}
+
+TEST(ChunkFile, NamingSkipsExistingFilesAndEmptySegmentsLeaveNothing) {
+  ScratchDir dir;
+  LogCapture log;
+  WriteFile(dir / "fileSequence0.webvtt", "precious");
+  ChunkFile* chunk = ChunkFileCreate(VodSettings(dir.path().c_str()));
+  ASSERT_NE(chunk, nullptr);
+  ChunkFileSetFileExtension(chunk, nullptr);
+  EXPECT_TRUE(log.Contains("trying to set a null extension\n"));
+  EXPECT_EQ(WriteSegments(chunk, {"one", "", "three"}), kNoErr);
+  EXPECT_EQ(ReadFile(dir / "fileSequence0.webvtt"), "precious");
+  EXPECT_EQ(ReadFile(dir / "fileSequence1.webvtt"), "one");
+  EXPECT_FALSE(FileExists(dir / "fileSequence2.webvtt"));  // empty: deleted, number not reused
+  EXPECT_EQ(ReadFile(dir / "fileSequence3.webvtt"), "three");
+  EXPECT_EQ(ReadFile(dir / "prog_index.m3u8"),
+            "#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXT-X-VERSION:3\n#EXT-X-MEDIA-SEQUENCE:0\n"
+            "#EXT-X-PLAYLIST-TYPE:VOD\n#EXTINF:10.00000,\t\nfileSequence1.webvtt\n"
+            "#EXTINF:5.00000,\t\nfileSequence3.webvtt\n#EXT-X-ENDLIST\n");
+  EXPECT_TRUE(log.Contains("Finalized " + (dir / "fileSequence1.webvtt") + "\n"));
+  // 3 bytes in 10 s, then 5 bytes in 5 s; 8 bytes over the 30 s given at release.
+  EXPECT_TRUE(log.Contains("segment bitrate  2.40 bits/sec is new max\n"));
+  EXPECT_TRUE(log.Contains("segment bitrate  8.00 bits/sec is new max\n"));
+  EXPECT_TRUE(
+      log.Contains("average bit rate is  2.13 bits/sec - max file bit rate is  8.00 bits/sec\n"));
+  EXPECT_TRUE(
+      log.Contains("totalBytesWritten 8, elapsedDuration 30, avgBitRateOut 0.00208333 kbps, "
+                   "maxBitRateOut 0.0078125 kbps\n\n"));
+}
+
+TEST(ChunkFile, UnwritableOutputDirectoryGivesTheSystemError) {
+  ScratchDir dir;
+  WriteFile(dir / "file", "in the way");
+  const std::string blocked = dir / "file";
+  ChunkFile* chunk = ChunkFileCreate(VodSettings(blocked.c_str()));
+  ASSERT_NE(chunk, nullptr);
+  EXPECT_EQ(ChunkFileWriteData(chunk, "x", 1), ENOTDIR);
+  EXPECT_EQ(ChunkFileReleaseSecs(chunk, 0, 0), kNoErr);
+  EXPECT_EQ(ReadFile(dir / "file"), "in the way");
+}
+
+TEST(ChunkFile, BitRateText) {
+  struct Case {
+    double rate;
+    const char* text;
+  } cases[] = {{999, "999.00 bits/sec"}, {1000, " 1.00 kbits/sec"}, {2500000, " 2.50 Mbits/sec"}};
+  for (const Case& c : cases) {
+    char text[40];
+    ChunkFileFormatBitRate(c.rate, text);
+    EXPECT_STREQ(text, c.text);
+  }
+}
+
+// Reads the playlist's key lines: the IV in force for each segment URI, and the key URI.
+struct KeyedSegment {
+  std::string uri, keyUri, ivHex;
+};
+std::vector<KeyedSegment> ParsePlaylist(const std::string& text) {
+  std::vector<KeyedSegment> out;
+  std::string keyUri, iv;
+  std::regex keyLine(R"re(#EXT-X-KEY:METHOD=AES-128,URI="([^"]*)"(,IV=0x([0-9a-f]+))?)re");
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) {
+    std::smatch m;
+    if (std::regex_match(line, m, keyLine)) {
+      keyUri = m[1];
+      iv = m[3];
+    } else if (!line.empty() && line[0] != '#') {
+      out.push_back({line, keyUri, iv});
+    }
+  }
+  return out;
+}
+
+TEST(ChunkFile, EncryptedSegmentSizesAndRoundTrip) {
+  ScratchDir dir;
+  const uint8_t key[16] = {0x10, 0x21, 0x32, 0x43, 0x54, 0x65, 0x76, 0x87,
+                           0x98, 0xa9, 0xba, 0xcb, 0xdc, 0xed, 0xfe, 0x0f};
+  ChunkFileSettings s = VodSettings(dir.path().c_str());
+  s.keyData = key;
+  s.keyDataLength = 16;
+  s.keyLocation = "keys/static.key";
+  ChunkFile* chunk = ChunkFileCreate(s);
+  ASSERT_NE(chunk, nullptr);
+  std::vector<std::string> plain;
+  for (size_t n : {1, 10, 15, 16, 17, 31, 32, 1000}) plain.push_back(std::string(n, 'a' + n % 26));
+  ASSERT_EQ(WriteSegments(chunk, plain), kNoErr);
+  auto segments = ParsePlaylist(ReadFile(dir / "prog_index.m3u8"));
+  ASSERT_EQ(segments.size(), plain.size());
+  for (size_t i = 0; i < plain.size(); i++) {
+    std::string cipher = ReadFile(dir / segments[i].uri);
+    EXPECT_EQ(cipher.size(), (plain[i].size() / 16 + 1) * 16) << plain[i].size();  // PKCS#7
+    EXPECT_EQ(segments[i].keyUri, "static.key");
+    EXPECT_EQ(DecryptAes128Cbc(key, IVFromHex(segments[i].ivHex), cipher), plain[i]);
+  }
+}
+
+TEST(ChunkFile, SequenceIVsAndKeyRotation) {
+  ScratchDir dir;
+  RunShell("mkdir " + (dir / "keys"));
+  ChunkFileSettings s = VodSettings(dir.path().c_str());
+  std::string keyDir = dir / "keys";
+  s.keyLocation = keyDir.c_str();
+  s.keyURL = "https://keys.example";
+  s.ivSequence = 1;
+  s.keyRotationPeriod = 2;
+  ChunkFile* chunk = ChunkFileCreate(s);
+  ASSERT_NE(chunk, nullptr);
+  std::vector<std::string> plain{"segment zero", "segment one", "segment two", "segment three",
+                                 "segment four"};
+  ASSERT_EQ(WriteSegments(chunk, plain), kNoErr);
+  EXPECT_EQ(ListDir(keyDir), (std::vector<std::string>{"crypt0.key", "crypt1.key", "crypt2.key"}));
+  auto segments = ParsePlaylist(ReadFile(dir / "prog_index.m3u8"));
+  ASSERT_EQ(segments.size(), plain.size());
+  for (size_t i = 0; i < plain.size(); i++) {
+    EXPECT_EQ(segments[i].ivHex, "");  // sequence IVs are not written
+    EXPECT_EQ(segments[i].keyUri, "https://keys.example/crypt" + std::to_string(i / 2) + ".key");
+    std::string keyBytes = ReadFile(keyDir + "/crypt" + std::to_string(i / 2) + ".key");
+    std::array<uint8_t, 16> iv{};
+    iv[15] = static_cast<uint8_t>(i);
+    EXPECT_EQ(DecryptAes128Cbc(reinterpret_cast<const uint8_t*>(keyBytes.data()), iv,
+                               ReadFile(dir / segments[i].uri)),
+              plain[i]);
+  }
+}
+
+TEST(ChunkFile, RandomIVRotatesByOutputBytes) {
+  struct Case {
+    uint32_t megabytes;
+    size_t segmentBytes;
+    int segments;
+    int expectedIVs;
+  } cases[] = {
+      {1, 600 * 1024, 6, 3},  // a new IV at the start of every second segment
+      {4096, 100, 4, 4},      // 4096 MB wraps to a threshold of 0: a new IV every segment
+      {50, 100, 4, 1},
+  };
+  for (const Case& c : cases) {
+    ScratchDir dir;
+    ChunkFileSettings s = VodSettings(dir.path().c_str());
+    s.keyLocation = dir.path().c_str();
+    s.ivRotateMegabytes = c.megabytes;
+    ChunkFile* chunk = ChunkFileCreate(s);
+    ASSERT_NE(chunk, nullptr);
+    ASSERT_EQ(WriteSegments(chunk,
+                            std::vector<std::string>(c.segments, std::string(c.segmentBytes, 'x'))),
+              kNoErr);
+    std::set<std::string> ivs;
+    for (const auto& seg : ParsePlaylist(ReadFile(dir / "prog_index.m3u8"))) ivs.insert(seg.ivHex);
+    EXPECT_EQ(static_cast<int>(ivs.size()), c.expectedIVs) << c.megabytes;
+  }
+}
+
+TEST(ChunkFile, SampleAesNeedsAUrlAndNoRotation) {
+  ScratchDir dir;
+  LogCapture log;
+  ChunkFileSettings s = VodSettings(dir.path().c_str());
+  s.aes128 = 0;
+  EXPECT_EQ(ChunkFileCreate(s), nullptr);
+  EXPECT_TRUE(
+      log.Contains("Need to specify URL for stream based encryption.  Period must be 0.\n"));
+  s.keyURL = "skd://key";
+  ChunkFile* chunk = ChunkFileCreate(s);
+  ASSERT_NE(chunk, nullptr);
+  ASSERT_EQ(WriteSegments(chunk, {"clear text"}), kNoErr);
+  EXPECT_EQ(ReadFile(dir / "fileSequence0.webvtt"), "clear text");
+  EXPECT_NE(
+      ReadFile(dir / "prog_index.m3u8").find("#EXT-X-KEY:METHOD=SAMPLE-AES,URI=\"skd://key\"\n"),
+      std::string::npos);
+}
+
+}  // namespace

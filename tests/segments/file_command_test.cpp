@@ -1,0 +1,73 @@
+#include "segments/file_command.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "log_capture.h"
+#include "test_support.h"
+
+namespace {
+
+TEST(FileCommand, Expansion) {
+  struct Case {
+    std::string templ;
+    bool ok;
+    std::string expected;
+  } cases[] = {
+      {"cp %P /dest/%F", true, "cp \"out/a.webvtt\" /dest/a.webvtt"},
+      {"echo 100%%", true, "echo 100%"},
+      {"echo %", false, "echo "},
+      {"echo %x", false, "echo "},
+      {"", true, ""},
+      {std::string(2000, 'a'), true, std::string(1025, 'a')},
+      {std::string(1020, 'a') + "%P", false, std::string(1020, 'a')},
+      {std::string(1014, 'a') + "%F", true, std::string(1014, 'a') + "a.webvtt"},
+      {std::string(1020, 'a') + "%F", false, std::string(1020, 'a')},
+  };
+  for (const Case& c : cases) {
+    char out[kFileCommandLimit + 2];
+    EXPECT_EQ(ExpandFileCommand(c.templ.c_str(), "out/a.webvtt", "a.webvtt", out), c.ok)
+        << c.templ.substr(0, 40);
+    EXPECT_EQ(std::string(out), c.expected) << c.templ.substr(0, 40);
+  }
+}
+
+bool WaitForFile(const std::string& path) {
+  for (int i = 0; i < 200 && !FileExists(path); i++) usleep(10000);
+  return FileExists(path);
+}
+
+TEST(FileCommand, SerialQueueStartsTheFirstAtOnceAndTheRestAtDrain) {
+  ScratchDir dir;
+  LogCapture log(1);
+  const std::string templ = "touch %P";
+  FileCommandEntry* first = CreateSerialFileCommand(templ.c_str(), (dir / "1").c_str(), "1");
+  FileCommandEntry* second = CreateSerialFileCommand(templ.c_str(), (dir / "2").c_str(), "2");
+  CreateSerialFileCommand(templ.c_str(), (dir / "3").c_str(), "3");
+  ASSERT_NE(first, nullptr);
+  EXPECT_TRUE(first->started);
+  EXPECT_GT(first->pid, 0);
+  EXPECT_FALSE(second->started);
+  EXPECT_EQ(SerialFileCommandQueueLength(), 3u);
+  EXPECT_TRUE(WaitForFile(dir / "1"));
+  usleep(100000);
+  EXPECT_FALSE(FileExists(dir / "2"));
+  EXPECT_TRUE(DestroyFileCommandEntry(second));  // marked, but still runs at drain
+  EXPECT_FALSE(DestroyFileCommandEntry(nullptr));
+  DestroyAllFileCommands();
+  EXPECT_EQ(SerialFileCommandQueueLength(), 0u);
+  EXPECT_TRUE(WaitForFile(dir / "2"));
+  EXPECT_TRUE(WaitForFile(dir / "3"));
+  EXPECT_TRUE(log.Contains("forking \"touch \"" + (dir / "1") + "\"\""));
+  EXPECT_TRUE(log.Contains("created pid "));
+  // A failed expansion gives no entry and runs nothing.
+  EXPECT_EQ(CreateSerialFileCommand("touch %Q", "x", "x"), nullptr);
+  EXPECT_EQ(CreateSerialFileCommand(nullptr, "x", "x"), nullptr);
+  EXPECT_EQ(SerialFileCommandQueueLength(), 0u);
+  CreateImmediateFileCommand("touch %P", (dir / "now").c_str(), "now");
+  EXPECT_TRUE(WaitForFile(dir / "now"));
+}
+
+}  // namespace

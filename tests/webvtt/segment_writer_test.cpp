@@ -1,0 +1,74 @@
+#include "webvtt/segment_writer.h"
+
+#include <gtest/gtest.h>
+
+#include "test_support.h"
+#include "webvtt/webvtt_parser.h"
+
+namespace {
+
+TEST(SegmentWriter, TimestampsTruncateEveryField) {
+  struct Case {
+    double seconds;
+    const char* text;
+  } cases[] = {{0, "00:00:00.000"},        {59.999, "00:00:59.999"}, {60, "00:01:00.000"},
+               {86400, "24:00:00.000"},    {1.9999, "00:00:01.999"}, {3725.5, "01:02:05.500"},
+               {360000, "100:00:00.000"},  {1.001, "00:00:01.000"},  {0.5, "00:00:00.500"},
+               {3599.9995, "00:59:59.999"}};
+  for (const Case& c : cases) {
+    char text[20];
+    int n = FormatWebVTTTimestamp(c.seconds, text);
+    EXPECT_STREQ(text, c.text) << c.seconds;
+    EXPECT_EQ(n, static_cast<int>(strlen(c.text)));
+  }
+}
+
+// A cue over caller-owned bytes, with ranges into them.
+struct TestCue {
+  std::string bytes;
+  WebVTTCue cue;
+  TestCue(std::string text, double start, double end, size_t idLen, size_t setOff, size_t setLen,
+          size_t payOff, size_t payLen)
+      : bytes(std::move(text)) {
+    MxBlockBufferCreateWithMemoryBlock(nullptr, bytes.data(), bytes.size(), MxAllocatorGetNull(),
+                                       nullptr, 0, bytes.size(), 0, &cue.text);
+    cue.start = start;
+    cue.end = end;
+    cue.identifierLength = idLen;
+    cue.settingsOffset = setOff;
+    cue.settingsLength = setLen;
+    cue.payloadOffset = payOff;
+    cue.payloadLength = payLen;
+  }
+};
+
+TEST(SegmentWriter, HeaderAndCueLayout) {
+  ScratchDir dir;
+  ChunkFileSettings s{};
+  s.version = 3;
+  s.notLive = 1;
+  s.kindSelector = -1;
+  s.directory = dir.path().c_str();
+  s.indexFileName = "p.m3u8";
+  s.aes128 = 1;
+  ChunkFile* chunk = ChunkFileCreate(s);
+  ASSERT_NE(chunk, nullptr);
+  ChunkFileSetFileExtension(chunk, ".webvtt");
+  TestCue full("intro\n00:01.000 --> 00:04.000 align:start\nHello\n\n", 1, 4, 5, 30, 11, 42, 5);
+  TestCue bare("00:05.000 --> 00:06.000\nA\r\nB\n\n", 5, 6, 0, 0, 0, 24, 4);
+  WriteSegmentHeader(chunk, 0);
+  WriteCue(chunk, &full.cue);
+  WriteCue(chunk, &bare.cue);
+  ChunkFileMoveToNextFileSecs(chunk, 10);
+  // The timestamp map value is printed as given (the caller narrows it).
+  WriteSegmentHeader(chunk, 18446744073709551615ull);
+  ChunkFileReleaseSecs(chunk, 1, 11);
+  EXPECT_EQ(ReadFile(dir / "fileSequence0.webvtt"),
+            "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:0,LOCAL:00:00:00.000\n\n"
+            "intro\n00:00:01.000 --> 00:00:04.000 align:start\nHello\n\n"
+            "00:00:05.000 --> 00:00:06.000\nA\r\nB\n\n");
+  EXPECT_EQ(ReadFile(dir / "fileSequence1.webvtt"),
+            "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:18446744073709551615,LOCAL:00:00:00.000\n\n");
+}
+
+}  // namespace
