@@ -1,0 +1,191 @@
+// End-to-end runs of WebVTT and SRT sources through the built tool.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+#include "test_support.h"
+
+namespace {
+
+const std::string kHeader = "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:900000,LOCAL:00:00:00.000\n\n";
+
+struct SegmentRun {
+  ScratchDir dir;
+  RunResult result;
+  SegmentRun(const std::string& source, std::vector<std::string> options, const char* name = "in.vtt") {
+    WriteFile(dir / name, source);
+    std::vector<std::string> args{"hlsvtt", "-q", "-f", dir / "out"};
+    args.insert(args.end(), options.begin(), options.end());
+    args.push_back(dir / name);
+    RunShell("mkdir -p " + (dir / "out"));
+    result = RunTool(args);
+  }
+  std::string Out(const std::string& name) const { return ReadFile(dir / "out" + "/" + name); }
+  std::vector<std::string> Files() const { return ListDir(dir / "out"); }
+};
+
+std::string Playlist(int target, const std::vector<std::string>& extinf) {
+  std::string text = "#EXTM3U\n#EXT-X-TARGETDURATION:" + std::to_string(target) +
+                     "\n#EXT-X-VERSION:3\n#EXT-X-MEDIA-SEQUENCE:0\n#EXT-X-PLAYLIST-TYPE:VOD\n";
+  for (size_t i = 0; i < extinf.size(); i++)
+    text += "#EXTINF:" + extinf[i] + ",\t\nfileSequence" + std::to_string(i) + ".webvtt\n";
+  return text + "#EXT-X-ENDLIST\n";
+}
+
+TEST(CueScheduling, EmptyStretchesFoldIntoTheNextSegment) {
+  SegmentRun run("WEBVTT\n\n00:01.000 --> 00:03.000\nA\n\n00:25.000 --> 00:27.000\nB\n\n", {"-t", "10"});
+  EXPECT_EQ(run.result.status, 0);
+  EXPECT_EQ(run.Files(), (std::vector<std::string>{"fileSequence0.webvtt", "fileSequence1.webvtt",
+                                                   "prog_index.m3u8"}));
+  EXPECT_EQ(run.Out("fileSequence0.webvtt"), kHeader + "00:00:01.000 --> 00:00:03.000\nA\n\n");
+  EXPECT_EQ(run.Out("fileSequence1.webvtt"), kHeader + "00:00:25.000 --> 00:00:27.000\nB\n\n");
+  EXPECT_EQ(run.Out("prog_index.m3u8"), Playlist(17, {"10.00000", "17.00000"}));
+}
+
+TEST(CueScheduling, SpanningCuesRepeatWholeAndBoundaryCuesStartTheNextSegment) {
+  SegmentRun run("WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:08.000 --> 00:32.000\nlong\n\n"
+                 "00:10.000 --> 00:10.500\nat ten\n\n00:35.000 --> 00:36.000\nD\n\n",
+                 {"-t", "10", "-D", "45"});
+  EXPECT_EQ(run.result.status, 0);
+  const std::string longCue = "00:00:08.000 --> 00:00:32.000\nlong\n\n";
+  EXPECT_EQ(run.Out("fileSequence0.webvtt"), kHeader + "00:00:01.000 --> 00:00:02.000\nA\n\n" + longCue);
+  EXPECT_EQ(run.Out("fileSequence1.webvtt"),
+            kHeader + longCue + "00:00:10.000 --> 00:00:10.500\nat ten\n\n");
+  EXPECT_EQ(run.Out("fileSequence2.webvtt"), kHeader + longCue);
+  EXPECT_EQ(run.Out("fileSequence3.webvtt"), kHeader + longCue + "00:00:35.000 --> 00:00:36.000\nD\n\n");
+  // -D longer than the last cue lengthens the last segment to end there.
+  EXPECT_EQ(run.Out("prog_index.m3u8"),
+            Playlist(15, {"10.00000", "10.00000", "10.00000", "15.00000"}));
+}
+
+TEST(CueScheduling, ACueStillRunningAtTheEndLengthensTheLastSegment) {
+  SegmentRun run("WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:08.000 --> 00:32.000\nlong\n\n", {"-t", "10"});
+  EXPECT_EQ(run.result.status, 0);
+  EXPECT_EQ(run.Files().size(), 2u);  // one segment and the playlist
+  EXPECT_EQ(run.Out("prog_index.m3u8"), Playlist(32, {"32.00000"}));
+}
+
+TEST(CueScheduling, DurationAndTimestampMapOptions) {
+  struct Case {
+    std::vector<std::string> options;
+    std::string mapLine;
+    std::string lastExtinf;
+  } cases[] = {
+      {{"-t", "10"}, "MPEGTS:900000", "5.50000"},
+      {{"-t", "10", "-D", "3"}, "MPEGTS:900000", "5.50000"},  // shorter -D: no effect
+      {{"-t", "10", "-m", "0"}, "MPEGTS:0", "5.50000"},
+      {{"-t", "10", "-m", "4294967295"}, "MPEGTS:18446744073709551615", "5.50000"},
+      {{"-t", "10", "-m", "4294967296"}, "MPEGTS:0", "5.50000"},
+      {{"-t", "10", "--no-output-timestamps"}, "MPEGTS:900000", "5.50000"},
+  };
+  for (const Case& c : cases) {
+    SegmentRun run("WEBVTT\n\n00:01.000 --> 00:05.500\nA\n\n", c.options);
+    EXPECT_EQ(run.result.status, 0);
+    EXPECT_EQ(run.Out("fileSequence0.webvtt"),
+              "WEBVTT\nX-TIMESTAMP-MAP=" + c.mapLine +
+                  ",LOCAL:00:00:00.000\n\n00:00:01.000 --> 00:00:05.500\nA\n\n");
+    EXPECT_NE(run.Out("prog_index.m3u8").find("#EXTINF:" + c.lastExtinf + ","), std::string::npos);
+  }
+}
+
+TEST(CueScheduling, SrtSourceWithCustomNames) {
+  SegmentRun run("1\r\n00:00:01,500 --> 00:00:02,000\r\nHi\r\n\r\n", {"-B", "sub", "-i", "subs.m3u8"},
+          "movie.SRT");
+  EXPECT_EQ(run.result.status, 0);
+  EXPECT_EQ(run.Out("sub0.webvtt"), kHeader + "1\n00:00:01.500 --> 00:00:02.000\nHi\n\n");
+  EXPECT_TRUE(FileExists(run.dir / "out/subs.m3u8"));
+}
+
+TEST(CueScheduling, SourceWithoutCuesWritesNothing) {
+  SegmentRun run("WEBVTT\n\nNOTE nothing here\n\n", {"-D", "30"});
+  EXPECT_EQ(run.result.status, 0);
+  EXPECT_TRUE(run.Files().empty());
+}
+
+TEST(BadInput, FailuresAndTheirStatuses) {
+  ScratchDir dir;
+  RunShell("mkdir " + (dir / "dir.vtt") + " " + (dir / "plaindir") + " " + (dir / "out"));
+  struct Case {
+    std::string source;
+    int status;
+  } cases[] = {
+      {dir / "dir.vtt", 47},      // the read fails
+      {dir / "plaindir", 18},     // not a subtitle file: movie sources are not built
+      {dir / "missing.vtt", 2},   // cannot be opened
+  };
+  for (const Case& c : cases) {
+    RunResult r = RunTool({"hlsvtt", "--no-output-timestamps", "-f", dir / "out", c.source});
+    EXPECT_EQ(r.status, c.status) << c.source;
+    EXPECT_TRUE(ListDir(dir / "out").empty()) << c.source;
+  }
+  RunResult r = RunTool({"hlsvtt", "--no-output-timestamps", dir / "missing.vtt"});
+  EXPECT_EQ(r.out, "can't create byte stream " + (dir / "missing.vtt") + " 2\n");
+  // A cue block with zero end time ends the read: status 47 and no playlist.
+  SegmentRun zero("WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:00.000 --> 00:00.000\nB\n\n", {});
+  EXPECT_EQ(zero.result.status, 47);
+  EXPECT_TRUE(zero.Files().empty());
+  // Malformed cues are dropped, the rest segmented.
+  SegmentRun mixed("WEBVTT\n\nbroken\n\n00:01.000 --> 00:02.000\nA\n\n00:xx --> 00:03.000\nB\n\n"
+            "00:04.000 --> 00:05.000\nC\n\n",
+            {});
+  EXPECT_EQ(mixed.result.status, 0);
+  EXPECT_EQ(mixed.Out("fileSequence0.webvtt"),
+            kHeader + "00:00:01.000 --> 00:00:02.000\nA\n\n00:00:04.000 --> 00:00:05.000\nC\n\n");
+}
+
+TEST(BadInput, ExistingSegmentsAreNeverOverwritten) {
+  ScratchDir dir;
+  RunShell("mkdir " + (dir / "out"));
+  WriteFile(dir / "out/fileSequence0.webvtt", "keep me");
+  WriteFile(dir / "in.vtt", "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:11.000 --> 00:12.000\nB\n\n");
+  RunResult r = RunTool({"hlsvtt", "-q", "-t", "10", "-f", dir / "out", dir / "in.vtt"});
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(ReadFile(dir / "out/fileSequence0.webvtt"), "keep me");
+  EXPECT_EQ(ReadFile(dir / "out/fileSequence1.webvtt"), kHeader + "00:00:01.000 --> 00:00:02.000\nA\n\n");
+  EXPECT_NE(ReadFile(dir / "out/prog_index.m3u8").find("fileSequence2.webvtt"), std::string::npos);
+}
+
+TEST(BadInput, FullDiskGivesAMessageAndAStatus) {
+  ScratchDir dir;
+  RunShell("mkdir " + (dir / "out"));
+  std::string source = "WEBVTT\n\n";
+  for (int i = 0; i < 200; i++) {
+    source += "00:" + std::string(i < 10 ? "0" : "") + std::to_string(i % 60) + ".000 --> 00:" +
+              std::string(i < 10 ? "0" : "") + std::to_string(i % 60) + ".500\n" +
+              std::string(100, 'x') + "\n\n";
+    if (i == 59) break;
+  }
+  WriteFile(dir / "in.vtt", source);
+  WriteFile(dir / "out/fileSequence0.webvtt", "keep me");
+  // A 4 KiB file-size limit stands in for a full disk: the first segment outgrows it.
+  std::string out;
+  int status = RunShell("ulimit -f 4; '" + ToolPath() + "' --no-output-timestamps -q -t 100 -f '" +
+                            (dir / "out") + "' '" + (dir / "in.vtt") + "' 2>&1",
+                        &out);
+  EXPECT_NE(status, 0);
+  EXPECT_NE(out.find("cannot write " + (dir / "out/fileSequence1.webvtt") + ": File too large"),
+            std::string::npos)
+      << out;
+  EXPECT_EQ(ReadFile(dir / "out/fileSequence0.webvtt"), "keep me");
+  EXPECT_FALSE(FileExists(dir / "out/prog_index.m3u8"));
+}
+
+TEST(BadInput, LongSourceWithoutLineBreaksStaysWithinMemory) {
+  ScratchDir dir;
+  const std::string path = dir / "flat.vtt";
+  ASSERT_EQ(RunShell("head -c 200000000 /dev/zero | tr '\\0' 'a' > '" + path + "'"), 0);
+  pid_t pid = fork();
+  if (pid == 0) {
+    execl(ToolPath().c_str(), "hlsvtt", "-q", "-f", dir.path().c_str(), path.c_str(), nullptr);
+    _exit(127);
+  }
+  int wstatus = 0;
+  struct rusage usage;
+  wait4(pid, &wstatus, 0, &usage);
+  ASSERT_TRUE(WIFEXITED(wstatus));
+  EXPECT_EQ(WEXITSTATUS(wstatus), 47);  // one unterminated line with no signature
+  // About three copies at the most: the blocks read, the joined line, the cue text.
+  EXPECT_LT(usage.ru_maxrss * 1024L, 3L * 200000000L + 100000000L);
+}
+
+}  // namespace

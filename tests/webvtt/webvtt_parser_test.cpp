@@ -1,0 +1,153 @@
+#include "webvtt/webvtt_parser.h"
+
+#include <gtest/gtest.h>
+
+#include "media/core/file_byte_stream.h"
+#include "test_support.h"
+
+namespace {
+
+struct ParsedCue {
+  std::string id, settings, payload;
+  double start, end;
+  bool operator==(const ParsedCue&) const = default;
+};
+
+std::ostream& operator<<(std::ostream& os, const ParsedCue& c) {
+  return os << "{" << c.id << "|" << c.start << "-->" << c.end << "|" << c.settings << "|"
+            << c.payload << "}";
+}
+
+std::string Range(const WebVTTCue* cue, uint64_t offset, uint64_t length) {
+  std::string text(length, '\0');
+  if (length) MxBlockBufferCopyDataBytes(cue->text.get(), offset, length, text.data());
+  return text;
+}
+
+struct ParseResult {
+  OSStatus status;
+  std::vector<ParsedCue> cues;
+};
+
+ParseResult Parse(const std::string& source, uint32_t commaDecimal) {
+  ScratchDir dir;
+  WriteFile(dir / "in.vtt", source);
+  MxURL url{dir / "in.vtt"};
+  MxByteStreamRef stream;
+  EXPECT_EQ(MxByteStreamCreateForFileURL(nullptr, url, 0, &stream), kNoErr);
+  WebVTTParser* parser = nullptr;
+  EXPECT_EQ(WebVTTParserCreate(&parser, commaDecimal), kNoErr);
+  ParseResult result{WebVTTParserReadByteStream(parser, stream.get()), {}};
+  for (WebVTTCue* c = WebVTTParserGetCueQueue(parser)->first; c; c = c->next) {
+    result.cues.push_back({Range(c, c->identifierOffset, c->identifierLength),
+                           Range(c, c->settingsOffset, c->settingsLength),
+                           Range(c, c->payloadOffset, c->payloadLength), c->start, c->end});
+  }
+  WebVTTParserRelease(parser);
+  return result;
+}
+
+TEST(WebVTTParser, SourcesAndTheirCues) {
+  const std::string bom = "\xEF\xBB\xBF";
+  struct Case {
+    const char* name;
+    std::string source;
+    uint32_t comma;
+    OSStatus status;
+    std::vector<ParsedCue> cues;
+  } cases[] = {
+      {"srt", "1\n00:00:01,000 --> 00:00:02,500\nHello\n\n", 1, 0, {{"1", "", "Hello", 1, 2.5}}},
+      {"srt with dots", "1\n00:00:01.000 --> 00:00:02.500\nHello\n\n", 1, 0, {}},
+      {"header ignored, settings kept",
+       "WEBVTT - title\nKind: x\n-->\n\nid\n00:01.000 --> 00:02.000 align:start \nA\n  B\n\n", 0, 0,
+       {{"id", "align:start ", "A\n  B", 1, 2}}},
+      {"bom", bom + "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n", 0, 0, {{"", "", "A", 1, 2}}},
+      {"note and style dropped", "WEBVTT\n\nNOTE hi\n\nSTYLE\n::cue {}\n\n00:01.000 --> 00:02.000\nA\n\n", 0, 0,
+       {{"", "", "A", 1, 2}}},
+      {"no blanks around arrow", "WEBVTT\n\n00:01.000-->00:02.000\nA\n\n00:03.000 --> 00:04.000\nB\n\n", 0,
+       0, {{"", "", "B", 3, 4}}},
+      {"end before start accepted", "WEBVTT\n\n00:05.000 --> 00:02.000\nA\n\n", 0, 0, {{"", "", "A", 5, 2}}},
+      {"zero end stops the read",
+       "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:00.000 --> 00:00.000\nB\n\n00:03.000 --> 00:04.000\nC\n\n",
+       0, kWebVTTErrBadCueTime, {{"", "", "A", 1, 2}}},
+      {"out of order dropped, equal kept",
+       "WEBVTT\n\n00:05.000 --> 00:06.000\nA\n\n00:04.000 --> 00:07.000\nB\n\n00:05.000 --> 00:08.000\nC\n\n",
+       0, 0, {{"", "", "A", 5, 6}, {"", "", "C", 5, 8}}},
+      {"empty payload dropped", "WEBVTT\n\n00:01.000 --> 00:02.000\n\n\n00:03.000 --> 00:04.000\nB\n\n", 0, 0,
+       {{"", "", "B", 3, 4}}},
+      {"crlf", "WEBVTT\r\n\r\nx\r\n00:01.000 --> 00:02.000 a:b\r\nA\r\nB\r\n\r\n", 0, 0,
+       {{"x", "a:b", "A\r\nB", 1, 2}}},
+      {"last cue unterminated is queued", "WEBVTT\n\n00:01.000 --> 00:02.000\nA", 0, 0, {{"", "", "A", 1, 2}}},
+      {"last cue with final newline but no blank line is not", "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n", 0,
+       0, {}},
+      {"hours without limit, minutes unchecked",
+       "WEBVTT\n\n00:75.000 --> 123:00:00.001\nA\n\n", 0, 0, {{"", "", "A", 75, 442800.001}}},
+      {"fraction optional", "WEBVTT\n\n00:01 --> 00:00:02\nA\n\n", 0, 0, {{"", "", "A", 1, 2}}},
+      {"bad fraction", "WEBVTT\n\n00:01.0x0 --> 00:02.000\nA\n\n", 0, 0, {}},
+      {"three-digit minutes need hours", "WEBVTT\n\n100:01.000 --> 100:02.000\nA\n\n", 0, 0, {}},
+      {"timestamp glued to text", "WEBVTT\n\n00:01.000x --> 00:02.000\nA\n\n", 0, 0, {}},
+      {"single unterminated line without signature", "garbage", 1, 5, {}},
+      {"empty file", "", 1, kMxErrEndOfStream, {}},
+  };
+  for (const Case& c : cases) {
+    ParseResult r = Parse(c.source, c.comma);
+    EXPECT_EQ(r.status, c.status) << c.name;
+    EXPECT_EQ(r.cues, c.cues) << c.name;
+  }
+}
+
+TEST(WebVTTParser, LineBreaksAcrossBlockBoundaries) {
+  // Whatever the position of the 1024-byte boundary, CR LF and LF sources give the same cues.
+  for (size_t pad = 990; pad < 1030; pad++) {
+    std::string lf = "WEBVTT\n\n" + std::string(pad, 'n') + "\n00:01.000 --> 00:02.000\nA\nB\n\n"
+                     "00:03.000 --> 00:04.000\nC\n\n";
+    std::string crlf;
+    for (char ch : lf) crlf += ch == '\n' ? std::string("\r\n") : std::string(1, ch);
+    ParseResult a = Parse(lf, 0), b = Parse(crlf, 0);
+    ASSERT_EQ(a.status, 0);
+    ASSERT_EQ(b.status, 0);
+    ASSERT_EQ(a.cues.size(), 2u) << pad;
+    ASSERT_EQ(b.cues.size(), 2u) << pad;
+    EXPECT_EQ(a.cues[0].id, std::string(pad, 'n'));
+    EXPECT_EQ(b.cues[0].id, std::string(pad, 'n')) << pad;
+    EXPECT_EQ(b.cues[0].payload, "A\r\nB") << pad;
+    EXPECT_EQ(b.cues[1], a.cues[1]) << pad;
+  }
+}
+
+TEST(WebVTTParser, Signature) {
+  struct Case {
+    std::string bytes;
+    bool expected;
+  } cases[] = {{"WEBVTT\n", true},  {"WEBVTT", false},     {"WEBVTTX\n", false},
+               {"WEBVTT\t", true},  {"\xEF\xBB\xBFWEBVTT ", true}, {"\xEF\xBB\xBFWEBVT", false},
+               {"webvtt\n", false}, {"WE", false}};
+  for (const Case& c : cases) {
+    EXPECT_EQ(WebVTTHasSignature(reinterpret_cast<const uint8_t*>(c.bytes.data()), c.bytes.size()),
+              c.expected)
+        << c.bytes;
+  }
+}
+
+TEST(WebVTTParser, TimestampForms) {
+  struct Case {
+    std::string text;
+    OSStatus status;
+    double seconds;
+  } cases[] = {{"00:01.500 ", 0, 1.5},      {":01:02 ", 0, 62},        {"00:75.000 ", 0, 75},
+               {"1:02:03.004 ", 0, 3723.004}, {"0:01.000 ", -16011, 0}, {"00:01", 0, 1},
+               {"00:0", -16011, 0},           {"00:01.000x", -16010, 0}, {"0000000000", -16011, 0}};
+  WebVTTParser parser;
+  for (const Case& c : cases) {
+    const char* cursor = c.text.data();
+    size_t remaining = c.text.size();
+    double seconds = -1;
+    OSStatus status = WebVTTParseTimestamp(&parser, &cursor, &remaining, &seconds, true, nullptr);
+    EXPECT_EQ(status, c.status) << c.text;
+    if (status == 0) {
+      EXPECT_DOUBLE_EQ(seconds, c.seconds) << c.text;
+    }
+  }
+}
+
+}  // namespace
