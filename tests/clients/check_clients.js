@@ -1,0 +1,120 @@
+#!/usr/bin/env node
+// Runs every corpus source through hlsvtt and checks the output with real clients:
+//  - webvtt-parser (the W3C validator's parser): when it accepts a source without errors, it
+//    must accept every segment made from it without errors too;
+//  - hls-parser: every playlist parses, its EXTINF durations add up to the presentation's end,
+//    and every URI names a file on disk.
+// Usage: check_clients.js <hlsvtt binary> <corpus dir>. Prints "N passed, N failed".
+'use strict';
+const fs = require('fs');
+const os = require('os');
+const path = require('path');
+const { execFileSync } = require('child_process');
+const { WebVTTParser } = require('webvtt-parser');
+const HLS = require('hls-parser');
+
+const [binary, corpus] = process.argv.slice(2);
+const TARGET = 10;
+let passed = 0;
+let failed = 0;
+
+// The cues of a segment as written: blocks separated by a blank line, each with its timing
+// line first or after an identifier. (A validator may split a block whose text holds a line
+// that looks like a timing line; this reading does not.)
+function seconds(t) {
+  const parts = t.split(':').map(Number);
+  return parts.reduce((acc, v) => acc * 60 + v, 0);
+}
+function cueBlocks(text) {
+  return text.split('\n\n').slice(1).flatMap((block) => {
+    const lines = block.split('\n');
+    const timing = lines[0].includes(' --> ') ? lines[0] : lines[1];
+    const m = timing && /^(\d+:\d\d:\d\d\.\d{3}) --> (\d+:\d\d:\d\d\.\d{3})/.exec(timing);
+    return m ? [{ startTime: seconds(m[1]), endTime: seconds(m[2]) }] : [];
+  });
+}
+
+function sources(dir) {
+  return fs.readdirSync(dir, { withFileTypes: true }).flatMap((e) => {
+    const p = path.join(dir, e.name);
+    if (e.isDirectory()) return sources(p);
+    return /\.(vtt|srt)$/i.test(e.name) ? [p] : [];
+  });
+}
+
+function validate(text) {
+  return new WebVTTParser().parse(text, 'metadata');
+}
+
+// The W3C parser knows no header lines, so the HLS timestamp map (line 2 of every segment) is
+// checked here exactly and taken out before the rest is validated.
+const MAP_LINE = /^X-TIMESTAMP-MAP=MPEGTS:\d+,LOCAL:00:00:00\.000$/;
+function validateSegment(text, problems, name) {
+  const lines = text.split('\n');
+  if (lines[0] !== 'WEBVTT' || !MAP_LINE.test(lines[1]) || lines[2] !== '') {
+    problems.push(`${name}: bad segment header`);
+  }
+  lines.splice(1, 1);
+  return validate(lines.join('\n'));
+}
+
+function check(source) {
+  const problems = [];
+  const out = fs.mkdtempSync(path.join(os.tmpdir(), 'hlsvtt-clients-'));
+  try {
+    let status = 0;
+    try {
+      execFileSync(binary, ['-q', '-t', String(TARGET), '-f', out, source], { stdio: 'pipe' });
+    } catch (e) {
+      status = e.status;
+    }
+    if (status !== 0 && status !== 47) problems.push(`exit status ${status}`);
+    const playlistPath = path.join(out, 'prog_index.m3u8');
+    if (!fs.existsSync(playlistPath)) return problems;
+
+    const playlist = HLS.parse(fs.readFileSync(playlistPath, 'utf8'));
+    if (!playlist.endlist) problems.push('playlist has no EXT-X-ENDLIST');
+    let total = 0;
+    for (const segment of playlist.segments) {
+      total += segment.duration;
+      if (!fs.existsSync(path.join(out, segment.uri))) problems.push(`missing ${segment.uri}`);
+    }
+
+    const sourceClean = validate(fs.readFileSync(source, 'utf8')).errors.length === 0;
+    let last = null;
+    for (const segment of playlist.segments) {
+      const tree = validateSegment(fs.readFileSync(path.join(out, segment.uri), 'utf8'), problems, segment.uri);
+      if (sourceClean && tree.errors.length) {
+        problems.push(`${segment.uri}: ${JSON.stringify(tree.errors[0])}`);
+      }
+      last = { cues: cueBlocks(fs.readFileSync(path.join(out, segment.uri), 'utf8')) };
+    }
+    // The presentation ends with the last cue, or with the latest cue still running past the
+    // grid line that closes the last segment.
+    if (last && last.cues.length) {
+      const start = total - playlist.segments[playlist.segments.length - 1].duration;
+      const lastCue = last.cues[last.cues.length - 1];
+      const gridEnd = start + TARGET * Math.max(1, Math.floor((lastCue.startTime - start) / TARGET) + 1);
+      const running = last.cues.filter((c) => c.endTime > gridEnd + 1e-9).map((c) => c.endTime);
+      const end = running.length ? Math.max(...running) : lastCue.endTime;
+      if (Math.abs(total - end) > 0.002) problems.push(`EXTINF sum ${total}, presentation end ${end}`);
+    }
+  } catch (e) {
+    problems.push(String(e));
+  } finally {
+    fs.rmSync(out, { recursive: true, force: true });
+  }
+  return problems;
+}
+
+for (const source of sources(corpus)) {
+  const problems = check(source);
+  if (problems.length) {
+    failed++;
+    console.log(`FAIL ${path.relative(corpus, source)}: ${problems.join('; ')}`);
+  } else {
+    passed++;
+  }
+}
+console.log(`${passed} passed, ${failed} failed`);
+process.exit(failed ? 1 : 0);
