@@ -1,6 +1,7 @@
 #include "driver/cue_scheduler.h"
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <vector>
 
@@ -56,8 +57,7 @@ class CueScheduler {
           if (status != kNoErr) return status;
           continue;
         }
-        // Still empty: stretch it to the grid line after this cue's start.
-        while (!(cue->start < segmentEnd_)) segmentEnd_ += settings_.targetDuration;
+        StretchToGridLineAfter(cue->start);
       }
       if (!segmentHasContent_) WriteSegmentHeader(chunk_, timestampMapValue_);
       WriteCue(chunk_, cue);
@@ -77,6 +77,22 @@ class CueScheduler {
   }
 
  private:
+  // An empty segment is stretched to the first grid line after `start`, so that a stretch
+  // without cues is folded into the segment of the next cue. The jump is computed rather than
+  // stepped so that a cue hours or years away costs nothing; for grid values below 2^53 the
+  // result is exactly what repeated addition gives. (A target duration of 0 never reaches it.)
+  void StretchToGridLineAfter(double start) {
+    const double step = settings_.targetDuration;
+    if (!(start < segmentEnd_) && step > 0) {
+      segmentEnd_ += step * std::floor((start - segmentEnd_) / step);
+    }
+    while (!(start < segmentEnd_)) {
+      double next = segmentEnd_ + step;
+      // Past 2^53 adding a step may change nothing: go just beyond the start instead.
+      segmentEnd_ = (next == segmentEnd_ && step > 0) ? std::nextafter(start, HUGE_VAL) : next;
+    }
+  }
+
   OSStatus EndSegment() {
     OSStatus status = ChunkFileMoveToNextFileSecs(chunk_, segmentEnd_ - segmentStart_);
     if (status != kNoErr) {

@@ -1,5 +1,7 @@
 #include "webvtt/segment_writer.h"
 
+#include "common/numeric.h"
+
 #include <cinttypes>
 #include <cstdio>
 
@@ -8,11 +10,11 @@
 int FormatWebVTTTimestamp(double t, char* text) {
   // Every field truncates; the milliseconds come from the whole time, so a time like 1.001
   // (just below 1001 ms in binary) prints 00:00:01.000. No step rounds.
-  const int64_t totalMs = static_cast<int64_t>(t * 1000.0);
-  const uint32_t hours = static_cast<uint32_t>(t / 3600.0);
+  const int64_t totalMs = TruncateToInt64(t * 1000.0);
+  const uint32_t hours = TruncateToUint32(t / 3600.0);
   const double rest = t - static_cast<double>(hours * 3600u);
-  const uint32_t minutes = static_cast<uint32_t>(rest / 60.0);
-  const uint32_t seconds = static_cast<uint32_t>(rest - minutes * 60);
+  const uint32_t minutes = TruncateToUint32(rest / 60.0);
+  const uint32_t seconds = TruncateToUint32(rest - minutes * 60);
   const uint32_t ms =
       static_cast<uint32_t>(totalMs) - hours * 3600000u - minutes * 60000u - seconds * 1000u;
   return snprintf(text, 20, "%02u:%02u:%02u.%03u", hours, minutes, seconds, ms);

@@ -1,5 +1,6 @@
 #include "webvtt/webvtt_parser.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -69,16 +70,38 @@ OSStatus DropBlock(OSStatus code) {
   return kNoErr;
 }
 
+// Copies an accepted cue block into the current shared text block (a new one when it is full;
+// a block of its own when it is larger than a shared block). Returns the block and the offset.
+OSStatus StoreCueText(WebVTTParser* parser, const char* data, size_t size, MxBlockBufferRef* block,
+                      size_t* offset) {
+  if (size > parser->textCapacity - parser->textUsed) {
+    const size_t capacity = std::max(size, kCueTextBlockSize);
+    MxBlockBufferRef fresh;
+    OSStatus status = MxBlockBufferCreateWithMemoryBlock(nullptr, nullptr, capacity, nullptr, nullptr,
+                                                         0, capacity, kMxBlockBufferAssureMemoryNowFlag,
+                                                         &fresh);
+    if (status != kNoErr) return status;
+    parser->textBytes = BufferBytes(fresh.get());
+    parser->textBlock = std::move(fresh);
+    parser->textUsed = 0;
+    parser->textCapacity = capacity;
+  }
+  memcpy(parser->textBytes + parser->textUsed, data, size);
+  *offset = parser->textUsed;
+  *block = parser->textBlock;
+  parser->textUsed += size;
+  return kNoErr;
+}
+
 // Parses the collected cue block. Returns 0 when the block was accepted or dropped, and an
 // error only when the whole read must end.
 OSStatus ParseCueBlock(WebVTTParser* parser) {
-  MxBlockBufferRef lines = std::move(parser->cueLines);  // released in every case
-  MxBlockBufferRef view;
-  OSStatus status =
-      MxBlockBufferCreateContiguous(nullptr, lines.get(), nullptr, nullptr, 0, 0, 0, &view);
-  if (status != kNoErr) return status;
-  const size_t size = MxBlockBufferGetDataLength(view.get());
-  const char* data = BufferBytes(view.get());
+  struct ClearLines {  // the collected block is let go in every case
+    std::string& lines;
+    ~ClearLines() { lines.clear(); }
+  } clear{parser->cueLines};
+  const size_t size = parser->cueLines.size();
+  const char* data = parser->cueLines.data();
   const char* const end = data + size;
 
   const char* firstEnd = FindLineEnd(data, end);
@@ -88,7 +111,6 @@ OSStatus ParseCueBlock(WebVTTParser* parser) {
 
   std::unique_ptr<WebVTTCue> cue(new (std::nothrow) WebVTTCue);
   if (!cue) return QorSignalErrorAt(kMxErrAllocationFailed);
-  cue->text = view;
 
   const char* p = data;
   if (firstEnd < arrow) {
@@ -110,7 +132,8 @@ OSStatus ParseCueBlock(WebVTTParser* parser) {
   remaining -= 3;
   if (!IsBlank(*p)) return DropBlock(kWebVTTErrMalformedCue);
   SkipBlanks(&p, &remaining);
-  if (WebVTTParseTimestamp(parser, &p, &remaining, &finish, true, nullptr) != kNoErr) return kNoErr;
+  if (WebVTTParseTimestamp(parser, &p, &remaining, &finish, true, nullptr) != kNoErr)
+    return kNoErr;
   // The end is compared with the record's start before the start is stored, so this checks
   // end > 0 and accepts an end before the start: the established behaviour.
   if (!(finish > cue->start)) return QorSignalErrorAt(kWebVTTErrBadCueTime);
@@ -134,23 +157,20 @@ OSStatus ParseCueBlock(WebVTTParser* parser) {
   cue->payloadLength = static_cast<uint64_t>(payloadEnd - p);
 
   if (parser->haveLastStart && start < parser->lastStart) return DropBlock(kWebVTTErrBadCueTime);
+
+  // Accepted: the block's bytes up to the end of the payload go into the shared text block and
+  // the ranges become offsets into it.
+  size_t base = 0;
+  OSStatus status =
+      StoreCueText(parser, data, static_cast<size_t>(payloadEnd - data), &cue->text, &base);
+  if (status != kNoErr) return status;
+  cue->identifierOffset += base;
+  cue->settingsOffset += base;
+  cue->payloadOffset += base;
   parser->haveLastStart = true;
   parser->lastStart = start;
   parser->cueQueue.InsertTail(cue.release());
   return kNoErr;
-}
-
-OSStatus AppendCueLine(WebVTTParser* parser, const char* line, size_t length) {
-  if (!parser->cueLines) {
-    OSStatus status = MxBlockBufferCreateEmpty(nullptr, kLineBufferCapacity, 0, &parser->cueLines);
-    if (status != kNoErr) return status;
-  }
-  OSStatus status =
-      MxBlockBufferAppendMemoryBlock(parser->cueLines.get(), nullptr, length, nullptr, nullptr, 0,
-                                     length, kMxBlockBufferAssureMemoryNowFlag);
-  if (status != kNoErr) return status;
-  const size_t total = MxBlockBufferGetDataLength(parser->cueLines.get());
-  return MxBlockBufferReplaceDataBytes(line, parser->cueLines.get(), total - length, length);
 }
 
 // Handles one line with its terminator (terminatorLength 0: the last line, unterminated).
@@ -171,9 +191,8 @@ OSStatus HandleLine(WebVTTParser* parser, const char* line, size_t length,
       return kNoErr;
     case kStateCues: {
       if (length == 0) return kNoErr;
-      if (blank && !parser->cueLines) return kNoErr;  // blank lines between cues
-      OSStatus status = AppendCueLine(parser, line, length);
-      if (status != kNoErr) return status;
+      if (blank && parser->cueLines.empty()) return kNoErr;  // blank lines between cues
+      parser->cueLines.append(line, length);
       return blank ? ParseCueBlock(parser) : kNoErr;
     }
     default:
@@ -354,7 +373,7 @@ OSStatus WebVTTParserReadByteStream(WebVTTParser* parser, MxByteStream* stream) 
 
   if (!parser->partialLine) return kNoErr;  // a last block without a blank line stays unparsed
   status = FinishPartialLine(parser, 0);
-  if (status == kNoErr && parser->cueLines && parser->state == kStateCues)
+  if (status == kNoErr && !parser->cueLines.empty() && parser->state == kStateCues)
     status = ParseCueBlock(parser);
   parser->state = kStateSignature;
   return status;

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "media/core/block_buffer.h"
 #include "media/core/byte_stream.h"
@@ -38,14 +39,24 @@ struct WebVTTCueQueue {
   void Remove(WebVTTCue* cue);
 };
 
+constexpr size_t kCueTextBlockSize = 65536;
+
 struct WebVTTParser {
   MxBlockBufferRef partialLine;  // a line begun in an earlier block
   uint32_t state = 0;            // 0 signature, 1 header, 3 cue blocks
-  MxBlockBufferRef cueLines;     // the lines of the cue block being collected
+  // The lines of the cue block being collected, terminators included; empty when no block is
+  // being collected. One buffer reused for every block, so collecting a line costs no allocation.
+  std::string cueLines;
   WebVTTCueQueue cueQueue;
   double lastStart = 0;
   bool haveLastStart = false;
   uint32_t commaDecimal = 0;  // 1: "," separates the fraction (SRT)
+  // Accepted cue blocks are copied into shared text blocks of kCueTextBlockSize bytes; each cue
+  // references its block. One allocation serves hundreds of cues, and a block is freed with the
+  // last cue that uses it.
+  MxBlockBufferRef textBlock;
+  char* textBytes = nullptr;
+  size_t textUsed = 0, textCapacity = 0;
 };
 
 bool WebVTTHasSignature(const uint8_t* bytes, size_t length);

@@ -133,6 +133,15 @@ TEST(BadInput, FailuresAndTheirStatuses) {
             kHeader + "00:00:01.000 --> 00:00:02.000\nA\n\n00:00:04.000 --> 00:00:05.000\nC\n\n");
 }
 
+TEST(BadInput, AbsurdTimesFinishQuickly) {
+  // A cue 10^20 hours away: the empty stretch before it is one segment, found without stepping.
+  SegmentRun run("WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n"
+                 "100000000000000000000:00:00.000 --> 100000000000000000000:00:01.000\nB\n\n",
+                 {"-t", "10"});
+  EXPECT_EQ(run.result.status, 0);
+  EXPECT_EQ(run.Files().size(), 3u);
+}
+
 TEST(BadInput, ExistingSegmentsAreNeverOverwritten) {
   ScratchDir dir;
   RunShell("mkdir " + (dir / "out"));

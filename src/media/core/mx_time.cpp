@@ -1,5 +1,7 @@
 #include "media/core/mx_time.h"
 
+#include "common/numeric.h"
+
 #include <cinttypes>
 #include <cmath>
 #include <cstdio>
@@ -13,14 +15,6 @@ using int128 = __int128;
 constexpr double kTwoTo63 = 9223372036854775808.0;
 constexpr int64_t kInt64Max = std::numeric_limits<int64_t>::max();
 constexpr int64_t kInt64Min = std::numeric_limits<int64_t>::min();
-
-// Double to int64 the way the hardware truncates: out-of-range values and NaN give the most
-// negative number instead of undefined behaviour.
-int64_t TruncateToInt64(double d) {
-  if (!(d > -kTwoTo63 - 1024.0 && d < kTwoTo63)) return kInt64Min;
-  if (d <= -kTwoTo63) return kInt64Min;
-  return static_cast<int64_t>(d);
-}
 
 int64_t WrappingNegate(int64_t v) {
   return static_cast<int64_t>(0 - static_cast<uint64_t>(v));
