@@ -19,27 +19,13 @@ gen=../shared/tools/gen_vtt.py
 hlsvtt="$PWD/build/hlsvtt"
 python=/usr/bin/python3  # Debian's, which has the python3-webvtt package
 
-# Runs one command N times in a fresh output directory; prints "median_seconds max_kib", or
-# "timeout" when a run takes longer than $limit seconds.
-limit=1500
+# measure RUNS COMMAND...: median wall seconds and peak KiB (see bench/measure.py).
+# A run longer than $limit seconds is reported as such.
+limit=300
 measure() {
   local n="$1"
   shift
-  local out="$work/out" times=() peak=0
-  for _ in $(seq "$n"); do
-    rm -rf "$out" && mkdir -p "$out"
-    local cmd="${*//OUT/$out}"
-    if ! /usr/bin/time -f "%e %M" -o "$work/time" timeout "$limit" bash -c "$cmd" >/dev/null 2>&1; then
-      echo "timeout"
-      return
-    fi
-    read -r t m <"$work/time"
-    times+=("$t")
-    [ "$m" -gt "$peak" ] && peak=$m
-  done
-  local median
-  median=$(printf '%s\n' "${times[@]}" | sort -g | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}')
-  echo "$median $peak"
+  python3 bench/measure.py "$n" "$limit" "$work/out" -- "$@"
 }
 
 echo "| input | tool | wall (s) | peak memory (MiB) | vs floor | vs hlsvtt |"
@@ -54,30 +40,31 @@ for cues in 1500 200000; do
   rm -rf "$work/ref"
 
   # ffmpeg rewrites its segment list after every segment, which grows quadratically: it runs
-  # once on the large input. Without the list it writes no playlist, so it is shown apart.
+  # once on the large input (about 860 s here, past the limit). Without the list it writes no
+  # playlist, so it is shown apart.
   slow=$runs
   [ "$cues" -gt 100000 ] && slow=1
   declare -A result=()
-  result[floor]=$(measure "$runs" "$work/floor $work/sizes OUT")
-  result[hlsvtt]=$(measure "$runs" "$hlsvtt -q -t 10 -f OUT $input")
-  result[ffmpeg]=$(measure "$slow" "ffmpeg -nostdin -v error -i $input -c:s copy -f segment \
-    -segment_time 10 -segment_format webvtt -segment_list OUT/list.m3u8 OUT/seg%d.vtt")
-  result[ffmpeg-no-playlist]=$(measure "$runs" "ffmpeg -nostdin -v error -i $input -c:s copy \
-    -f segment -segment_time 10 -segment_format webvtt OUT/seg%d.vtt")
-  result[node-webvtt]=$(measure "$runs" "node bench/node_webvtt_segment.js $input OUT 10")
-  result[python3-webvtt]=$(measure "$runs" "$python bench/python_webvtt_segment.py $input OUT 10")
+  result[floor]=$(measure "$runs" "$work/floor" "$work/sizes" OUT)
+  result[hlsvtt]=$(measure "$runs" "$hlsvtt" -q -t 10 -f OUT "$input")
+  result[ffmpeg]=$(measure "$slow" ffmpeg -nostdin -v error -i "$input" -c:s copy -f segment \
+    -segment_time 10 -segment_format webvtt -segment_list OUT/list.m3u8 OUT/seg%d.vtt)
+  result[ffmpeg-no-playlist]=$(measure "$runs" ffmpeg -nostdin -v error -i "$input" -c:s copy \
+    -f segment -segment_time 10 -segment_format webvtt OUT/seg%d.vtt)
+  result[node-webvtt]=$(measure "$runs" node bench/node_webvtt_segment.js "$input" OUT 10)
+  result[python3-webvtt]=$(measure "$runs" "$python" bench/python_webvtt_segment.py "$input" OUT 10)
 
   floor_t=${result[floor]% *}
   hlsvtt_t=${result[hlsvtt]% *}
   for tool in floor hlsvtt ffmpeg ffmpeg-no-playlist node-webvtt python3-webvtt; do
-    if [ "${result[$tool]}" = timeout ]; then
-      echo "| $cues ($files files) | $tool | > $limit | - | - | - |"
-      continue
-    fi
+    case "${result[$tool]}" in
+      timeout) echo "| $cues ($files files) | $tool | > $limit | - | - | - |"; continue ;;
+      failed) echo "| $cues ($files files) | $tool | failed | - | - | - |"; continue ;;
+    esac
     read -r t m <<<"${result[$tool]}"
     awk -v c="$cues ($files files)" -v tool="$tool" -v t="$t" -v m="$m" -v f="$floor_t" -v h="$hlsvtt_t" \
       'BEGIN { fl = f > 0 ? sprintf("%.2fx", t / f) : "-"; hv = h > 0 ? sprintf("%.2fx", t / h) : "-";
-               printf "| %s | %s | %.3f | %.1f | %s | %s |\n", c, tool, t, m / 1024, fl, hv }'
+               printf "| %s | %s | %.4f | %.1f | %s | %s |\n", c, tool, t, m / 1024, fl, hv }'
   done
   unset result
 done

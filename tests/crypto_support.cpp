@@ -3,6 +3,10 @@
 #include <openssl/evp.h>
 
 #include <memory>
+#include <regex>
+#include <sstream>
+
+#include "test_support.h"
 
 std::string DecryptAes128Cbc(const uint8_t key[16], const std::array<uint8_t, 16>& iv,
                              const std::string& cipher) {
@@ -31,4 +35,35 @@ std::array<uint8_t, 16> IVFromHex(const std::string& hex) {
     end = start;
   }
   return iv;
+}
+
+std::vector<KeyedEntry> ReadKeyedPlaylist(const std::string& text) {
+  std::vector<KeyedEntry> entries;
+  std::string keyUri, iv;
+  uint64_t sequence = 0;
+  std::regex keyLine(R"re(#EXT-X-KEY:METHOD=AES-128,URI="([^"]*)"(,IV=0x([0-9a-f]+))?)re");
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) {
+    std::smatch m;
+    if (std::regex_match(line, m, keyLine)) {
+      keyUri = m[1];
+      iv = m[3];
+    } else if (!line.empty() && line[0] != '#') {
+      entries.push_back({line, keyUri, iv, sequence++});
+    }
+  }
+  return entries;
+}
+
+std::string DecryptEntry(const std::string& dir, const KeyedEntry& entry) {
+  std::string key = ReadFile(dir + "/" + entry.keyUri.substr(entry.keyUri.rfind('/') + 1));
+  if (key.size() != 16) return "<no key file for " + entry.keyUri + ">";
+  std::array<uint8_t, 16> iv{};
+  if (entry.ivHex.empty()) {
+    for (int b = 0; b < 8; b++) iv[15 - b] = static_cast<uint8_t>(entry.sequence >> (8 * b));
+  } else {
+    iv = IVFromHex(entry.ivHex);
+  }
+  return DecryptAes128Cbc(reinterpret_cast<const uint8_t*>(key.data()), iv,
+                          ReadFile(dir + "/" + entry.uri));
 }

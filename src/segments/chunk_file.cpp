@@ -1,6 +1,5 @@
 #include "segments/chunk_file.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -51,6 +50,16 @@ void AnnounceIV(ChunkFile* c) {
   ForEachPlaylist(c, [&](CIndexFileBase* p) { p->ChangeCryptKeyIV(c->iv); });
 }
 
+// filePath = directory/fileName, or fileName alone; truncated to the path limit.
+void SetFilePath(ChunkFile* c) {
+  if (c->directory) {
+    std::string path = std::string(c->directory) + "/" + c->fileName;
+    snprintf(c->filePath, sizeof c->filePath, "%s", path.c_str());
+  } else {
+    snprintf(c->filePath, sizeof c->filePath, "%s", c->fileName);
+  }
+}
+
 // Opens the next free file name exclusively: a name already in use is skipped, never truncated.
 OSStatus OpenNamedFile(ChunkFile* c) {
   const uint32_t start = c->fileIndex;
@@ -58,26 +67,11 @@ OSStatus OpenNamedFile(ChunkFile* c) {
   const char* extension = c->extension ? c->extension->c_str() : ".ts";
   for (;;) {
     snprintf(c->fileName, sizeof c->fileName, "%s%u%s", base, c->fileIndex, extension);
-    if (c->directory) {
-      std::string path = std::string(c->directory) + "/" + c->fileName;
-      snprintf(c->filePath, sizeof c->filePath, "%s", path.c_str());
-    } else {
-      snprintf(c->filePath, sizeof c->filePath, "%s", c->fileName);
-    }
+    SetFilePath(c);
     c->fileIndex++;
     if (c->maxFileIndex != 0 && c->fileIndex >= c->maxFileIndex) c->fileIndex = 0;
-    int fd = open(c->filePath, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (fd >= 0) {
-      c->file.reset(fdopen(fd, "w"));
-      if (!c->file) {
-        int error = errno;
-        close(fd);
-        unlink(c->filePath);
-        return error;
-      }
-      return kNoErr;
-    }
-    if (errno != EEXIST) return errno;
+    OSStatus status = SegmentFile::CreateExclusive(c->filePath, &c->file);
+    if (status != EEXIST) return status;
     if (c->fileIndex == start) {
       OutputMessage(0,
                     "we've wrapped the entire sequence without finding a valid header.- aborting");
@@ -90,21 +84,8 @@ OSStatus OpenSingleFile(ChunkFile* c) {
   if (c->file) return kNoErr;  // the one file stays open for the whole run
   snprintf(c->fileName, sizeof c->fileName, "%s%s", c->baseName ? c->baseName : "main",
            c->extension ? c->extension->c_str() : ".ts");
-  if (c->directory) {
-    std::string path = std::string(c->directory) + "/" + c->fileName;
-    snprintf(c->filePath, sizeof c->filePath, "%s", path.c_str());
-  } else {
-    snprintf(c->filePath, sizeof c->filePath, "%s", c->fileName);
-  }
-  int fd = open(c->filePath, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  if (fd < 0) return errno;
-  c->file.reset(fdopen(fd, "w"));
-  if (!c->file) {
-    int error = errno;
-    close(fd);
-    return error;
-  }
-  return kNoErr;
+  SetFilePath(c);
+  return SegmentFile::CreateExclusive(c->filePath, &c->file);
 }
 
 // Sets up the key, IV and encryptor for the file just opened.
@@ -192,14 +173,17 @@ OSStatus ChunkFileOpenNextFile(ChunkFile* c) {
   return status;
 }
 
+// Remembers the first failure of the current file and reports it once.
+void NoteWriteError(ChunkFile* c, OSStatus error) {
+  if (error == kNoErr || c->writeError != kNoErr) return;
+  c->writeError = error;
+  OutputMessage(0, "cannot write %s: %s", c->filePath, strerror(error));
+}
+
 OSStatus WriteBytes(ChunkFile* c, const void* data, size_t length) {
-  size_t written = fwrite(data, 1, length, c->file.get());
-  if (written == length) return kNoErr;
-  if (c->writeError == kNoErr) {
-    c->writeError = errno ? errno : kErrShortWrite;
-    OutputMessage(0, "cannot write %s: %s", c->filePath, strerror(c->writeError));
-  }
-  return kErrShortWrite;
+  OSStatus status = c->file->Write(data, length);
+  NoteWriteError(c, status);
+  return status == kNoErr ? kNoErr : kErrShortWrite;
 }
 
 OSStatus BufferInMemory(ChunkFile* c, const void* data, size_t length) {
@@ -243,14 +227,10 @@ OSStatus ChunkFileFinalizeFile(ChunkFile* c, bool isMap, int64_t mapEnd, double 
     }
     if (!c->singleFile) {
       OutputMessage(1, "Finalized %s", c->filePath);
-      FILE* f = c->file.release();
-      if (fclose(f) != 0 && c->writeError == kNoErr) {
-        c->writeError = errno;
-        OutputMessage(0, "cannot write %s: %s", c->filePath, strerror(errno));
-      }
-    } else if (fflush(c->file.get()) != 0 && c->writeError == kNoErr) {
-      c->writeError = errno;
-      OutputMessage(0, "cannot write %s: %s", c->filePath, strerror(errno));
+      NoteWriteError(c, c->file->Close());
+      c->file.reset();
+    } else {
+      NoteWriteError(c, c->file->Flush());
     }
   } else if (!c->singleFile) {
     // Nothing was written: no file, no entry; the number is not reused.

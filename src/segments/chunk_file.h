@@ -14,6 +14,7 @@
 #include "playlist/index_file.h"
 #include "segments/aes_encryptor.h"
 #include "segments/crypt_key.h"
+#include "segments/segment_file.h"
 
 // Creation settings, one field per creation argument, in argument order.
 struct ChunkFileSettings {
@@ -52,12 +53,8 @@ struct ChunkFileSettings {
   uint8_t reportByteRanges;          // 33
 };
 
-struct FileCloser {
-  void operator()(FILE* f) const { fclose(f); }
-};
-
 struct ChunkFile {
-  std::unique_ptr<FILE, FileCloser> file;
+  std::unique_ptr<SegmentFile> file;
   bool bufferInMemory = false;
   bool singleFile = false;
   bool reportByteRanges = false;

@@ -4,8 +4,24 @@
 
 #include <cinttypes>
 #include <cstdio>
+#include <cstring>
 
 #include "webvtt/webvtt_parser.h"
+
+namespace {
+// Appends v in decimal with at least minWidth digits (zero-padded), as "%0<minWidth>u" does.
+char* AppendUnsigned(char* out, uint32_t v, int minWidth) {
+  char digits[10];
+  int n = 0;
+  do {
+    digits[n++] = static_cast<char>('0' + v % 10);
+    v /= 10;
+  } while (v != 0);
+  while (n < minWidth) digits[n++] = '0';
+  while (n > 0) *out++ = digits[--n];
+  return out;
+}
+}  // namespace
 
 int FormatWebVTTTimestamp(double t, char* text) {
   // Every field truncates; the milliseconds come from the whole time, so a time like 1.001
@@ -17,13 +33,25 @@ int FormatWebVTTTimestamp(double t, char* text) {
   const uint32_t seconds = TruncateToUint32(rest - minutes * 60);
   const uint32_t ms =
       static_cast<uint32_t>(totalMs) - hours * 3600000u - minutes * 60000u - seconds * 1000u;
-  return snprintf(text, 20, "%02u:%02u:%02u.%03u", hours, minutes, seconds, ms);
+  // "%02u:%02u:%02u.%03u" into 20 bytes, formatted by hand: this runs twice per cue written.
+  char full[48];
+  char* p = AppendUnsigned(full, hours, 2);
+  *p++ = ':';
+  p = AppendUnsigned(p, minutes, 2);
+  *p++ = ':';
+  p = AppendUnsigned(p, seconds, 2);
+  *p++ = '.';
+  p = AppendUnsigned(p, ms, 3);
+  const int length = static_cast<int>(p - full);
+  const int kept = length < 19 ? length : 19;  // what a 20-byte buffer holds
+  memcpy(text, full, static_cast<size_t>(kept));
+  text[kept] = '\0';
+  return kept;
 }
 
 void WriteTimestamp(ChunkFile* chunk, double seconds) {
   char text[20];
   int length = FormatWebVTTTimestamp(seconds, text);
-  if (length > 19) length = 19;  // only a time of millions of hours gets near this
   ChunkFileWriteData(chunk, text, static_cast<size_t>(length));
 }
 

@@ -12,6 +12,6 @@ void WriteSegmentHeader(ChunkFile* chunk, uint64_t mpegts);
 void WriteTimestamp(ChunkFile* chunk, double seconds);
 void WriteCue(ChunkFile* chunk, const WebVTTCue* cue);
 
-// Formats a cue time as HH:MM:SS.mmm with every field truncated; returns the text's length.
-// `text` must hold 20 bytes.
+// Formats a cue time as HH:MM:SS.mmm with every field truncated; returns the text's length
+// (at most 19). `text` must hold 20 bytes.
 int FormatWebVTTTimestamp(double seconds, char* text);
