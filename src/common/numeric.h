@@ -13,4 +13,6 @@ inline int64_t TruncateToInt64(double d) {
 }
 
 // Truncation to 32 bits keeps the low bits of the 64-bit truncation.
-inline uint32_t TruncateToUint32(double d) { return static_cast<uint32_t>(TruncateToInt64(d)); }
+inline uint32_t TruncateToUint32(double d) {
+  return static_cast<uint32_t>(TruncateToInt64(d));
+}

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "common/numeric.h"
 #include "log/output.h"
 
 namespace {
@@ -168,7 +169,7 @@ void CIndexFileBase::WriteAllEntries(FILE* out) {
   }
   if (programDateTimeOrigin != 0 && !entries.empty()) {
     double t = static_cast<double>(programDateTimeOrigin) + entries.front()->startTime;
-    time_t whole = static_cast<time_t>(static_cast<int64_t>(t));
+    time_t whole = static_cast<time_t>(TruncateToInt64(t));
     struct tm utc;
     gmtime_r(&whole, &utc);
     double seconds = (t - static_cast<double>(whole)) + utc.tm_sec;
@@ -245,7 +246,7 @@ void CIndexFileBase::FileEntryWrite(FILE* out, const FileEntry* entry, uint8_t l
     fprintf(out, "%s:%1.5f,\t\n", "#EXTINF", entry->duration);
   } else {
     double d = std::nearbyint(entry->duration);  // the current rounding mode: half to even
-    uint32_t seconds = d > 0 ? static_cast<uint32_t>(d) : 1;
+    uint32_t seconds = d > 0 ? TruncateToUint32(d) : 1;
     fprintf(out, "%s:%u,\t\n", "#EXTINF", seconds);
   }
   if (entry->rangeStart != -1) {

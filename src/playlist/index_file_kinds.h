@@ -2,6 +2,7 @@
 // leave it.
 #pragma once
 
+#include "common/numeric.h"
 #include "playlist/index_file.h"
 
 // Sliding-window live playlist, rewritten through a temporary file after every segment.
@@ -72,7 +73,7 @@ class CIFrameIndexFile final : public CIndexFileBase {
                      bool discontinuity) override;
   void Pause() override;
   void Resume() override {}
-  void SetTargetDuration(double seconds) { targetDuration = static_cast<uint32_t>(seconds); }
+  void SetTargetDuration(double seconds) { targetDuration = TruncateToUint32(seconds); }
 
   CIndexFileBase* parent;
   bool isLive;

@@ -36,7 +36,7 @@ FileEntry* CLiveIndexFile::AddFile(const char* fileName, const char* filePath,
   // fetched the playlist just before the file left can still get it.
   double windowSeconds = 0;
   for (const auto& e : entries) windowSeconds += e->duration;
-  uint32_t linger = static_cast<uint32_t>(std::ceil(windowSeconds));
+  uint32_t linger = TruncateToUint32(std::ceil(windowSeconds));
   for (auto& e : entries) e->lingerSeconds = std::max(e->lingerSeconds, linger);
   if (entryCount < minEntriesToWrite) return added;
   if (!initialWritten) {

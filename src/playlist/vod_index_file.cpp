@@ -1,6 +1,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "common/numeric.h"
 #include "log/output.h"
 #include "playlist/index_file_kinds.h"
 
@@ -16,7 +17,7 @@ FileEntry* CVODIndexFile::AddFile(const char* fileName, const char* filePath,
                                   uint64_t mediaSequence, double duration, int64_t rangeStart,
                                   int64_t rangeEnd, bool discontinuity) {
   // Halves away from zero here, unlike the integer EXTINF form: both are intended.
-  uint32_t rounded = static_cast<uint32_t>(static_cast<int64_t>(std::round(duration)));
+  uint32_t rounded = TruncateToUint32(std::round(duration));
   if (rounded > targetDuration) targetDuration = rounded;
   return CIndexFileBase::AddFile(fileName, filePath, mediaSequence, duration, rangeStart, rangeEnd,
                                  discontinuity);

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <new>
 
+#include "common/numeric.h"
 #include "log/output.h"
 #include "playlist/index_file_kinds.h"
 
@@ -153,6 +154,11 @@ OSStatus ChunkFileOpenNextFile(ChunkFile* c) {
   c->plainBytesWritten = 0;
   c->writeError = kNoErr;
   OSStatus status = c->singleFile ? OpenSingleFile(c) : OpenNamedFile(c);
+  // Every write retries a failed open; say why once, not once per write.
+  if (status > 0 && status != c->openError) {
+    OutputMessage(0, "cannot create %s: %s", c->filePath, strerror(status));
+  }
+  c->openError = status;
   if (status != kNoErr) return status;
   if (c->bufferInMemory && !c->buffer) {
     c->buffer.reset(new (std::nothrow) uint8_t[kMemoryBufferSize]);
@@ -430,7 +436,7 @@ OSStatus ChunkFileReleaseSecs(ChunkFile* c, double lastSeconds, double totalSeco
     }
   }
   CryptKeyDestroyState(&c->keyState);
-  ChunkFileDisplayBitRate(c, static_cast<int64_t>(totalSeconds * 90000));
+  ChunkFileDisplayBitRate(c, TruncateToInt64(totalSeconds * 90000));
   DestroyChunkFile(c);
   return status;
 }

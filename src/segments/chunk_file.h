@@ -90,6 +90,7 @@ struct ChunkFile {
   uint64_t bytesSinceIVChange = 0;
   double maxBitRate = 0;
   OSStatus writeError = 0;  // first failed write of the current file, reported at finalize
+  OSStatus openError = 0;   // last failure to create a file, reported once until it changes
 };
 
 // Returns none when the playlist or the key could not be made.

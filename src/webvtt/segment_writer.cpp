@@ -1,11 +1,10 @@
 #include "webvtt/segment_writer.h"
 
-#include "common/numeric.h"
-
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
 
+#include "common/numeric.h"
 #include "webvtt/webvtt_parser.h"
 
 namespace {

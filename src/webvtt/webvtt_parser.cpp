@@ -77,9 +77,9 @@ OSStatus StoreCueText(WebVTTParser* parser, const char* data, size_t size, MxBlo
   if (size > parser->textCapacity - parser->textUsed) {
     const size_t capacity = std::max(size, kCueTextBlockSize);
     MxBlockBufferRef fresh;
-    OSStatus status = MxBlockBufferCreateWithMemoryBlock(nullptr, nullptr, capacity, nullptr, nullptr,
-                                                         0, capacity, kMxBlockBufferAssureMemoryNowFlag,
-                                                         &fresh);
+    OSStatus status =
+        MxBlockBufferCreateWithMemoryBlock(nullptr, nullptr, capacity, nullptr, nullptr, 0,
+                                           capacity, kMxBlockBufferAssureMemoryNowFlag, &fresh);
     if (status != kNoErr) return status;
     parser->textBytes = BufferBytes(fresh.get());
     parser->textBlock = std::move(fresh);
@@ -132,8 +132,7 @@ OSStatus ParseCueBlock(WebVTTParser* parser) {
   remaining -= 3;
   if (!IsBlank(*p)) return DropBlock(kWebVTTErrMalformedCue);
   SkipBlanks(&p, &remaining);
-  if (WebVTTParseTimestamp(parser, &p, &remaining, &finish, true, nullptr) != kNoErr)
-    return kNoErr;
+  if (WebVTTParseTimestamp(parser, &p, &remaining, &finish, true, nullptr) != kNoErr) return kNoErr;
   // The end is compared with the record's start before the start is stored, so this checks
   // end > 0 and accepts an end before the start: the established behaviour.
   if (!(finish > cue->start)) return QorSignalErrorAt(kWebVTTErrBadCueTime);

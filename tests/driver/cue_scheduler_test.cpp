@@ -12,7 +12,8 @@ const std::string kHeader = "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:900000,LOCAL:00:00:0
 struct SegmentRun {
   ScratchDir dir;
   RunResult result;
-  SegmentRun(const std::string& source, std::vector<std::string> options, const char* name = "in.vtt") {
+  SegmentRun(const std::string& source, std::vector<std::string> options,
+             const char* name = "in.vtt") {
     WriteFile(dir / name, source);
     std::vector<std::string> args{"hlsvtt", "-q", "-f", dir / "out"};
     args.insert(args.end(), options.begin(), options.end());
@@ -33,7 +34,8 @@ std::string Playlist(int target, const std::vector<std::string>& extinf) {
 }
 
 TEST(CueScheduling, EmptyStretchesFoldIntoTheNextSegment) {
-  SegmentRun run("WEBVTT\n\n00:01.000 --> 00:03.000\nA\n\n00:25.000 --> 00:27.000\nB\n\n", {"-t", "10"});
+  SegmentRun run("WEBVTT\n\n00:01.000 --> 00:03.000\nA\n\n00:25.000 --> 00:27.000\nB\n\n",
+                 {"-t", "10"});
   EXPECT_EQ(run.result.status, 0);
   EXPECT_EQ(run.Files(), (std::vector<std::string>{"fileSequence0.webvtt", "fileSequence1.webvtt",
                                                    "prog_index.m3u8"}));
@@ -43,23 +45,27 @@ TEST(CueScheduling, EmptyStretchesFoldIntoTheNextSegment) {
 }
 
 TEST(CueScheduling, SpanningCuesRepeatWholeAndBoundaryCuesStartTheNextSegment) {
-  SegmentRun run("WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:08.000 --> 00:32.000\nlong\n\n"
-                 "00:10.000 --> 00:10.500\nat ten\n\n00:35.000 --> 00:36.000\nD\n\n",
-                 {"-t", "10", "-D", "45"});
+  SegmentRun run(
+      "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:08.000 --> 00:32.000\nlong\n\n"
+      "00:10.000 --> 00:10.500\nat ten\n\n00:35.000 --> 00:36.000\nD\n\n",
+      {"-t", "10", "-D", "45"});
   EXPECT_EQ(run.result.status, 0);
   const std::string longCue = "00:00:08.000 --> 00:00:32.000\nlong\n\n";
-  EXPECT_EQ(run.Out("fileSequence0.webvtt"), kHeader + "00:00:01.000 --> 00:00:02.000\nA\n\n" + longCue);
+  EXPECT_EQ(run.Out("fileSequence0.webvtt"),
+            kHeader + "00:00:01.000 --> 00:00:02.000\nA\n\n" + longCue);
   EXPECT_EQ(run.Out("fileSequence1.webvtt"),
             kHeader + longCue + "00:00:10.000 --> 00:00:10.500\nat ten\n\n");
   EXPECT_EQ(run.Out("fileSequence2.webvtt"), kHeader + longCue);
-  EXPECT_EQ(run.Out("fileSequence3.webvtt"), kHeader + longCue + "00:00:35.000 --> 00:00:36.000\nD\n\n");
+  EXPECT_EQ(run.Out("fileSequence3.webvtt"),
+            kHeader + longCue + "00:00:35.000 --> 00:00:36.000\nD\n\n");
   // -D longer than the last cue lengthens the last segment to end there.
   EXPECT_EQ(run.Out("prog_index.m3u8"),
             Playlist(15, {"10.00000", "10.00000", "10.00000", "15.00000"}));
 }
 
 TEST(CueScheduling, ACueStillRunningAtTheEndLengthensTheLastSegment) {
-  SegmentRun run("WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:08.000 --> 00:32.000\nlong\n\n", {"-t", "10"});
+  SegmentRun run("WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:08.000 --> 00:32.000\nlong\n\n",
+                 {"-t", "10"});
   EXPECT_EQ(run.result.status, 0);
   EXPECT_EQ(run.Files().size(), 2u);  // one segment and the playlist
   EXPECT_EQ(run.Out("prog_index.m3u8"), Playlist(32, {"32.00000"}));
@@ -89,8 +95,8 @@ TEST(CueScheduling, DurationAndTimestampMapOptions) {
 }
 
 TEST(CueScheduling, SrtSourceWithCustomNames) {
-  SegmentRun run("1\r\n00:00:01,500 --> 00:00:02,000\r\nHi\r\n\r\n", {"-B", "sub", "-i", "subs.m3u8"},
-          "movie.SRT");
+  SegmentRun run("1\r\n00:00:01,500 --> 00:00:02,000\r\nHi\r\n\r\n",
+                 {"-B", "sub", "-i", "subs.m3u8"}, "movie.SRT");
   EXPECT_EQ(run.result.status, 0);
   EXPECT_EQ(run.Out("sub0.webvtt"), kHeader + "1\n00:00:01.500 --> 00:00:02.000\nHi\n\n");
   EXPECT_TRUE(FileExists(run.dir / "out/subs.m3u8"));
@@ -109,9 +115,9 @@ TEST(BadInput, FailuresAndTheirStatuses) {
     std::string source;
     int status;
   } cases[] = {
-      {dir / "dir.vtt", 47},      // the read fails
-      {dir / "plaindir", 18},     // not a subtitle file: movie sources are not built
-      {dir / "missing.vtt", 2},   // cannot be opened
+      {dir / "dir.vtt", 47},     // the read fails
+      {dir / "plaindir", 18},    // not a subtitle file: movie sources are not built
+      {dir / "missing.vtt", 2},  // cannot be opened
   };
   for (const Case& c : cases) {
     RunResult r = RunTool({"hlsvtt", "--no-output-timestamps", "-f", dir / "out", c.source});
@@ -123,9 +129,10 @@ TEST(BadInput, FailuresAndTheirStatuses) {
   EXPECT_EQ(zero.result.status, 47);
   EXPECT_TRUE(zero.Files().empty());
   // Malformed cues are dropped, the rest segmented.
-  SegmentRun mixed("WEBVTT\n\nbroken\n\n00:01.000 --> 00:02.000\nA\n\n00:xx --> 00:03.000\nB\n\n"
-            "00:04.000 --> 00:05.000\nC\n\n",
-            {});
+  SegmentRun mixed(
+      "WEBVTT\n\nbroken\n\n00:01.000 --> 00:02.000\nA\n\n00:xx --> 00:03.000\nB\n\n"
+      "00:04.000 --> 00:05.000\nC\n\n",
+      {});
   EXPECT_EQ(mixed.result.status, 0);
   EXPECT_EQ(mixed.Out("fileSequence0.webvtt"),
             kHeader + "00:00:01.000 --> 00:00:02.000\nA\n\n00:00:04.000 --> 00:00:05.000\nC\n\n");
@@ -133,9 +140,10 @@ TEST(BadInput, FailuresAndTheirStatuses) {
 
 TEST(BadInput, AbsurdTimesFinishQuickly) {
   // A cue 10^20 hours away: the empty stretch before it is one segment, found without stepping.
-  SegmentRun run("WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n"
-                 "100000000000000000000:00:00.000 --> 100000000000000000000:00:01.000\nB\n\n",
-                 {"-t", "10"});
+  SegmentRun run(
+      "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n"
+      "100000000000000000000:00:00.000 --> 100000000000000000000:00:01.000\nB\n\n",
+      {"-t", "10"});
   EXPECT_EQ(run.result.status, 0);
   EXPECT_EQ(run.Files().size(), 3u);
 }
@@ -144,11 +152,13 @@ TEST(BadInput, ExistingSegmentsAreNeverOverwritten) {
   ScratchDir dir;
   RunShell("mkdir " + (dir / "out"));
   WriteFile(dir / "out/fileSequence0.webvtt", "keep me");
-  WriteFile(dir / "in.vtt", "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:11.000 --> 00:12.000\nB\n\n");
+  WriteFile(dir / "in.vtt",
+            "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:11.000 --> 00:12.000\nB\n\n");
   RunResult r = RunTool({"hlsvtt", "-q", "-t", "10", "-f", dir / "out", dir / "in.vtt"});
   EXPECT_EQ(r.status, 0);
   EXPECT_EQ(ReadFile(dir / "out/fileSequence0.webvtt"), "keep me");
-  EXPECT_EQ(ReadFile(dir / "out/fileSequence1.webvtt"), kHeader + "00:00:01.000 --> 00:00:02.000\nA\n\n");
+  EXPECT_EQ(ReadFile(dir / "out/fileSequence1.webvtt"),
+            kHeader + "00:00:01.000 --> 00:00:02.000\nA\n\n");
   EXPECT_NE(ReadFile(dir / "out/prog_index.m3u8").find("fileSequence2.webvtt"), std::string::npos);
 }
 
@@ -157,8 +167,8 @@ TEST(BadInput, FullDiskGivesAMessageAndAStatus) {
   RunShell("mkdir " + (dir / "out"));
   std::string source = "WEBVTT\n\n";
   for (int i = 0; i < 200; i++) {
-    source += "00:" + std::string(i < 10 ? "0" : "") + std::to_string(i % 60) + ".000 --> 00:" +
-              std::string(i < 10 ? "0" : "") + std::to_string(i % 60) + ".500\n" +
+    source += "00:" + std::string(i < 10 ? "0" : "") + std::to_string(i % 60) +
+              ".000 --> 00:" + std::string(i < 10 ? "0" : "") + std::to_string(i % 60) + ".500\n" +
               std::string(100, 'x') + "\n\n";
     if (i == 59) break;
   }

@@ -20,7 +20,8 @@ std::vector<std::string> CorpusSources() {
   if (!fs::exists(HLSVTT_CORPUS_DIR)) return files;
   for (const auto& e : fs::recursive_directory_iterator(HLSVTT_CORPUS_DIR)) {
     std::string ext = e.path().extension().string();
-    if (e.is_regular_file() && (strcasecmp(ext.c_str(), ".vtt") == 0 || strcasecmp(ext.c_str(), ".srt") == 0))
+    if (e.is_regular_file() &&
+        (strcasecmp(ext.c_str(), ".vtt") == 0 || strcasecmp(ext.c_str(), ".srt") == 0))
       files.push_back(e.path().string());
   }
   std::sort(files.begin(), files.end());
@@ -39,8 +40,8 @@ OSStatus ExpectedCues(const std::string& path, std::vector<std::string>* cues) {
   EXPECT_EQ(MxByteStreamCreateForFileURL(nullptr, MxURL{path}, 0, &stream), kNoErr);
   uint8_t head[16];
   size_t n = 0;
-  bool signature = MxByteStreamReadBytes(stream.get(), 16, 0, head, &n) == kNoErr &&
-                   WebVTTHasSignature(head, n);
+  bool signature =
+      MxByteStreamReadBytes(stream.get(), 16, 0, head, &n) == kNoErr && WebVTTHasSignature(head, n);
   WebVTTParser* parser = nullptr;
   WebVTTParserCreate(&parser, signature ? 0 : 1);
   OSStatus status = WebVTTParserReadByteStream(parser, stream.get());

@@ -7,6 +7,7 @@
 
 #include <sstream>
 
+#include "chunk_settings.h"
 #include "crypto_support.h"
 #include "log_capture.h"
 #include "segments/chunk_file.h"
@@ -86,16 +87,7 @@ TEST(EncryptedStream, FfmpegAndOpenSSLDecryptEverySegment) {
     WriteFile(keyPath, key);
     WriteFile(device, counting);
     if (c.shortIV) gCryptKeyRandomDevice = device.c_str();
-    ChunkFileSettings s{};
-    s.version = 3;
-    s.targetDuration = 10;
-    s.notLive = 1;
-    s.kindSelector = -1;
-    s.directory = dir.path().c_str();
-    s.indexFileName = "prog_index.m3u8";
-    s.ivRotateMegabytes = 50;
-    s.decimalDurations = 1;
-    s.aes128 = 1;
+    ChunkFileSettings s = TestVodSettings(dir.path().c_str());
     s.keyLocation = c.staticKey ? keyPath.c_str() : dir.path().c_str();
     s.keyData = c.staticKey ? reinterpret_cast<const uint8_t*>(key.data()) : nullptr;
     s.keyDataLength = c.staticKey ? 16 : 0;

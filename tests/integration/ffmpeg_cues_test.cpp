@@ -8,10 +8,11 @@
 
 namespace {
 
-std::string FfmpegCues(const std::string& dir, const std::string& input, const std::string& options) {
+std::string FfmpegCues(const std::string& dir, const std::string& input,
+                       const std::string& options) {
   std::string out;
-  int status = RunShell("cd '" + dir + "' && ffmpeg -nostdin -v error " + options + " -i '" + input +
-                            "' -f webvtt - 2>&1",
+  int status = RunShell("cd '" + dir + "' && ffmpeg -nostdin -v error " + options + " -i '" +
+                            input + "' -f webvtt - 2>&1",
                         &out);
   EXPECT_EQ(status, 0) << out;
   return out;
@@ -73,7 +74,9 @@ TEST(Ffmpeg, ExtractsTheSourceCuesFromEveryKindOfPlaylist) {
     GTEST_SKIP() << "ffmpeg or python3 missing";
   ScratchDir dir;
   const std::string source = dir / "source.vtt";
-  ASSERT_EQ(RunShell("python3 '" HLSVTT_SOURCE_DIR "/../shared/tools/gen_vtt.py' 300 '" + source + "'"), 0);
+  ASSERT_EQ(
+      RunShell("python3 '" HLSVTT_SOURCE_DIR "/../shared/tools/gen_vtt.py' 300 '" + source + "'"),
+      0);
   const std::string expected = FfmpegCues(dir.path(), source, "");
   ASSERT_NE(expected.find(" --> "), std::string::npos);
   WriteFile(dir / "key.bin", "0123456789ABCDEF");
@@ -105,8 +108,8 @@ TEST(Ffmpeg, ExtractsTheSourceCuesFromEveryKindOfPlaylist) {
       ASSERT_EQ(r.status, 0) << r.out << r.err;
       std::string playlist = ReadFile(out / "prog_index.m3u8");
       if (HasShortIV(playlist)) continue;
-      ExpectSameCues(expected,
-                     FfmpegCues(out.path(), "prog_index.m3u8", "-allowed_extensions ALL -extension_picky 0"));
+      ExpectSameCues(expected, FfmpegCues(out.path(), "prog_index.m3u8",
+                                          "-allowed_extensions ALL -extension_picky 0"));
       break;
     }
   }

@@ -7,27 +7,12 @@
 #include <set>
 #include <sstream>
 
+#include "chunk_settings.h"
 #include "crypto_support.h"
 #include "log_capture.h"
 #include "test_support.h"
 
 namespace {
-
-ChunkFileSettings VodSettings(const char* directory) {
-  ChunkFileSettings s{};
-  s.version = 3;
-  s.targetDuration = 10;
-  s.notLive = 1;
-  s.kindSelector = -1;
-  s.directory = directory;
-  s.indexFileName = "prog_index.m3u8";
-  s.liveWindowSize = 1;
-  s.minEntriesToWrite = 1;
-  s.ivRotateMegabytes = 50;
-  s.decimalDurations = 1;
-  s.aes128 = 1;
-  return s;
-}
 
 // Writes one segment per entry of `segments` and releases the stream.
 OSStatus WriteSegments(ChunkFile* chunk, const std::vector<std::string>& segments) {
@@ -46,7 +31,7 @@ TEST(ChunkFile, NamingSkipsExistingFilesAndEmptySegmentsLeaveNothing) {
   ScratchDir dir;
   LogCapture log;
   WriteFile(dir / "fileSequence0.webvtt", "precious");
-  ChunkFile* chunk = ChunkFileCreate(VodSettings(dir.path().c_str()));
+  ChunkFile* chunk = ChunkFileCreate(TestVodSettings(dir.path().c_str()));
   ASSERT_NE(chunk, nullptr);
   ChunkFileSetFileExtension(chunk, nullptr);
   EXPECT_TRUE(log.Contains("trying to set a null extension\n"));
@@ -74,9 +59,12 @@ TEST(ChunkFile, UnwritableOutputDirectoryGivesTheSystemError) {
   ScratchDir dir;
   WriteFile(dir / "file", "in the way");
   const std::string blocked = dir / "file";
-  ChunkFile* chunk = ChunkFileCreate(VodSettings(blocked.c_str()));
+  LogCapture log;
+  ChunkFile* chunk = ChunkFileCreate(TestVodSettings(blocked.c_str()));
   ASSERT_NE(chunk, nullptr);
   EXPECT_EQ(ChunkFileWriteData(chunk, "x", 1), ENOTDIR);
+  EXPECT_EQ(ChunkFileWriteData(chunk, "y", 1), ENOTDIR);
+  EXPECT_EQ(log.Text(), "cannot create " + blocked + "/fileSequence0.ts: Not a directory\n");
   EXPECT_EQ(ChunkFileReleaseSecs(chunk, 0, 0), kNoErr);
   EXPECT_EQ(ReadFile(dir / "file"), "in the way");
 }
@@ -97,7 +85,7 @@ TEST(ChunkFile, EncryptedSegmentSizesAndRoundTrip) {
   ScratchDir dir;
   const uint8_t key[16] = {0x10, 0x21, 0x32, 0x43, 0x54, 0x65, 0x76, 0x87,
                            0x98, 0xa9, 0xba, 0xcb, 0xdc, 0xed, 0xfe, 0x0f};
-  ChunkFileSettings s = VodSettings(dir.path().c_str());
+  ChunkFileSettings s = TestVodSettings(dir.path().c_str());
   s.keyData = key;
   s.keyDataLength = 16;
   s.keyLocation = "keys/static.key";
@@ -129,7 +117,7 @@ TEST(ChunkFile, RandomIVRotatesByOutputBytes) {
   };
   for (const Case& c : cases) {
     ScratchDir dir;
-    ChunkFileSettings s = VodSettings(dir.path().c_str());
+    ChunkFileSettings s = TestVodSettings(dir.path().c_str());
     s.keyLocation = dir.path().c_str();
     s.ivRotateMegabytes = c.megabytes;
     ChunkFile* chunk = ChunkFileCreate(s);
@@ -138,7 +126,8 @@ TEST(ChunkFile, RandomIVRotatesByOutputBytes) {
                             std::vector<std::string>(c.segments, std::string(c.segmentBytes, 'x'))),
               kNoErr);
     std::set<std::string> ivs;
-    for (const auto& seg : ReadKeyedPlaylist(ReadFile(dir / "prog_index.m3u8"))) ivs.insert(seg.ivHex);
+    for (const auto& seg : ReadKeyedPlaylist(ReadFile(dir / "prog_index.m3u8")))
+      ivs.insert(seg.ivHex);
     EXPECT_EQ(static_cast<int>(ivs.size()), c.expectedIVs) << c.megabytes;
   }
 }
@@ -146,7 +135,7 @@ TEST(ChunkFile, RandomIVRotatesByOutputBytes) {
 TEST(ChunkFile, SampleAesNeedsAUrlAndNoRotation) {
   ScratchDir dir;
   LogCapture log;
-  ChunkFileSettings s = VodSettings(dir.path().c_str());
+  ChunkFileSettings s = TestVodSettings(dir.path().c_str());
   s.aes128 = 0;
   EXPECT_EQ(ChunkFileCreate(s), nullptr);
   EXPECT_TRUE(

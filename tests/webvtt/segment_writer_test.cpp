@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "chunk_settings.h"
 #include "common/numeric.h"
 #include "test_support.h"
 #include "webvtt/webvtt_parser.h"
@@ -58,14 +59,7 @@ struct TestCue {
 
 TEST(SegmentWriter, HeaderAndCueLayout) {
   ScratchDir dir;
-  ChunkFileSettings s{};
-  s.version = 3;
-  s.notLive = 1;
-  s.kindSelector = -1;
-  s.directory = dir.path().c_str();
-  s.indexFileName = "p.m3u8";
-  s.aes128 = 1;
-  ChunkFile* chunk = ChunkFileCreate(s);
+  ChunkFile* chunk = ChunkFileCreate(TestVodSettings(dir.path().c_str()));
   ASSERT_NE(chunk, nullptr);
   ChunkFileSetFileExtension(chunk, ".webvtt");
   TestCue full("intro\n00:01.000 --> 00:04.000 align:start\nHello\n\n", 1, 4, 5, 30, 11, 42, 5);

@@ -59,29 +59,63 @@ TEST(WebVTTParser, SourcesAndTheirCues) {
       {"srt", "1\n00:00:01,000 --> 00:00:02,500\nHello\n\n", 1, 0, {{"1", "", "Hello", 1, 2.5}}},
       {"srt with dots", "1\n00:00:01.000 --> 00:00:02.500\nHello\n\n", 1, 0, {}},
       {"header ignored, settings kept",
-       "WEBVTT - title\nKind: x\n-->\n\nid\n00:01.000 --> 00:02.000 align:start \nA\n  B\n\n", 0, 0,
+       "WEBVTT - title\nKind: x\n-->\n\nid\n00:01.000 --> 00:02.000 align:start \nA\n  B\n\n",
+       0,
+       0,
        {{"id", "align:start ", "A\n  B", 1, 2}}},
       {"bom", bom + "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n", 0, 0, {{"", "", "A", 1, 2}}},
-      {"note and style dropped", "WEBVTT\n\nNOTE hi\n\nSTYLE\n::cue {}\n\n00:01.000 --> 00:02.000\nA\n\n", 0, 0,
+      {"note and style dropped",
+       "WEBVTT\n\nNOTE hi\n\nSTYLE\n::cue {}\n\n00:01.000 --> 00:02.000\nA\n\n",
+       0,
+       0,
        {{"", "", "A", 1, 2}}},
-      {"no blanks around arrow", "WEBVTT\n\n00:01.000-->00:02.000\nA\n\n00:03.000 --> 00:04.000\nB\n\n", 0,
-       0, {{"", "", "B", 3, 4}}},
-      {"end before start accepted", "WEBVTT\n\n00:05.000 --> 00:02.000\nA\n\n", 0, 0, {{"", "", "A", 5, 2}}},
-      {"zero end stops the read",
-       "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:00.000 --> 00:00.000\nB\n\n00:03.000 --> 00:04.000\nC\n\n",
-       0, kWebVTTErrBadCueTime, {{"", "", "A", 1, 2}}},
-      {"out of order dropped, equal kept",
-       "WEBVTT\n\n00:05.000 --> 00:06.000\nA\n\n00:04.000 --> 00:07.000\nB\n\n00:05.000 --> 00:08.000\nC\n\n",
-       0, 0, {{"", "", "A", 5, 6}, {"", "", "C", 5, 8}}},
-      {"empty payload dropped", "WEBVTT\n\n00:01.000 --> 00:02.000\n\n\n00:03.000 --> 00:04.000\nB\n\n", 0, 0,
+      {"no blanks around arrow",
+       "WEBVTT\n\n00:01.000-->00:02.000\nA\n\n00:03.000 --> 00:04.000\nB\n\n",
+       0,
+       0,
        {{"", "", "B", 3, 4}}},
-      {"crlf", "WEBVTT\r\n\r\nx\r\n00:01.000 --> 00:02.000 a:b\r\nA\r\nB\r\n\r\n", 0, 0,
+      {"end before start accepted",
+       "WEBVTT\n\n00:05.000 --> 00:02.000\nA\n\n",
+       0,
+       0,
+       {{"", "", "A", 5, 2}}},
+      {"zero end stops the read",
+       "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:00.000 --> 00:00.000\nB\n\n00:03.000 --> "
+       "00:04.000\nC\n\n",
+       0,
+       kWebVTTErrBadCueTime,
+       {{"", "", "A", 1, 2}}},
+      {"out of order dropped, equal kept",
+       "WEBVTT\n\n00:05.000 --> 00:06.000\nA\n\n00:04.000 --> 00:07.000\nB\n\n00:05.000 --> "
+       "00:08.000\nC\n\n",
+       0,
+       0,
+       {{"", "", "A", 5, 6}, {"", "", "C", 5, 8}}},
+      {"empty payload dropped",
+       "WEBVTT\n\n00:01.000 --> 00:02.000\n\n\n00:03.000 --> 00:04.000\nB\n\n",
+       0,
+       0,
+       {{"", "", "B", 3, 4}}},
+      {"crlf",
+       "WEBVTT\r\n\r\nx\r\n00:01.000 --> 00:02.000 a:b\r\nA\r\nB\r\n\r\n",
+       0,
+       0,
        {{"x", "a:b", "A\r\nB", 1, 2}}},
-      {"last cue unterminated is queued", "WEBVTT\n\n00:01.000 --> 00:02.000\nA", 0, 0, {{"", "", "A", 1, 2}}},
-      {"last cue with final newline but no blank line is not", "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n", 0,
-       0, {}},
+      {"last cue unterminated is queued",
+       "WEBVTT\n\n00:01.000 --> 00:02.000\nA",
+       0,
+       0,
+       {{"", "", "A", 1, 2}}},
+      {"last cue with final newline but no blank line is not",
+       "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n",
+       0,
+       0,
+       {}},
       {"hours without limit, minutes unchecked",
-       "WEBVTT\n\n00:75.000 --> 123:00:00.001\nA\n\n", 0, 0, {{"", "", "A", 75, 442800.001}}},
+       "WEBVTT\n\n00:75.000 --> 123:00:00.001\nA\n\n",
+       0,
+       0,
+       {{"", "", "A", 75, 442800.001}}},
       {"fraction optional", "WEBVTT\n\n00:01 --> 00:00:02\nA\n\n", 0, 0, {{"", "", "A", 1, 2}}},
       {"bad fraction", "WEBVTT\n\n00:01.0x0 --> 00:02.000\nA\n\n", 0, 0, {}},
       {"three-digit minutes need hours", "WEBVTT\n\n100:01.000 --> 100:02.000\nA\n\n", 0, 0, {}},
@@ -99,7 +133,8 @@ TEST(WebVTTParser, SourcesAndTheirCues) {
 TEST(WebVTTParser, LineBreaksAcrossBlockBoundaries) {
   // Whatever the position of the 1024-byte boundary, CR LF and LF sources give the same cues.
   for (size_t pad = 990; pad < 1030; pad++) {
-    std::string lf = "WEBVTT\n\n" + std::string(pad, 'n') + "\n00:01.000 --> 00:02.000\nA\nB\n\n"
+    std::string lf = "WEBVTT\n\n" + std::string(pad, 'n') +
+                     "\n00:01.000 --> 00:02.000\nA\nB\n\n"
                      "00:03.000 --> 00:04.000\nC\n\n";
     std::string crlf;
     for (char ch : lf) crlf += ch == '\n' ? std::string("\r\n") : std::string(1, ch);
@@ -119,9 +154,14 @@ TEST(WebVTTParser, Signature) {
   struct Case {
     std::string bytes;
     bool expected;
-  } cases[] = {{"WEBVTT\n", true},  {"WEBVTT", false},     {"WEBVTTX\n", false},
-               {"WEBVTT\t", true},  {"\xEF\xBB\xBFWEBVTT ", true}, {"\xEF\xBB\xBFWEBVT", false},
-               {"webvtt\n", false}, {"WE", false}};
+  } cases[] = {{"WEBVTT\n", true},
+               {"WEBVTT", false},
+               {"WEBVTTX\n", false},
+               {"WEBVTT\t", true},
+               {"\xEF\xBB\xBFWEBVTT ", true},
+               {"\xEF\xBB\xBFWEBVT", false},
+               {"webvtt\n", false},
+               {"WE", false}};
   for (const Case& c : cases) {
     EXPECT_EQ(WebVTTHasSignature(reinterpret_cast<const uint8_t*>(c.bytes.data()), c.bytes.size()),
               c.expected)
@@ -134,8 +174,8 @@ TEST(WebVTTParser, TimestampForms) {
     std::string text;
     OSStatus status;
     double seconds;
-  } cases[] = {{"00:01.500 ", 0, 1.5},      {":01:02 ", 0, 62},        {"00:75.000 ", 0, 75},
-               {"1:02:03.004 ", 0, 3723.004}, {"0:01.000 ", -16011, 0}, {"00:01", 0, 1},
+  } cases[] = {{"00:01.500 ", 0, 1.5},        {":01:02 ", 0, 62},        {"00:75.000 ", 0, 75},
+               {"1:02:03.004 ", 0, 3723.004}, {"0:01.000 ", -16011, 0},  {"00:01", 0, 1},
                {"00:0", -16011, 0},           {"00:01.000x", -16010, 0}, {"0000000000", -16011, 0}};
   WebVTTParser parser;
   for (const Case& c : cases) {

@@ -35,7 +35,8 @@ class QorMemoryByteStream final : public MxByteStream {
 }  // namespace
 
 OSStatus MxByteStreamCreateForMemory(const uint8_t* bytes, size_t length, MxByteStreamRef* out) {
-  auto* stream = new (std::nothrow) QorMemoryByteStream(std::vector<uint8_t>(bytes, bytes + length));
+  auto* stream =
+      new (std::nothrow) QorMemoryByteStream(std::vector<uint8_t>(bytes, bytes + length));
   if (stream == nullptr) return QorSignalErrorAt(kMxErrAllocationFailed);
   *out = MxByteStreamRef::Adopt(stream);
   return kNoErr;

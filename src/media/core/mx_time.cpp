@@ -1,12 +1,12 @@
 #include "media/core/mx_time.h"
 
-#include "common/numeric.h"
-
 #include <cinttypes>
 #include <cmath>
 #include <cstdio>
 #include <limits>
 #include <numeric>
+
+#include "common/numeric.h"
 
 namespace {
 
