@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "chunk_settings.h"
-#include "common/numeric.h"
 #include "test_support.h"
 #include "webvtt/webvtt_parser.h"
 
@@ -23,18 +22,16 @@ TEST(SegmentWriter, TimestampsTruncateEveryField) {
     EXPECT_STREQ(text, c.text) << c.seconds;
     EXPECT_EQ(n, static_cast<int>(strlen(c.text)));
   }
-  // Huge and wrapped fields: the same text as the printf form in a 20-byte buffer.
-  for (double t : {1e10, 4294967295.0 * 3600, 1e300, 8e65, 123456789.987654}) {
-    char text[20], reference[20];
-    FormatWebVTTTimestamp(t, text);
-    const int64_t totalMs = TruncateToInt64(t * 1000.0);
-    const uint32_t h = TruncateToUint32(t / 3600.0);
-    const double rest = t - static_cast<double>(h * 3600u);
-    const uint32_t m = TruncateToUint32(rest / 60.0);
-    const uint32_t s = TruncateToUint32(rest - m * 60);
-    snprintf(reference, sizeof reference, "%02u:%02u:%02u.%03u", h, m, s,
-             static_cast<uint32_t>(totalMs) - h * 3600000u - m * 60000u - s * 1000u);
-    EXPECT_STREQ(text, reference) << t;
+  // Huge times: hours * 3600 wraps in 32 bits and the text is cut at the 20-byte buffer;
+  // out-of-range conversions truncate as the hardware does, so nothing is undefined.
+  const Case huge[] = {{1e10, "2777777:143165623:1"},
+                       {4294967295.0 * 3600, "4294967295:42233845"},
+                       {8e65, "00:00:00.000"},
+                       {123456789.987654, "34293:33:09.987"}};
+  for (const Case& c : huge) {
+    char text[20];
+    EXPECT_EQ(FormatWebVTTTimestamp(c.seconds, text), static_cast<int>(strlen(c.text)));
+    EXPECT_STREQ(text, c.text) << c.seconds;
   }
 }
 

