@@ -435,6 +435,8 @@ OSStatus ChunkFileReleaseSecs(ChunkFile* c, double lastSeconds, double totalSeco
           ->SetTargetDuration(c->indexFile->GetTargetDuration());
     }
   }
+  // A stream whose last segment could not even be created has failed too.
+  if (status == kNoErr) status = c->openError;
   CryptKeyDestroyState(&c->keyState);
   ChunkFileDisplayBitRate(c, TruncateToInt64(totalSeconds * 90000));
   DestroyChunkFile(c);

@@ -98,7 +98,8 @@ ChunkFile* ChunkFileCreate(const ChunkFileSettings& settings);
 void ChunkFileSetFileExtension(ChunkFile* chunk, const char* extension);
 OSStatus ChunkFileWriteData(ChunkFile* chunk, const void* data, size_t length);
 OSStatus ChunkFileMoveToNextFileSecs(ChunkFile* chunk, double seconds);
-// Returns the status of closing the last segment, so that a failure there is not lost.
+// Returns the status of closing (or failing to create) the last segment, so that a failure
+// there is not lost.
 OSStatus ChunkFileReleaseSecs(ChunkFile* chunk, double lastSeconds, double totalSeconds);
 // Ends a stream that failed: closes the open file and frees everything without writing a
 // playlist, so that no finished-looking playlist lists a broken stream.
