@@ -397,17 +397,22 @@ OSStatus ChunkFileWriteData(ChunkFile* c, const void* data, size_t length) {
       OutputMessage(0, "Cryptor not initialized!  Refusing to write segment!");
       return kErrNoCryptor;
     }
-    std::unique_ptr<uint8_t[]> encrypted(new (std::nothrow) uint8_t[length + 16]);
-    if (!encrypted) {
-      OutputMessage(0, "Could not allocate %d bytes for encypt buffer.  Refusing to write segment!",
-                    static_cast<int>(length + 16));
-      return kErrCreateFailed;
+    // One buffer, grown as needed, serves every write: writes come a few per cue.
+    if (c->cipherScratch.size() < length + 16) {
+      try {
+        c->cipherScratch.resize(length + 16);
+      } catch (const std::bad_alloc&) {
+        OutputMessage(0,
+                      "Could not allocate %d bytes for encypt buffer.  Refusing to write segment!",
+                      static_cast<int>(length + 16));
+        return kErrCreateFailed;
+      }
     }
     size_t produced = 0;
-    OSStatus status =
-        c->cryptor->Update(static_cast<const uint8_t*>(data), length, encrypted.get(), &produced);
+    OSStatus status = c->cryptor->Update(static_cast<const uint8_t*>(data), length,
+                                         c->cipherScratch.data(), &produced);
     if (status == kNoErr) {
-      WriteBytes(c, encrypted.get(), produced);
+      WriteBytes(c, c->cipherScratch.data(), produced);
     } else {
       OutputMessage(0, "Encryption error: %d.  Refusing to write segment!", status);
     }

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "common/status.h"
 #include "playlist/index_file.h"
@@ -72,6 +73,7 @@ struct ChunkFile {
   CryptKeyState keyState;
   std::unique_ptr<CryptKey, decltype(&CryptKeyDestroy)> key{nullptr, &CryptKeyDestroy};
   std::unique_ptr<Aes128CbcEncryptor> cryptor;
+  std::vector<uint8_t> cipherScratch;  // output of the encryptor, reused by every write
   const char* directory = nullptr;
   const char* baseName = nullptr;
   std::unique_ptr<std::string> extension;

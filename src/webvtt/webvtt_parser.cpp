@@ -11,7 +11,7 @@ namespace {
 constexpr size_t kBlockSize = 1024;
 constexpr OSStatus kFeedLineAgain = 5;  // the line handler asks for the same line once more
 constexpr uint32_t kStateSignature = 0, kStateHeader = 1, kStateCues = 3;
-// Slots per buffer for the line buffers; nested buffers grow from there.
+// Slots of a partial line's buffer; nested buffers grow from there.
 constexpr uint32_t kLineBufferCapacity = 16;
 
 bool IsDigit(char c) {
@@ -54,11 +54,14 @@ char* BufferBytes(MxBlockBuffer* buffer) {
   return bytes;
 }
 
-// A new buffer holding a copy of `length` bytes.
+// A new buffer holding a copy of `length` bytes, with slots for the pieces a long line may
+// still gain from later blocks.
 OSStatus CopyIntoNewBuffer(const char* bytes, size_t length, MxBlockBufferRef* out) {
-  OSStatus status =
-      MxBlockBufferCreateWithMemoryBlock(nullptr, nullptr, length, nullptr, nullptr, 0, length,
-                                         kMxBlockBufferAssureMemoryNowFlag, out);
+  OSStatus status = MxBlockBufferCreateEmpty(nullptr, kLineBufferCapacity, 0, out);
+  if (status == kNoErr) {
+    status = MxBlockBufferAppendMemoryBlock(out->get(), nullptr, length, nullptr, nullptr, 0,
+                                            length, kMxBlockBufferAssureMemoryNowFlag);
+  }
   if (status == kNoErr) status = MxBlockBufferReplaceDataBytes(bytes, out->get(), 0, length);
   if (status != kNoErr) *out = nullptr;
   return status;
@@ -273,15 +276,8 @@ OSStatus ProcessBlock(WebVTTParser* parser, MxBlockBuffer* block) {
     p += lineLength;
   }
   if (p < end) {
-    MxBlockBufferRef rest;
-    OSStatus status = CopyIntoNewBuffer(p, static_cast<size_t>(end - p), &rest);
+    OSStatus status = CopyIntoNewBuffer(p, static_cast<size_t>(end - p), &parser->partialLine);
     if (status != kNoErr) return status;
-    MxBlockBufferRef partial;
-    status = MxBlockBufferCreateEmpty(nullptr, kLineBufferCapacity, 0, &partial);
-    if (status == kNoErr)
-      status = MxBlockBufferAppendBufferReference(partial.get(), rest.get(), 0, 0, 0);
-    if (status != kNoErr) return status;
-    parser->partialLine = std::move(partial);
   }
   return kNoErr;
 }

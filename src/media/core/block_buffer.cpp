@@ -23,6 +23,41 @@ struct Piece {
 
 constexpr OSStatus kStopWalk = 1;  // a visitor's way of ending the walk early, not an error
 
+// One level of a walk through the slot tree.
+struct Frame {
+  MxBlockBuffer* buffer;
+  int32_t slot;
+  uint64_t slotStart;  // owner offset at which the current slot's data starts
+  uint64_t skip;       // bytes still to skip before the range starts
+  uint64_t left;       // bytes this frame still has to produce
+};
+
+// The walk's stack: the first levels live inline, so reading a shallow buffer (every cue read
+// for output) allocates nothing; deeper trees continue on the heap.
+class FrameStack {
+ public:
+  bool empty() const { return size_ == 0; }
+  Frame& back() { return size_ <= kInline ? inline_[size_ - 1] : heap_.back(); }
+  void push_back(const Frame& f) {
+    if (size_ < kInline) {
+      inline_[size_] = f;
+    } else {
+      heap_.push_back(f);
+    }
+    size_++;
+  }
+  void pop_back() {
+    if (size_ > kInline) heap_.pop_back();
+    size_--;
+  }
+
+ private:
+  static constexpr size_t kInline = 8;
+  Frame inline_[kInline];
+  std::vector<Frame> heap_;
+  size_t size_ = 0;
+};
+
 MxBlockBuffer* ReferencedBuffer(const Slot& slot) {
   return static_cast<MxBlockBuffer*>(slot.data);
 }
@@ -34,14 +69,7 @@ MxBlockBuffer* ReferencedBuffer(const Slot& slot) {
 template <class Visitor>
 OSStatus ForEachPiece(MxBlockBuffer* buffer, uint64_t offset, uint64_t length, Visitor&& visit,
                       uint64_t* delivered = nullptr) {
-  struct Frame {
-    MxBlockBuffer* buffer;
-    int32_t slot;
-    uint64_t slotStart;  // owner offset at which the current slot's data starts
-    uint64_t skip;       // bytes still to skip before the range starts
-    uint64_t left;       // bytes this frame still has to produce
-  };
-  std::vector<Frame> stack;
+  FrameStack stack;
   stack.push_back({buffer, 0, 0, offset, length});
   uint64_t done = 0;
   OSStatus status = kNoErr;
