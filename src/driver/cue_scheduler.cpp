@@ -14,7 +14,8 @@
 namespace {
 
 struct ParserRelease {
-  void operator()(WebVTTParser* p) const { WebVTTParserRelease(p); }
+  // Releasing frees memory and cannot fail.
+  void operator()(WebVTTParser* p) const { static_cast<void>(WebVTTParserRelease(p)); }
 };
 
 // SRT files have no signature: their times use "," before the milliseconds.
@@ -47,7 +48,7 @@ class CueScheduler {
   ~CueScheduler() { FreeQueue(&carryOver_); }
 
   // Returns the run's result. The chunk file is released (or given up on failure) either way.
-  OSStatus Run() {
+  [[nodiscard]] OSStatus Run() {
     while (WebVTTCue* cue = cues_->first) {
       lastEnd_ = cue->end;
       OutputMessage(2, "Next cue %p %g --> %g", static_cast<void*>(cue), cue->start, cue->end);
@@ -59,8 +60,10 @@ class CueScheduler {
         }
         StretchToGridLineAfter(cue->start);
       }
-      if (!segmentHasContent_) WriteSegmentHeader(chunk_, timestampMapValue_);
-      WriteCue(chunk_, cue);
+      OSStatus status =
+          segmentHasContent_ ? kNoErr : WriteSegmentHeader(chunk_, timestampMapValue_);
+      if (status == kNoErr) status = WriteCue(chunk_, cue);
+      if (status != kNoErr) return Fail(status);
       OutputMessage(2, "Wrote cue %p %g --> %g", static_cast<void*>(cue), cue->start, cue->end);
       cues_->Remove(cue);
       if (cue->end <= segmentEnd_) {
@@ -93,15 +96,18 @@ class CueScheduler {
     }
   }
 
-  OSStatus EndSegment() {
+  // A segment could not be written or closed: the stream is broken, so it is given up without a
+  // playlist that would look complete.
+  [[nodiscard]] OSStatus Fail(OSStatus status) {
+    OutputMessage(0, "Failed to generate chunk files with index %u, file %s", chunk_->segmentCount,
+                  chunk_->filePath);
+    ChunkFileAbandon(chunk_);
+    return status;
+  }
+
+  [[nodiscard]] OSStatus EndSegment() {
     OSStatus status = ChunkFileMoveToNextFileSecs(chunk_, segmentEnd_ - segmentStart_);
-    if (status != kNoErr) {
-      OutputMessage(0, "Failed to generate chunk files with index %u, file %s",
-                    chunk_->segmentCount, chunk_->filePath);
-      // The stream is broken: no playlist that would look complete.
-      ChunkFileAbandon(chunk_);
-      return status;
-    }
+    if (status != kNoErr) return Fail(status);
     // Carried cues go back in front of the unwritten ones, in their earlier order, to be
     // written again with their own times at the top of the next segment.
     std::vector<WebVTTCue*> carried;
@@ -120,7 +126,7 @@ class CueScheduler {
     return kNoErr;
   }
 
-  OSStatus EndOfInput() {
+  [[nodiscard]] OSStatus EndOfInput() {
     if (!carryOver_.empty()) {
       lastEnd_ = 0;
       for (WebVTTCue* cue = carryOver_.first; cue; cue = cue->next)

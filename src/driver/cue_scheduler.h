@@ -7,4 +7,4 @@
 #include "driver/run_settings.h"
 #include "media/core/byte_stream.h"
 
-OSStatus RunWebVTTSource(const RunSettings& settings, MxByteStream* stream);
+[[nodiscard]] OSStatus RunWebVTTSource(const RunSettings& settings, MxByteStream* stream);

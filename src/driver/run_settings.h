@@ -36,7 +36,7 @@ struct RunSettings {
 bool ParseCommandLine(int argc, char** argv, RunSettings* settings, OSStatus* result);
 
 // Loads the static key named by -k, or accepts a directory for generated keys.
-OSStatus LoadStaticKey(RunSettings* settings);
+[[nodiscard]] OSStatus LoadStaticKey(RunSettings* settings);
 
 void PrintUsage(const char* programName);
 

@@ -15,7 +15,7 @@ bool IsWebVTTExtension(const std::string& extension) {
           strcasecmp(extension.c_str(), "vtt") == 0 || strcasecmp(extension.c_str(), "srt") == 0);
 }
 
-OSStatus RunMovieSource(const RunSettings& settings, MxByteStream* stream) {
+[[nodiscard]] OSStatus RunMovieSource(const RunSettings& settings, MxByteStream* stream) {
   (void)stream;
   OutputMessage(0, "%s: movie sources are not built yet", settings.inputPath);
   return kMxErrUnimplemented;

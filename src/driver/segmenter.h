@@ -4,4 +4,4 @@
 #include "common/status.h"
 
 // Runs the whole tool and returns its result; the process exit status is its low eight bits.
-OSStatus RunSegmenter(int argc, char** argv);
+[[nodiscard]] OSStatus RunSegmenter(int argc, char** argv);

@@ -62,7 +62,7 @@ void SetFilePath(ChunkFile* c) {
 }
 
 // Opens the next free file name exclusively: a name already in use is skipped, never truncated.
-OSStatus OpenNamedFile(ChunkFile* c) {
+[[nodiscard]] OSStatus OpenNamedFile(ChunkFile* c) {
   const uint32_t start = c->fileIndex;
   const char* base = c->baseName ? c->baseName : "fileSequence";
   const char* extension = c->extension ? c->extension->c_str() : ".ts";
@@ -81,7 +81,7 @@ OSStatus OpenNamedFile(ChunkFile* c) {
   }
 }
 
-OSStatus OpenSingleFile(ChunkFile* c) {
+[[nodiscard]] OSStatus OpenSingleFile(ChunkFile* c) {
   if (c->file) return kNoErr;  // the one file stays open for the whole run
   snprintf(c->fileName, sizeof c->fileName, "%s%s", c->baseName ? c->baseName : "main",
            c->extension ? c->extension->c_str() : ".ts");
@@ -90,7 +90,7 @@ OSStatus OpenSingleFile(ChunkFile* c) {
 }
 
 // Sets up the key, IV and encryptor for the file just opened.
-OSStatus PrepareEncryption(ChunkFile* c) {
+[[nodiscard]] OSStatus PrepareEncryption(ChunkFile* c) {
   if (c->keyRotationPeriod != 0 && c->segmentCount % c->keyRotationPeriod == 0) {
     CryptKey* fresh = nullptr;
     c->key.reset();
@@ -149,7 +149,7 @@ OSStatus PrepareEncryption(ChunkFile* c) {
   return status;
 }
 
-OSStatus ChunkFileOpenNextFile(ChunkFile* c) {
+[[nodiscard]] OSStatus ChunkFileOpenNextFile(ChunkFile* c) {
   c->bytesWritten = 0;
   c->plainBytesWritten = 0;
   c->writeError = kNoErr;
@@ -179,20 +179,48 @@ OSStatus ChunkFileOpenNextFile(ChunkFile* c) {
   return status;
 }
 
-// Remembers the first failure of the current file and reports it once.
+ChunkFileFaultHook& FaultHook() {
+  static ChunkFileFaultHook hook;
+  return hook;
+}
+
+OSStatus InjectedFault(ChunkFileStep step) {
+  return FaultHook() ? FaultHook()(step) : kNoErr;
+}
+
+// Remembers the first failure of the current file; the segment it belongs to is not listed.
+void RecordWriteError(ChunkFile* c, OSStatus error) {
+  if (c->writeError == kNoErr) c->writeError = error;
+}
+
+// Remembers the first failed write of the current file and reports it once.
 void NoteWriteError(ChunkFile* c, OSStatus error) {
   if (error == kNoErr || c->writeError != kNoErr) return;
-  c->writeError = error;
+  RecordWriteError(c, error);
   OutputMessage(0, "cannot write %s: %s", c->filePath, strerror(error));
 }
 
-OSStatus WriteBytes(ChunkFile* c, const void* data, size_t length) {
-  OSStatus status = c->file->Write(data, length);
+[[nodiscard]] OSStatus WriteBytes(ChunkFile* c, const void* data, size_t length) {
+  OSStatus status = InjectedFault(ChunkFileStep::kWrite);
+  if (status == kNoErr) status = c->file->Write(data, length);
   NoteWriteError(c, status);
   return status == kNoErr ? kNoErr : kErrShortWrite;
 }
 
-OSStatus BufferInMemory(ChunkFile* c, const void* data, size_t length) {
+[[nodiscard]] OSStatus EncryptUpdate(ChunkFile* c, const void* data, size_t length,
+                                     size_t* produced) {
+  OSStatus status = InjectedFault(ChunkFileStep::kEncrypt);
+  if (status != kNoErr) return status;
+  return c->cryptor->Update(static_cast<const uint8_t*>(data), length, c->cipherScratch.data(),
+                            produced);
+}
+
+[[nodiscard]] OSStatus EncryptFinal(ChunkFile* c, uint8_t* out, size_t* produced) {
+  OSStatus status = InjectedFault(ChunkFileStep::kEncrypt);
+  return status != kNoErr ? status : c->cryptor->Final(out, produced);
+}
+
+[[nodiscard]] OSStatus BufferInMemory(ChunkFile* c, const void* data, size_t length) {
   const uint64_t end = c->bufferUsed + length;
   if (!c->buffer || end > c->bufferCapacity) {
     uint64_t capacity = end * 2;
@@ -212,7 +240,8 @@ OSStatus BufferInMemory(ChunkFile* c, const void* data, size_t length) {
 }
 
 // Closes the current file and reports it to the playlist with its duration.
-OSStatus ChunkFileFinalizeFile(ChunkFile* c, bool isMap, int64_t mapEnd, double seconds) {
+[[nodiscard]] OSStatus ChunkFileFinalizeFile(ChunkFile* c, bool isMap, int64_t mapEnd,
+                                             double seconds) {
   if (!c->file) return kNoErr;
   OSStatus result = kNoErr;
   // The encryptor holds back a partial block, so a short encrypted segment may have produced no
@@ -222,13 +251,13 @@ OSStatus ChunkFileFinalizeFile(ChunkFile* c, bool isMap, int64_t mapEnd, double 
     if (c->encrypt && c->aes128 && c->cryptor) {
       uint8_t padding[16];
       size_t produced = 0;
-      OSStatus status = c->cryptor->Final(padding, &produced);
+      OSStatus status = EncryptFinal(c, padding, &produced);
+      if (status == kNoErr) status = WriteBytes(c, padding, produced);
       if (status == kNoErr) {
-        WriteBytes(c, padding, produced);
         c->bytesWritten += produced;
-      } else {
+      } else if (c->writeError == kNoErr) {
         OutputMessage(0, "Encryption error: %d", status);
-        result = status;
+        RecordWriteError(c, status);
       }
     }
     if (!c->singleFile) {
@@ -331,22 +360,28 @@ ChunkFile* ChunkFileCreate(const ChunkFileSettings& s) {
       c->keyChanged = true;
       CryptKey* key = nullptr;
       if (CryptKeyCreateStatic(s.keyURL, s.keyLocation, s.keyData, 16, &key) != kNoErr) {
-        ChunkFileReleaseSecs(c, 0, 0);
+        ChunkFileAbandon(c);
         return nullptr;
       }
       c->key.reset(key);
-      CryptKeyInitState(&c->keyState);
+      if (CryptKeyInitState(&c->keyState) != kNoErr) {
+        ChunkFileAbandon(c);
+        return nullptr;
+      }
     } else if (s.keyLocation || s.keyURL) {
       c->encrypt = true;
       c->keyDirectory = CopyOrNone(s.keyLocation);
       c->keyBaseName = CopyOrNone(s.keyBaseName);
       c->keyRotationPeriod = s.keyRotationPeriod;
-      CryptKeyInitState(&c->keyState);
+      if (CryptKeyInitState(&c->keyState) != kNoErr) {
+        ChunkFileAbandon(c);
+        return nullptr;
+      }
       if (c->keyRotationPeriod == 0) {
         CryptKey* key = nullptr;
         if (CryptKeyCreateRandomFromBase(&c->keyState, s.keyLocation, s.keyURL, s.keyBaseName,
                                          &key) != kNoErr) {
-          ChunkFileReleaseSecs(c, 0, 0);
+          ChunkFileAbandon(c);
           return nullptr;
         }
         c->key.reset(key);
@@ -365,7 +400,7 @@ ChunkFile* ChunkFileCreate(const ChunkFileSettings& s) {
   }
   if (s.keyURL == nullptr || s.keyRotationPeriod != 0) {
     OutputMessage(0, "Need to specify URL for stream based encryption.  Period must be 0.");
-    ChunkFileReleaseSecs(c, 0, 0);
+    ChunkFileAbandon(c);
     return nullptr;
   }
   c->encrypt = true;
@@ -391,6 +426,9 @@ OSStatus ChunkFileWriteData(ChunkFile* c, const void* data, size_t length) {
     OSStatus status = ChunkFileOpenNextFile(c);
     if (status != kNoErr) return status;
   }
+  // A segment that already failed takes no more bytes: it will not be listed, and bytes that
+  // never reached the file are not counted.
+  if (c->writeError != kNoErr) return c->writeError;
   if (c->bufferInMemory) return BufferInMemory(c, data, length);
   if (c->encrypt && c->aes128) {
     if (!c->cryptor) {
@@ -409,20 +447,26 @@ OSStatus ChunkFileWriteData(ChunkFile* c, const void* data, size_t length) {
       }
     }
     size_t produced = 0;
-    OSStatus status = c->cryptor->Update(static_cast<const uint8_t*>(data), length,
-                                         c->cipherScratch.data(), &produced);
-    if (status == kNoErr) {
-      WriteBytes(c, c->cipherScratch.data(), produced);
-    } else {
+    OSStatus status = EncryptUpdate(c, data, length, &produced);
+    if (status != kNoErr) {
       OutputMessage(0, "Encryption error: %d.  Refusing to write segment!", status);
+      RecordWriteError(c, status);
+      return status;
     }
+    status = WriteBytes(c, c->cipherScratch.data(), produced);
+    if (status != kNoErr) return status;
     c->bytesWritten += produced;
     c->plainBytesWritten += length;
-    return status;
+    return kNoErr;
   }
   OSStatus status = WriteBytes(c, data, length);
-  c->bytesWritten += status == kNoErr ? length : 0;
+  if (status == kNoErr) c->bytesWritten += length;
   return status;
+}
+
+ChunkFileFaultHook ChunkFileSetFaultHook(ChunkFileFaultHook hook) {
+  std::swap(FaultHook(), hook);
+  return hook;
 }
 
 OSStatus ChunkFileMoveToNextFileSecs(ChunkFile* c, double seconds) {
@@ -442,6 +486,11 @@ OSStatus ChunkFileReleaseSecs(ChunkFile* c, double lastSeconds, double totalSeco
   }
   // A stream whose last segment could not even be created has failed too.
   if (status == kNoErr) status = c->openError;
+  // A failed stream leaves no playlist that would look complete.
+  if (status != kNoErr) {
+    c->indexFile->Abandon();
+    if (c->iframeIndexFile) c->iframeIndexFile->Abandon();
+  }
   CryptKeyDestroyState(&c->keyState);
   ChunkFileDisplayBitRate(c, TruncateToInt64(totalSeconds * 90000));
   DestroyChunkFile(c);

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -98,11 +99,12 @@ struct ChunkFile {
 // Returns none when the playlist or the key could not be made.
 ChunkFile* ChunkFileCreate(const ChunkFileSettings& settings);
 void ChunkFileSetFileExtension(ChunkFile* chunk, const char* extension);
-OSStatus ChunkFileWriteData(ChunkFile* chunk, const void* data, size_t length);
-OSStatus ChunkFileMoveToNextFileSecs(ChunkFile* chunk, double seconds);
+[[nodiscard]] OSStatus ChunkFileWriteData(ChunkFile* chunk, const void* data, size_t length);
+[[nodiscard]] OSStatus ChunkFileMoveToNextFileSecs(ChunkFile* chunk, double seconds);
 // Returns the status of closing (or failing to create) the last segment, so that a failure
 // there is not lost.
-OSStatus ChunkFileReleaseSecs(ChunkFile* chunk, double lastSeconds, double totalSeconds);
+[[nodiscard]] OSStatus ChunkFileReleaseSecs(ChunkFile* chunk, double lastSeconds,
+                                            double totalSeconds);
 // Ends a stream that failed: closes the open file and frees everything without writing a
 // playlist, so that no finished-looking playlist lists a broken stream.
 void ChunkFileAbandon(ChunkFile* chunk);
@@ -110,3 +112,12 @@ void ChunkFileGetBitRates(ChunkFile* chunk, int64_t elapsedTicks, double* averag
 void ChunkFileDisplayBitRate(ChunkFile* chunk, int64_t elapsedTicks);
 // Formats a rate into `text` (at least 40 bytes).
 void ChunkFileFormatBitRate(double bitsPerSecond, char* text);
+
+// The steps of writing a segment that can fail part-way through it.
+enum class ChunkFileStep { kEncrypt, kWrite };
+// Asked before every encryptor step and every write to a segment file of every stream; a
+// non-zero answer fails that step with the status given, exactly as if the encryptor or the
+// file had reported it. Normal runs install none; tests install one to make the n-th step fail.
+// Returns the hook installed before.
+using ChunkFileFaultHook = std::function<OSStatus(ChunkFileStep)>;
+ChunkFileFaultHook ChunkFileSetFaultHook(ChunkFileFaultHook hook);

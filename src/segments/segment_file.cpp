@@ -8,7 +8,7 @@
 
 namespace {
 // Writes all of `length` bytes, resuming after short writes and interruptions.
-OSStatus WriteAll(int fd, const char* data, size_t length) {
+[[nodiscard]] OSStatus WriteAll(int fd, const char* data, size_t length) {
   while (length > 0) {
     ssize_t n = write(fd, data, length);
     if (n < 0) {

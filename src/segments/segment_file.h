@@ -11,15 +11,16 @@
 class SegmentFile {
  public:
   // Creates `path`; EEXIST when a file is already there, or another errno value.
-  static OSStatus CreateExclusive(const char* path, std::unique_ptr<SegmentFile>* out);
+  [[nodiscard]] static OSStatus CreateExclusive(const char* path,
+                                                std::unique_ptr<SegmentFile>* out);
   ~SegmentFile();  // closes without reporting; call Close to learn of failures
   SegmentFile(const SegmentFile&) = delete;
   SegmentFile& operator=(const SegmentFile&) = delete;
 
   // Returns 0 or the errno value of a failed write.
-  OSStatus Write(const void* data, size_t length);
-  OSStatus Flush();
-  OSStatus Close();
+  [[nodiscard]] OSStatus Write(const void* data, size_t length);
+  [[nodiscard]] OSStatus Flush();
+  [[nodiscard]] OSStatus Close();
 
  private:
   explicit SegmentFile(int fd) : fd_(fd) {}

@@ -3,6 +3,8 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
+#include <initializer_list>
+#include <string_view>
 
 #include "common/numeric.h"
 #include "webvtt/webvtt_parser.h"
@@ -48,50 +50,67 @@ int FormatWebVTTTimestamp(double t, char* text) {
   return kept;
 }
 
-void WriteTimestamp(ChunkFile* chunk, double seconds) {
+OSStatus WriteTimestamp(ChunkFile* chunk, double seconds) {
   char text[20];
   int length = FormatWebVTTTimestamp(seconds, text);
-  ChunkFileWriteData(chunk, text, static_cast<size_t>(length));
-}
-
-void WriteSegmentHeader(ChunkFile* chunk, uint64_t mpegts) {
-  ChunkFileWriteData(chunk, "WEBVTT\n", 7);
-  char line[1024];
-  int length = snprintf(line, sizeof line, "X-TIMESTAMP-MAP=MPEGTS:%" PRIu64 ",LOCAL:", mpegts);
-  ChunkFileWriteData(chunk, line, static_cast<size_t>(length));
-  WriteTimestamp(chunk, 0);
-  ChunkFileWriteData(chunk, "\n\n", 2);
+  return ChunkFileWriteData(chunk, text, static_cast<size_t>(length));
 }
 
 namespace {
+// Writes the pieces in order and stops at the first failure.
+OSStatus WriteAll(ChunkFile* chunk, std::initializer_list<std::string_view> pieces) {
+  for (std::string_view piece : pieces) {
+    if (OSStatus status = ChunkFileWriteData(chunk, piece.data(), piece.size())) return status;
+  }
+  return kNoErr;
+}
+
 // Writes `length` bytes of the cue's block starting at `offset`, piece by piece.
-void WriteRange(ChunkFile* chunk, MxBlockBuffer* block, uint64_t offset, uint64_t length) {
+OSStatus WriteRange(ChunkFile* chunk, MxBlockBuffer* block, uint64_t offset, uint64_t length) {
   while (length > 0) {
     size_t here = 0;
     char* bytes = nullptr;
-    if (MxBlockBufferGetDataPointer(block, offset, &here, nullptr, &bytes) != kNoErr) return;
+    if (OSStatus status = MxBlockBufferGetDataPointer(block, offset, &here, nullptr, &bytes))
+      return status;
     size_t take = here < length ? here : static_cast<size_t>(length);
-    ChunkFileWriteData(chunk, bytes, take);
+    if (OSStatus status = ChunkFileWriteData(chunk, bytes, take)) return status;
     offset += take;
     length -= take;
   }
+  return kNoErr;
 }
 }  // namespace
 
-void WriteCue(ChunkFile* chunk, const WebVTTCue* cue) {
+OSStatus WriteSegmentHeader(ChunkFile* chunk, uint64_t mpegts) {
+  char line[64];
+  int length = snprintf(line, sizeof line, "X-TIMESTAMP-MAP=MPEGTS:%" PRIu64 ",LOCAL:", mpegts);
+  char zero[20];
+  int zeroLength = FormatWebVTTTimestamp(0, zero);
+  return WriteAll(chunk, {"WEBVTT\n", std::string_view(line, static_cast<size_t>(length)),
+                          std::string_view(zero, static_cast<size_t>(zeroLength)), "\n\n"});
+}
+
+OSStatus WriteCue(ChunkFile* chunk, const WebVTTCue* cue) {
   MxBlockBuffer* block = cue->text.get();
+  OSStatus status = kNoErr;
   if (cue->identifierLength != 0) {
-    WriteRange(chunk, block, cue->identifierOffset, cue->identifierLength);
-    ChunkFileWriteData(chunk, "\n", 1);
+    status = WriteRange(chunk, block, cue->identifierOffset, cue->identifierLength);
+    if (status == kNoErr) status = ChunkFileWriteData(chunk, "\n", 1);
   }
-  WriteTimestamp(chunk, cue->start);
-  ChunkFileWriteData(chunk, " --> ", 5);
-  WriteTimestamp(chunk, cue->end);
-  if (cue->settingsLength != 0) {
-    ChunkFileWriteData(chunk, " ", 1);
-    WriteRange(chunk, block, cue->settingsOffset, cue->settingsLength);
+  char start[20], end[20];
+  const int startLength = FormatWebVTTTimestamp(cue->start, start);
+  const int endLength = FormatWebVTTTimestamp(cue->end, end);
+  if (status == kNoErr) {
+    status = WriteAll(chunk, {std::string_view(start, static_cast<size_t>(startLength)), " --> ",
+                              std::string_view(end, static_cast<size_t>(endLength))});
   }
-  ChunkFileWriteData(chunk, "\n", 1);
-  WriteRange(chunk, block, cue->payloadOffset, cue->payloadLength);
-  ChunkFileWriteData(chunk, "\n\n", 2);
+  if (status == kNoErr && cue->settingsLength != 0) {
+    status = ChunkFileWriteData(chunk, " ", 1);
+    if (status == kNoErr)
+      status = WriteRange(chunk, block, cue->settingsOffset, cue->settingsLength);
+  }
+  if (status == kNoErr) status = ChunkFileWriteData(chunk, "\n", 1);
+  if (status == kNoErr) status = WriteRange(chunk, block, cue->payloadOffset, cue->payloadLength);
+  if (status == kNoErr) status = ChunkFileWriteData(chunk, "\n\n", 2);
+  return status;
 }

@@ -1,16 +1,18 @@
 // The text of WebVTT segments: the header with its timestamp map, cue times, and cues copied
-// from a WebVTT source. Everything goes through ChunkFileWriteData.
+// from a WebVTT source. Everything goes through ChunkFileWriteData; each function stops at the
+// first failed write and returns its status.
 #pragma once
 
 #include <cstdint>
 
+#include "common/status.h"
 #include "segments/chunk_file.h"
 
 struct WebVTTCue;
 
-void WriteSegmentHeader(ChunkFile* chunk, uint64_t mpegts);
-void WriteTimestamp(ChunkFile* chunk, double seconds);
-void WriteCue(ChunkFile* chunk, const WebVTTCue* cue);
+[[nodiscard]] OSStatus WriteSegmentHeader(ChunkFile* chunk, uint64_t mpegts);
+[[nodiscard]] OSStatus WriteTimestamp(ChunkFile* chunk, double seconds);
+[[nodiscard]] OSStatus WriteCue(ChunkFile* chunk, const WebVTTCue* cue);
 
 // Formats a cue time as HH:MM:SS.mmm with every field truncated; returns the text's length
 // (at most 19). `text` must hold 20 bytes.

@@ -48,15 +48,16 @@ void SkipBlanks(const char** p, size_t* remaining) {
   }
 }
 
+// The bytes of a contiguous buffer; none for an empty one, whose length 0 goes along with it.
 char* BufferBytes(MxBlockBuffer* buffer) {
   char* bytes = nullptr;
-  MxBlockBufferGetDataPointer(buffer, 0, nullptr, nullptr, &bytes);
+  if (MxBlockBufferGetDataPointer(buffer, 0, nullptr, nullptr, &bytes) != kNoErr) return nullptr;
   return bytes;
 }
 
 // A new buffer holding a copy of `length` bytes, with slots for the pieces a long line may
 // still gain from later blocks.
-OSStatus CopyIntoNewBuffer(const char* bytes, size_t length, MxBlockBufferRef* out) {
+[[nodiscard]] OSStatus CopyIntoNewBuffer(const char* bytes, size_t length, MxBlockBufferRef* out) {
   OSStatus status = MxBlockBufferCreateEmpty(nullptr, kLineBufferCapacity, 0, out);
   if (status == kNoErr) {
     status = MxBlockBufferAppendMemoryBlock(out->get(), nullptr, length, nullptr, nullptr, 0,
@@ -68,15 +69,16 @@ OSStatus CopyIntoNewBuffer(const char* bytes, size_t length, MxBlockBufferRef* o
 }
 
 // A malformed block is counted and dropped; reading goes on.
-OSStatus DropBlock(OSStatus code) {
-  QorSignalErrorAt(code);
+[[nodiscard]] OSStatus DropBlock(OSStatus code) {
+  // Counted only: the block is dropped and reading goes on.
+  static_cast<void>(QorSignalErrorAt(code));
   return kNoErr;
 }
 
 // Copies an accepted cue block into the current shared text block (a new one when it is full;
 // a block of its own when it is larger than a shared block). Returns the block and the offset.
-OSStatus StoreCueText(WebVTTParser* parser, const char* data, size_t size, MxBlockBufferRef* block,
-                      size_t* offset) {
+[[nodiscard]] OSStatus StoreCueText(WebVTTParser* parser, const char* data, size_t size,
+                                    MxBlockBufferRef* block, size_t* offset) {
   if (size > parser->textCapacity - parser->textUsed) {
     const size_t capacity = std::max(size, kCueTextBlockSize);
     MxBlockBufferRef fresh;
@@ -98,7 +100,7 @@ OSStatus StoreCueText(WebVTTParser* parser, const char* data, size_t size, MxBlo
 
 // Parses the collected cue block. Returns 0 when the block was accepted or dropped, and an
 // error only when the whole read must end.
-OSStatus ParseCueBlock(WebVTTParser* parser) {
+[[nodiscard]] OSStatus ParseCueBlock(WebVTTParser* parser) {
   struct ClearLines {  // the collected block is let go in every case
     std::string& lines;
     ~ClearLines() { lines.clear(); }
@@ -176,8 +178,8 @@ OSStatus ParseCueBlock(WebVTTParser* parser) {
 }
 
 // Handles one line with its terminator (terminatorLength 0: the last line, unterminated).
-OSStatus HandleLine(WebVTTParser* parser, const char* line, size_t length,
-                    size_t terminatorLength) {
+[[nodiscard]] OSStatus HandleLine(WebVTTParser* parser, const char* line, size_t length,
+                                  size_t terminatorLength) {
   const bool blank = length == terminatorLength;
   switch (parser->state) {
     case kStateSignature:
@@ -203,7 +205,7 @@ OSStatus HandleLine(WebVTTParser* parser, const char* line, size_t length,
 }
 
 // Hands the pending partial line, made contiguous, to the line handler and releases it.
-OSStatus FinishPartialLine(WebVTTParser* parser, size_t terminatorLength) {
+[[nodiscard]] OSStatus FinishPartialLine(WebVTTParser* parser, size_t terminatorLength) {
   MxBlockBufferRef line = std::move(parser->partialLine);
   MxBlockBufferRef flat;
   OSStatus status =
@@ -214,7 +216,8 @@ OSStatus FinishPartialLine(WebVTTParser* parser, size_t terminatorLength) {
                     terminatorLength);
 }
 
-OSStatus AppendToPartialLine(WebVTTParser* parser, MxBlockBuffer* block, size_t length) {
+[[nodiscard]] OSStatus AppendToPartialLine(WebVTTParser* parser, MxBlockBuffer* block,
+                                           size_t length) {
   if (length == 0) return kNoErr;
   return MxBlockBufferAppendBufferReference(parser->partialLine.get(), block, 0, length, 0);
 }
@@ -222,8 +225,8 @@ OSStatus AppendToPartialLine(WebVTTParser* parser, MxBlockBuffer* block, size_t 
 // Completes a line that began in an earlier block. Sets *consumed to the bytes of `block` that
 // belong to it (0 when the block must be scanned from its start), or to the whole block when
 // the line goes on past it.
-OSStatus ContinuePartialLine(WebVTTParser* parser, MxBlockBuffer* block, const char* data,
-                             size_t length, size_t* consumed) {
+[[nodiscard]] OSStatus ContinuePartialLine(WebVTTParser* parser, MxBlockBuffer* block,
+                                           const char* data, size_t length, size_t* consumed) {
   const char* const end = data + length;
   const char* lineEnd = FindLineEnd(data, end);
   *consumed = length;
@@ -237,7 +240,8 @@ OSStatus ContinuePartialLine(WebVTTParser* parser, MxBlockBuffer* block, const c
   if (lineEnd == data && terminator == 1) {
     char last = 0;
     size_t pending = MxBlockBufferGetDataLength(parser->partialLine.get());
-    MxBlockBufferCopyDataBytes(parser->partialLine.get(), pending - 1, 1, &last);
+    OSStatus status = MxBlockBufferCopyDataBytes(parser->partialLine.get(), pending - 1, 1, &last);
+    if (status != kNoErr) return status;
     if (last == '\r') terminator = 2;  // CR LF split across two blocks
     take = 1;
   }
@@ -252,7 +256,7 @@ OSStatus ContinuePartialLine(WebVTTParser* parser, MxBlockBuffer* block, const c
 }
 
 // Processes one block read from the stream.
-OSStatus ProcessBlock(WebVTTParser* parser, MxBlockBuffer* block) {
+[[nodiscard]] OSStatus ProcessBlock(WebVTTParser* parser, MxBlockBuffer* block) {
   const size_t length = MxBlockBufferGetDataLength(block);
   const char* data = BufferBytes(block);
   const char* const end = data + length;

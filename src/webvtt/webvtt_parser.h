@@ -60,11 +60,12 @@ struct WebVTTParser {
 };
 
 bool WebVTTHasSignature(const uint8_t* bytes, size_t length);
-OSStatus WebVTTParserCreate(WebVTTParser** out, uint32_t commaDecimal);
-OSStatus WebVTTParserReadByteStream(WebVTTParser* parser, MxByteStream* stream);
+[[nodiscard]] OSStatus WebVTTParserCreate(WebVTTParser** out, uint32_t commaDecimal);
+[[nodiscard]] OSStatus WebVTTParserReadByteStream(WebVTTParser* parser, MxByteStream* stream);
 WebVTTCueQueue* WebVTTParserGetCueQueue(WebVTTParser* parser);
-OSStatus WebVTTParserRelease(WebVTTParser* parser);
+[[nodiscard]] OSStatus WebVTTParserRelease(WebVTTParser* parser);
 // Frees a cue that is in no queue.
 void WebVTTCueFree(WebVTTCue* cue);
-OSStatus WebVTTParseTimestamp(WebVTTParser* parser, const char** cursor, size_t* remaining,
-                              double* seconds, bool requireSpaceAfter, bool* spaceSeen);
+[[nodiscard]] OSStatus WebVTTParseTimestamp(WebVTTParser* parser, const char** cursor,
+                                            size_t* remaining, double* seconds,
+                                            bool requireSpaceAfter, bool* spaceSeen);

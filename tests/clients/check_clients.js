@@ -1,7 +1,10 @@
 #!/usr/bin/env node
 // Runs every corpus source through hlsvtt and checks the output with real clients:
 //  - webvtt-parser (the W3C validator's parser): when it accepts a source without errors, it
-//    must accept every segment made from it without errors too;
+//    must accept every segment made from it without errors too, and every cue it reads in the
+//    source must come out whole in the segments (identifier, truncated timing, text), except
+//    where this reader's own rules drop a cue: an empty payload, or a last cue that no blank
+//    line ends;
 //  - hls-parser: every playlist parses, its EXTINF durations add up to the presentation's end,
 //    and every URI names a file on disk.
 // Usage: check_clients.js <hlsvtt binary> <corpus dir>. Prints "N passed, N failed".
@@ -32,6 +35,33 @@ function cueBlocks(text) {
     const m = timing && /^(\d+:\d\d:\d\d\.\d{3}) --> (\d+:\d\d:\d\d\.\d{3})/.exec(timing);
     return m ? [{ startTime: seconds(m[1]), endTime: seconds(m[2]) }] : [];
   });
+}
+
+// The timing text the segment writer prints: every field truncated.
+function timestamp(t) {
+  const ms = Math.trunc(t * 1000);
+  const pad = (n, w) => String(n).padStart(w, '0');
+  return `${pad(Math.floor(ms / 3600000), 2)}:${pad(Math.floor(ms / 60000) % 60, 2)}:` +
+    `${pad(Math.floor(ms / 1000) % 60, 2)}.${pad(ms % 1000, 3)}`;
+}
+
+// Whether `segments` hold the cue as one block: its identifier line, its timing line (settings
+// may follow), its text and the blank line that ends it.
+function hasCue(segments, cue) {
+  const timing = `${timestamp(cue.startTime)} --> ${timestamp(cue.endTime)}`;
+  for (let at = segments.indexOf(timing); at >= 0; at = segments.indexOf(timing, at + 1)) {
+    if (cue.id && !segments.slice(0, at).endsWith(`\n${cue.id}\n`)) continue;
+    const lineEnd = segments.indexOf('\n', at);
+    if (segments.startsWith(`${cue.text}\n\n`, lineEnd + 1)) return true;
+  }
+  return false;
+}
+
+// The cues of a source this reader must deliver: all the validator reads, but a cue with an
+// empty payload, and the last cue when no blank line follows it.
+function expectedCues(text, tree) {
+  const closed = /(\r?\n){2}$/.test(text) || !/\n$/.test(text);
+  return (closed ? tree.cues : tree.cues.slice(0, -1)).filter((c) => c.text !== '');
 }
 
 function sources(dir) {
@@ -70,7 +100,13 @@ function check(source) {
     }
     if (status !== 0 && status !== 47) problems.push(`exit status ${status}`);
     const playlistPath = path.join(out, 'prog_index.m3u8');
-    if (!fs.existsSync(playlistPath)) return problems;
+    const sourceText = fs.readFileSync(source, 'utf8');
+    const sourceTree = validate(sourceText);
+    const sourceClean = sourceTree.errors.length === 0;
+    if (!fs.existsSync(playlistPath)) {
+      if (sourceClean && expectedCues(sourceText, sourceTree).length) problems.push('no playlist');
+      return problems;
+    }
 
     const playlist = HLS.parse(fs.readFileSync(playlistPath, 'utf8'));
     if (!playlist.endlist) problems.push('playlist has no EXT-X-ENDLIST');
@@ -80,7 +116,14 @@ function check(source) {
       if (!fs.existsSync(path.join(out, segment.uri))) problems.push(`missing ${segment.uri}`);
     }
 
-    const sourceClean = validate(fs.readFileSync(source, 'utf8')).errors.length === 0;
+    if (sourceClean) {
+      const segments = playlist.segments
+        .map((s) => fs.readFileSync(path.join(out, s.uri), 'utf8')).join('').replace(/\r\n/g, '\n');
+      const missing = expectedCues(sourceText, sourceTree).filter((c) => !hasCue(segments, c));
+      if (missing.length) {
+        problems.push(`${missing.length} cue(s) missing or altered, first at ${timestamp(missing[0].startTime)}`);
+      }
+    }
     let last = null;
     for (const segment of playlist.segments) {
       const tree = validateSegment(fs.readFileSync(path.join(out, segment.uri), 'utf8'), problems, segment.uri);

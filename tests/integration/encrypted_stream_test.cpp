@@ -27,7 +27,7 @@ Stream WriteStream(ChunkFile* chunk, int segments) {
   ChunkFileSetFileExtension(chunk, ".webvtt");
   for (int s = 0; s < segments; s++) {
     std::string text = "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:900000,LOCAL:00:00:00.000\n\n";
-    WriteSegmentHeader(chunk, 900000);
+    EXPECT_EQ(WriteSegmentHeader(chunk, 900000), kNoErr);
     for (int c = 0; c < 3; c++) {
       char start[20], end[20];
       FormatWebVTTTimestamp(s * 10 + c * 3 + 0.5, start);
@@ -35,14 +35,14 @@ Stream WriteStream(ChunkFile* chunk, int segments) {
       std::string payload = "segment " + std::to_string(s) + " cue " + std::to_string(c) +
                             std::string(static_cast<size_t>(s * 7 + c), '.');
       std::string cue = std::string(start) + " --> " + end + "\n" + payload + "\n\n";
-      ChunkFileWriteData(chunk, cue.data(), cue.size());
+      EXPECT_EQ(ChunkFileWriteData(chunk, cue.data(), cue.size()), kNoErr);
       text += cue;
       stream.cues.push_back(payload);
     }
     stream.plain.push_back(text);
-    if (s + 1 < segments) ChunkFileMoveToNextFileSecs(chunk, 10);
+    if (s + 1 < segments) EXPECT_EQ(ChunkFileMoveToNextFileSecs(chunk, 10), kNoErr);
   }
-  ChunkFileReleaseSecs(chunk, 10, segments * 10.0);
+  EXPECT_EQ(ChunkFileReleaseSecs(chunk, 10, segments * 10.0), kNoErr);
   return stream;
 }
 
@@ -86,7 +86,7 @@ TEST(EncryptedStream, FfmpegAndOpenSSLDecryptEverySegment) {
     const std::string keyPath = dir / "static.key", device = dir / "random";
     WriteFile(keyPath, key);
     WriteFile(device, counting);
-    if (c.shortIV) gCryptKeyRandomDevice = device.c_str();
+    ScopedRandomDevice random(c.shortIV ? device.c_str() : gCryptKeyRandomDevice);
     ChunkFileSettings s = TestVodSettings(dir.path().c_str());
     s.keyLocation = c.staticKey ? keyPath.c_str() : dir.path().c_str();
     s.keyData = c.staticKey ? reinterpret_cast<const uint8_t*>(key.data()) : nullptr;
@@ -96,7 +96,6 @@ TEST(EncryptedStream, FfmpegAndOpenSSLDecryptEverySegment) {
     ChunkFile* chunk = ChunkFileCreate(s);
     ASSERT_NE(chunk, nullptr);
     Stream stream = WriteStream(chunk, 5);
-    gCryptKeyRandomDevice = "/dev/random";
 
     const std::string playlist = ReadFile(dir / "prog_index.m3u8");
     auto entries = ReadKeyedPlaylist(playlist);

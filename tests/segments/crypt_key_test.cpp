@@ -52,7 +52,7 @@ TEST(CryptKey, UnwritableKeyDirectoryIsReportedNotLoopedOn) {
   WriteFile(dir / "file", "a file where the key directory should be");
   LogCapture log;
   CryptKeyState state;
-  CryptKeyInitState(&state);
+  ASSERT_EQ(CryptKeyInitState(&state), kNoErr);
   CryptKey* raw = nullptr;
   EXPECT_EQ(CryptKeyCreateRandomFromBase(&state, (dir / "file").c_str(), nullptr, nullptr, &raw),
             ENOTDIR);

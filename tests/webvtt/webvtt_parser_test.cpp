@@ -20,7 +20,8 @@ std::ostream& operator<<(std::ostream& os, const ParsedCue& c) {
 
 std::string Range(const WebVTTCue* cue, uint64_t offset, uint64_t length) {
   std::string text(length, '\0');
-  if (length) MxBlockBufferCopyDataBytes(cue->text.get(), offset, length, text.data());
+  if (length)
+    EXPECT_EQ(MxBlockBufferCopyDataBytes(cue->text.get(), offset, length, text.data()), kNoErr);
   return text;
 }
 
@@ -43,7 +44,7 @@ ParseResult Parse(const std::string& source, uint32_t commaDecimal) {
                            Range(c, c->settingsOffset, c->settingsLength),
                            Range(c, c->payloadOffset, c->payloadLength), c->start, c->end});
   }
-  WebVTTParserRelease(parser);
+  EXPECT_EQ(WebVTTParserRelease(parser), kNoErr);
   return result;
 }
 

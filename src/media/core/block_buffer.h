@@ -69,37 +69,39 @@ using MxBlockBufferRef = MxRef<MxBlockBuffer>;
 void QorBlockBufferRetain(MxBlockBuffer* buffer);
 void QorBlockBufferRelease(MxBlockBuffer* buffer);
 
-OSStatus MxBlockBufferCreateEmpty(MxAllocator* structureAllocator, uint32_t subBlockCapacity,
-                                  uint32_t flags, MxBlockBufferRef* out);
-OSStatus MxBlockBufferCreateWithMemoryBlock(MxAllocator* structureAllocator, void* memoryBlock,
-                                            size_t blockLength, MxAllocator* blockAllocator,
-                                            const MxBlockBufferCustomBlockSource* customSource,
-                                            size_t offsetToData, size_t dataLength, uint32_t flags,
-                                            MxBlockBufferRef* out);
-OSStatus MxBlockBufferCreateWithBufferReference(MxAllocator* structureAllocator,
-                                                MxBlockBuffer* target, size_t offset,
-                                                size_t dataLength, uint32_t flags,
+[[nodiscard]] OSStatus MxBlockBufferCreateEmpty(MxAllocator* structureAllocator,
+                                                uint32_t subBlockCapacity, uint32_t flags,
                                                 MxBlockBufferRef* out);
-OSStatus MxBlockBufferAppendMemoryBlock(MxBlockBuffer* buffer, void* memoryBlock,
-                                        size_t blockLength, MxAllocator* blockAllocator,
-                                        const MxBlockBufferCustomBlockSource* customSource,
-                                        size_t offsetToData, size_t dataLength, uint32_t flags);
-OSStatus MxBlockBufferAppendBufferReference(MxBlockBuffer* buffer, MxBlockBuffer* target,
-                                            size_t offset, size_t dataLength, uint32_t flags);
+[[nodiscard]] OSStatus MxBlockBufferCreateWithMemoryBlock(
+    MxAllocator* structureAllocator, void* memoryBlock, size_t blockLength,
+    MxAllocator* blockAllocator, const MxBlockBufferCustomBlockSource* customSource,
+    size_t offsetToData, size_t dataLength, uint32_t flags, MxBlockBufferRef* out);
+[[nodiscard]] OSStatus MxBlockBufferCreateWithBufferReference(MxAllocator* structureAllocator,
+                                                              MxBlockBuffer* target, size_t offset,
+                                                              size_t dataLength, uint32_t flags,
+                                                              MxBlockBufferRef* out);
+[[nodiscard]] OSStatus MxBlockBufferAppendMemoryBlock(
+    MxBlockBuffer* buffer, void* memoryBlock, size_t blockLength, MxAllocator* blockAllocator,
+    const MxBlockBufferCustomBlockSource* customSource, size_t offsetToData, size_t dataLength,
+    uint32_t flags);
+[[nodiscard]] OSStatus MxBlockBufferAppendBufferReference(MxBlockBuffer* buffer,
+                                                          MxBlockBuffer* target, size_t offset,
+                                                          size_t dataLength, uint32_t flags);
 size_t MxBlockBufferGetDataLength(const MxBlockBuffer* buffer);
 bool MxBlockBufferIsEmpty(const MxBlockBuffer* buffer);
-OSStatus MxBlockBufferGetDataPointer(MxBlockBuffer* buffer, size_t offset, size_t* lengthAtOffset,
-                                     size_t* totalLength, char** dataPointer);
-OSStatus MxBlockBufferCopyDataBytes(MxBlockBuffer* buffer, size_t offset, size_t length,
-                                    void* destination);
-OSStatus MxBlockBufferReplaceDataBytes(const void* source, MxBlockBuffer* destination,
-                                       size_t offset, size_t length);
-OSStatus MxBlockBufferAssureBlockMemory(MxBlockBuffer* buffer);
-OSStatus MxBlockBufferAccessDataBytes(MxBlockBuffer* buffer, size_t offset, size_t length,
-                                      void* temporaryBlock, char** returnedPointer);
-OSStatus MxBlockBufferCreateContiguous(MxAllocator* structureAllocator, MxBlockBuffer* source,
-                                       MxAllocator* blockAllocator,
-                                       const MxBlockBufferCustomBlockSource* customSource,
-                                       size_t offset, size_t dataLength, uint32_t flags,
-                                       MxBlockBufferRef* out);
+[[nodiscard]] OSStatus MxBlockBufferGetDataPointer(MxBlockBuffer* buffer, size_t offset,
+                                                   size_t* lengthAtOffset, size_t* totalLength,
+                                                   char** dataPointer);
+[[nodiscard]] OSStatus MxBlockBufferCopyDataBytes(MxBlockBuffer* buffer, size_t offset,
+                                                  size_t length, void* destination);
+[[nodiscard]] OSStatus MxBlockBufferReplaceDataBytes(const void* source, MxBlockBuffer* destination,
+                                                     size_t offset, size_t length);
+[[nodiscard]] OSStatus MxBlockBufferAssureBlockMemory(MxBlockBuffer* buffer);
+[[nodiscard]] OSStatus MxBlockBufferAccessDataBytes(MxBlockBuffer* buffer, size_t offset,
+                                                    size_t length, void* temporaryBlock,
+                                                    char** returnedPointer);
+[[nodiscard]] OSStatus MxBlockBufferCreateContiguous(
+    MxAllocator* structureAllocator, MxBlockBuffer* source, MxAllocator* blockAllocator,
+    const MxBlockBufferCustomBlockSource* customSource, size_t offset, size_t dataLength,
+    uint32_t flags, MxBlockBufferRef* out);
 bool MxBlockBufferIsRangeContiguous(MxBlockBuffer* buffer, size_t offset, size_t length);

@@ -20,9 +20,11 @@ extern const char* const kQorByteStreamProperty_MIMEType;
 class MxByteStream : public MxObject {
  public:
   // The class-specific table. Each default answers kMxErrUnimplemented.
-  virtual OSStatus Read(size_t size, int64_t offset, void* destination, size_t* bytesRead);
-  virtual OSStatus Write(size_t size, int64_t offset, const void* source, size_t* bytesWritten);
-  virtual OSStatus GetLength(int64_t offset, int64_t* length);
+  [[nodiscard]] virtual OSStatus Read(size_t size, int64_t offset, void* destination,
+                                      size_t* bytesRead);
+  [[nodiscard]] virtual OSStatus Write(size_t size, int64_t offset, const void* source,
+                                       size_t* bytesWritten);
+  [[nodiscard]] virtual OSStatus GetLength(int64_t offset, int64_t* length);
   virtual bool IsEqual(const MxByteStream* other) const;
   // Allocator for memory made on the stream's behalf; none means the default.
   MxAllocator* allocator = nullptr;
@@ -30,15 +32,18 @@ class MxByteStream : public MxObject {
 
 using MxByteStreamRef = MxRef<MxByteStream>;
 
-OSStatus MxByteStreamReadBytes(MxByteStream* stream, size_t size, int64_t offset, void* destination,
-                               size_t* bytesRead);
+[[nodiscard]] OSStatus MxByteStreamReadBytes(MxByteStream* stream, size_t size, int64_t offset,
+                                             void* destination, size_t* bytesRead);
 
 // Reads up to `size` bytes at `offset` into a new block buffer of `size` bytes whose data
 // length is the count read. No buffer is returned when nothing was read or the read failed;
 // `*bytesRead` still receives the count.
-OSStatus MxCreateContiguousBlockBufferFromStream(MxByteStream* stream, size_t size, int64_t offset,
-                                                 MxBlockBufferRef* out, size_t* bytesRead);
-inline OSStatus MxByteStreamReadIntoBlockBuffer(MxByteStream* stream, size_t size, int64_t offset,
-                                                MxBlockBufferRef* out, size_t* bytesRead) {
+[[nodiscard]] OSStatus MxCreateContiguousBlockBufferFromStream(MxByteStream* stream, size_t size,
+                                                               int64_t offset,
+                                                               MxBlockBufferRef* out,
+                                                               size_t* bytesRead);
+[[nodiscard]] inline OSStatus MxByteStreamReadIntoBlockBuffer(MxByteStream* stream, size_t size,
+                                                              int64_t offset, MxBlockBufferRef* out,
+                                                              size_t* bytesRead) {
   return MxCreateContiguousBlockBufferFromStream(stream, size, offset, out, bytesRead);
 }

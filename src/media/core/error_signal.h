@@ -7,5 +7,5 @@
 
 #include "common/status.h"
 
-OSStatus QorSignalErrorAt(OSStatus code);
+[[nodiscard]] OSStatus QorSignalErrorAt(OSStatus code);
 uint64_t QorSignalledErrorCount();

@@ -80,7 +80,8 @@ class QorFileByteStream final : public MxByteStream {
 
   const char* ClassName() const override { return "QorFileByteStream"; }
 
-  OSStatus Read(size_t size, int64_t offset, void* destination, size_t* bytesRead) override {
+  [[nodiscard]] OSStatus Read(size_t size, int64_t offset, void* destination,
+                              size_t* bytesRead) override {
     if (offset < 0) return QorSignalErrorAt(kMxErrInvalidParameter);
     size_t total = 0;
     int error = 0;
@@ -115,7 +116,8 @@ class QorFileByteStream final : public MxByteStream {
     return kNoErr;
   }
 
-  OSStatus Write(size_t size, int64_t offset, const void* source, size_t* bytesWritten) override {
+  [[nodiscard]] OSStatus Write(size_t size, int64_t offset, const void* source,
+                               size_t* bytesWritten) override {
     if (offset < 0) return QorSignalErrorAt(kMxErrInvalidParameter);
     size_t count = 0;
     int error = fork_.WriteAt(source, size, offset, ioPolicy_, &count);
@@ -123,7 +125,7 @@ class QorFileByteStream final : public MxByteStream {
     return error ? QorSignalErrorAt(error) : kNoErr;
   }
 
-  OSStatus GetLength(int64_t offset, int64_t* length) override {
+  [[nodiscard]] OSStatus GetLength(int64_t offset, int64_t* length) override {
     (void)offset;  // a file's length does not depend on where one asks
     if (length == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
     int error = fork_.Length(length);

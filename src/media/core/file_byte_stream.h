@@ -21,8 +21,8 @@ enum : uint32_t {
 
 constexpr size_t kFileByteStreamCacheSize = 4096;
 
-OSStatus MxByteStreamCreateForFileURL(MxAllocator* allocator, const MxURL& url,
-                                      uint32_t permissions, MxByteStreamRef* out);
+[[nodiscard]] OSStatus MxByteStreamCreateForFileURL(MxAllocator* allocator, const MxURL& url,
+                                                    uint32_t permissions, MxByteStreamRef* out);
 
 // How many reads of the file itself a stream has made; lets tests see what the cache saved.
 uint64_t QorFileByteStreamGetFileReadCount(MxByteStream* stream);

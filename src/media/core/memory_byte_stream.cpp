@@ -13,7 +13,8 @@ class QorMemoryByteStream final : public MxByteStream {
   explicit QorMemoryByteStream(std::vector<uint8_t> bytes) : bytes_(std::move(bytes)) {}
   const char* ClassName() const override { return "QorMemoryByteStream"; }
 
-  OSStatus Read(size_t size, int64_t offset, void* destination, size_t* bytesRead) override {
+  [[nodiscard]] OSStatus Read(size_t size, int64_t offset, void* destination,
+                              size_t* bytesRead) override {
     if (offset < 0) return QorSignalErrorAt(kMxErrInvalidParameter);
     if (static_cast<uint64_t>(offset) >= bytes_.size()) return kMxErrEndOfStream;
     size_t n = std::min(size, bytes_.size() - static_cast<size_t>(offset));
@@ -22,7 +23,7 @@ class QorMemoryByteStream final : public MxByteStream {
     return kNoErr;
   }
 
-  OSStatus GetLength(int64_t, int64_t* length) override {
+  [[nodiscard]] OSStatus GetLength(int64_t, int64_t* length) override {
     if (length == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
     *length = static_cast<int64_t>(bytes_.size());
     return kNoErr;

@@ -6,4 +6,5 @@
 
 #include "media/core/byte_stream.h"
 
-OSStatus MxByteStreamCreateForMemory(const uint8_t* bytes, size_t length, MxByteStreamRef* out);
+[[nodiscard]] OSStatus MxByteStreamCreateForMemory(const uint8_t* bytes, size_t length,
+                                                   MxByteStreamRef* out);

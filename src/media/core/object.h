@@ -29,12 +29,12 @@ class MxObject {
   virtual const char* ClassName() const = 0;
 
   // Common part of every class's table: copy a property by key, set a property.
-  virtual OSStatus CopyProperty(const std::string& key, MxValue* out) {
+  [[nodiscard]] virtual OSStatus CopyProperty(const std::string& key, MxValue* out) {
     (void)key;
     (void)out;
     return kMxErrUnimplemented;
   }
-  virtual OSStatus SetProperty(const std::string& key, const MxValue& value) {
+  [[nodiscard]] virtual OSStatus SetProperty(const std::string& key, const MxValue& value) {
     (void)key;
     (void)value;
     return kMxErrUnimplemented;

@@ -25,7 +25,8 @@ struct MxURL {
   bool operator==(const MxURL& other) const = default;
 };
 
-OSStatus MxURLCreateWithFileSystemPath(const char* path, bool isDirectory, MxURL* out);
+[[nodiscard]] OSStatus MxURLCreateWithFileSystemPath(const char* path, bool isDirectory,
+                                                     MxURL* out);
 
 struct MxValue;
 using MxDictionary = std::map<std::string, MxValue, std::less<>>;

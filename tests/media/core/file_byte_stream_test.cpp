@@ -10,7 +10,7 @@ namespace {
 
 MxByteStreamRef Open(const std::string& path, uint32_t permissions = 0) {
   MxURL url;
-  MxURLCreateWithFileSystemPath(path.c_str(), false, &url);
+  EXPECT_EQ(MxURLCreateWithFileSystemPath(path.c_str(), false, &url), kNoErr);
   MxByteStreamRef stream;
   EXPECT_EQ(MxByteStreamCreateForFileURL(nullptr, url, permissions, &stream), kNoErr);
   return stream;
@@ -86,7 +86,7 @@ TEST(FileByteStream, PropertiesAndEquality) {
 
 TEST(FileByteStream, MissingFileFailsWithSystemError) {
   MxURL url;
-  MxURLCreateWithFileSystemPath("/nonexistent/file.vtt", false, &url);
+  ASSERT_EQ(MxURLCreateWithFileSystemPath("/nonexistent/file.vtt", false, &url), kNoErr);
   MxByteStreamRef s;
   EXPECT_EQ(MxByteStreamCreateForFileURL(nullptr, url, 0, &s), ENOENT);
   EXPECT_FALSE(s);

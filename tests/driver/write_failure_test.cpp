@@ -1,0 +1,96 @@
+// A segment that fails part-way (a write or an encryptor step) ends the run: the failure is
+// reported, the run's status is non-zero and no playlist is left that would look complete.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "driver/cue_scheduler.h"
+#include "log_capture.h"
+#include "media/core/memory_byte_stream.h"
+#include "segments/chunk_file.h"
+#include "test_support.h"
+
+namespace {
+
+constexpr OSStatus kInjected = -45100;
+
+// Fails the n-th step of one kind (counting from 1) while installed.
+class FailNthStep {
+ public:
+  FailNthStep(ChunkFileStep step, int n) {
+    previous_ = ChunkFileSetFaultHook([this, step, n](ChunkFileStep s) {
+      return s == step && ++seen_ == n ? kInjected : kNoErr;
+    });
+  }
+  ~FailNthStep() { ChunkFileSetFaultHook(std::move(previous_)); }
+  int seen() const { return seen_; }
+
+ private:
+  int seen_ = 0;
+  ChunkFileFaultHook previous_;
+};
+
+// Three 10-second segments of two cues each.
+const std::string kSource =
+    "WEBVTT\n\n00:01.000 --> 00:02.000\na\n\n00:03.000 --> 00:04.000\nb\n\n"
+    "00:11.000 --> 00:12.000\nc\n\n00:13.000 --> 00:14.000\nd\n\n"
+    "00:21.000 --> 00:22.000\ne\n\n00:23.000 --> 00:24.000\nf\n\n";
+
+OSStatus RunSource(const ScratchDir& dir, bool encrypt) {
+  RunSettings settings;
+  settings.targetDuration = 10;
+  settings.fileBase = dir.path().c_str();
+  if (encrypt) settings.encryptKeyFile = settings.fileBase;  // generated keys
+  MxByteStreamRef stream;
+  EXPECT_EQ(MxByteStreamCreateForMemory(reinterpret_cast<const uint8_t*>(kSource.data()),
+                                        kSource.size(), &stream),
+            kNoErr);
+  return RunWebVTTSource(settings, stream.get());
+}
+
+TEST(WriteFailure, MidSegmentFailureLeavesNoPlaylist) {
+  // A segment here is 16 writes (4 for the header, 6 per cue); encrypted, the encryptor runs
+  // once per write and once more for the padding, which is one more write.
+  struct Case {
+    const char* name;
+    bool encrypt;
+    ChunkFileStep step;
+    int n;
+    OSStatus status;
+    const char* message;
+  } cases[] = {
+      {"write in segment 2", false, ChunkFileStep::kWrite, 18, kErrShortWrite,
+       "fileSequence1.webvtt: Unknown error -45100\n"},
+      {"encryption in segment 2", true, ChunkFileStep::kEncrypt, 18, kInjected,
+       "Encryption error: -45100.  Refusing to write segment!\n"},
+      {"encrypted write in segment 2", true, ChunkFileStep::kWrite, 18, kErrShortWrite,
+       "fileSequence1.webvtt: Unknown error -45100\n"},
+      {"padding of segment 2", true, ChunkFileStep::kEncrypt, 34, kInjected,
+       "Encryption error: -45100\n"},
+      {"padding of the last segment", true, ChunkFileStep::kEncrypt, 51, kInjected,
+       "Encryption error: -45100\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ScratchDir dir;
+    LogCapture log(0);
+    FailNthStep fault(c.step, c.n);
+    EXPECT_EQ(RunSource(dir, c.encrypt), c.status);
+    EXPECT_GE(fault.seen(), c.n);  // the failure did happen
+    EXPECT_TRUE(log.Contains(c.message)) << log.Text();
+    EXPECT_FALSE(FileExists(dir / "prog_index.m3u8"));
+    EXPECT_TRUE(FileExists(dir / "fileSequence0.webvtt"));  // finished before the failure
+  }
+}
+
+TEST(WriteFailure, WithoutFaultsTheSameRunsSucceed) {
+  for (bool encrypt : {false, true}) {
+    ScratchDir dir;
+    LogCapture log(0);
+    EXPECT_EQ(RunSource(dir, encrypt), kNoErr);
+    const std::string playlist = ReadFile(dir / "prog_index.m3u8");
+    EXPECT_NE(playlist.find("fileSequence2.webvtt\n#EXT-X-ENDLIST\n"), std::string::npos);
+  }
+}
+
+}  // namespace
