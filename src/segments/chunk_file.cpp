@@ -349,7 +349,8 @@ ChunkFile* ChunkFileCreate(const ChunkFileSettings& s) {
   c->streamingKeyDelivery = s.streamingKeyDelivery;
   c->ivSequence = s.ivSequence;
   c->keyURL = CopyOrNone(s.keyURL);
-  // Computed in 32 bits: 4096 megabytes and more wrap around, as established.
+  // Computed in 32 bits: 4096 megabytes and more wrap around (4096 gives 0, so the IV changes
+  // with every segment).
   c->ivRotationBytes = static_cast<uint32_t>(s.ivRotateMegabytes * 1048576u);
   const bool haveIVBytes = s.keyData != nullptr && s.keyDataLength >= 32;
 

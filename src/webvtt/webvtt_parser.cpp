@@ -139,7 +139,8 @@ char* BufferBytes(MxBlockBuffer* buffer) {
   SkipBlanks(&p, &remaining);
   if (WebVTTParseTimestamp(parser, &p, &remaining, &finish, true, nullptr) != kNoErr) return kNoErr;
   // The end is compared with the record's start before the start is stored, so this checks
-  // end > 0 and accepts an end before the start: the established behaviour.
+  // end > 0 only: a cue whose end comes before its start is accepted, and a zero end stops
+  // the read.
   if (!(finish > cue->start)) return QorSignalErrorAt(kWebVTTErrBadCueTime);
   cue->start = start;
   cue->end = finish;

@@ -120,7 +120,8 @@ MxTime MxTimeMakeWithSeconds(double seconds, int32_t timescale) {
     timescale >>= 1;
     if (timescale == 0) return Infinity(!(seconds < 0));
     // Without the magnitude this time: a negative product ends the loop and is negated below,
-    // so an out-of-range negative time comes out positive. That is the established behaviour.
+    // so an out-of-range negative time comes out positive, with the rounded flag. Times read
+    // from files may rely on this sign, so it is kept.
     p = static_cast<double>(timescale) * seconds;
   }
   int64_t value = TruncateToInt64(p);
@@ -162,7 +163,7 @@ MxTime MxTimeConvertScale(MxTime t, int32_t newTs, uint32_t method) {
     case kMxTimeRoundingMethod_RoundAwayFromZero:
       q += step;
       break;
-    case kMxTimeRoundingMethod_QuickTime:
+    case kMxTimeRoundingMethod_RoundTowardZeroMediaFile:
       if (oldTs >= newTs) {
         if (q == 0) q = t.value >= 0 ? 0 : -1;
       } else {

@@ -26,7 +26,9 @@ enum MxTimeRoundingMethod : uint32_t {
   kMxTimeRoundingMethod_RoundHalfAwayFromZero = 1,
   kMxTimeRoundingMethod_RoundTowardZero = 2,
   kMxTimeRoundingMethod_RoundAwayFromZero = 3,
-  kMxTimeRoundingMethod_QuickTime = 4,
+  // Toward zero when the new scale is not finer, except that a negative time that would
+  // become 0 becomes -1; away from zero when the new scale is finer.
+  kMxTimeRoundingMethod_RoundTowardZeroMediaFile = 4,
   kMxTimeRoundingMethod_RoundTowardPositiveInfinity = 5,
   kMxTimeRoundingMethod_RoundTowardNegativeInfinity = 6,
 };

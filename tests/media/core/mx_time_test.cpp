@@ -27,7 +27,7 @@ TEST(MxTime, MakeAndMakeWithSeconds) {
   EXPECT_LT(big.timescale, 1000000000);
   EXPECT_EQ(big.flags & 1, 1u);
   EXPECT_NEAR(MxTimeGetSeconds(big), 1e10, 1);
-  // Out-of-range negative seconds come out positive and rounded, as established.
+  // Out-of-range negative seconds come out positive and rounded.
   MxTime negative = MxTimeMakeWithSeconds(-1e10, 1000000000);
   EXPECT_GT(negative.value, 0);
   EXPECT_EQ(negative.flags, 3u);
