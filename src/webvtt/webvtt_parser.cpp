@@ -223,30 +223,41 @@ char* BufferBytes(MxBlockBuffer* buffer) {
   return MxBlockBufferAppendBufferReference(parser->partialLine.get(), block, 0, length, 0);
 }
 
+// Whether the pending partial line ends with a CR (one that was the last byte of a block).
+[[nodiscard]] OSStatus PartialLineEndsWithCR(WebVTTParser* parser, bool* endsWithCR) {
+  char last = 0;
+  const size_t pending = MxBlockBufferGetDataLength(parser->partialLine.get());
+  OSStatus status = MxBlockBufferCopyDataBytes(parser->partialLine.get(), pending - 1, 1, &last);
+  *endsWithCR = status == kNoErr && last == '\r';
+  return status;
+}
+
 // Completes a line that began in an earlier block. Sets *consumed to the bytes of `block` that
 // belong to it (0 when the block must be scanned from its start), or to the whole block when
 // the line goes on past it.
 [[nodiscard]] OSStatus ContinuePartialLine(WebVTTParser* parser, MxBlockBuffer* block,
                                            const char* data, size_t length, size_t* consumed) {
-  const char* const end = data + length;
-  const char* lineEnd = FindLineEnd(data, end);
-  *consumed = length;
-  if (lineEnd == nullptr) return AppendToPartialLine(parser, block, length);
-  size_t terminator = TerminatorLength(lineEnd, end);
-  if (terminator == 0) {
-    // A CR that ends the block: keep what precedes it and drop the CR itself.
-    return AppendToPartialLine(parser, block, static_cast<size_t>(lineEnd - data));
+  bool endsWithCR = false;
+  OSStatus status = PartialLineEndsWithCR(parser, &endsWithCR);
+  if (status != kNoErr) return status;
+  size_t take = 0, terminator = 0;
+  if (endsWithCR) {
+    // The CR that ended the previous block ends the line: with an LF that starts this block it
+    // is one CR LF, otherwise a line break of its own.
+    const bool lf = length > 0 && data[0] == '\n';
+    take = lf ? 1 : 0;
+    terminator = lf ? 2 : 1;
+  } else {
+    const char* const end = data + length;
+    const char* lineEnd = FindLineEnd(data, end);
+    *consumed = length;
+    if (lineEnd == nullptr) return AppendToPartialLine(parser, block, length);
+    terminator = TerminatorLength(lineEnd, end);
+    // A CR that ends the block stays pending: the next block tells whether an LF follows.
+    if (terminator == 0) return AppendToPartialLine(parser, block, length);
+    take = static_cast<size_t>(lineEnd - data) + terminator;
   }
-  size_t take = static_cast<size_t>(lineEnd - data) + terminator;
-  if (lineEnd == data && terminator == 1) {
-    char last = 0;
-    size_t pending = MxBlockBufferGetDataLength(parser->partialLine.get());
-    OSStatus status = MxBlockBufferCopyDataBytes(parser->partialLine.get(), pending - 1, 1, &last);
-    if (status != kNoErr) return status;
-    if (last == '\r') terminator = 2;  // CR LF split across two blocks
-    take = 1;
-  }
-  OSStatus status = AppendToPartialLine(parser, block, take);
+  status = AppendToPartialLine(parser, block, take);
   if (status == kNoErr) status = FinishPartialLine(parser, terminator);
   if (status == kFeedLineAgain) {
     *consumed = 0;
