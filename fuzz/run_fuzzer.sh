@@ -2,7 +2,7 @@
 # Runs one fuzz target for a bounded time, seeded from the subtitle corpus. Usage:
 #   run_fuzzer.sh <fuzzer binary> <corpus dir> [seconds]
 set -euo pipefail
-binary="$1"; seeds="$2"; seconds="${3:-${FUZZ_SECONDS:-60}}"
+binary="$1"; seeds="$2"; seconds="${3:-${FUZZ_SECONDS:-30}}"
 work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT
 mkdir -p "$work/corpus"
@@ -11,4 +11,4 @@ if [ -d "$seeds" ]; then
 fi
 "$binary" -max_total_time="$seconds" -max_len=8192 -timeout=10 -rss_limit_mb=2048 \
   -print_final_stats=1 "$work/corpus" 2>"$work/log" || { tail -n 60 "$work/log"; exit 1; }
-grep -E 'stat::number_of_executed_units|Done' "$work/log" | tail -n 2
+grep -E 'INITED|stat::number_of_executed_units|Done' "$work/log" | tail -n 2

@@ -151,13 +151,18 @@ class CueScheduler {
 }  // namespace
 
 OSStatus RunWebVTTSource(const RunSettings& settings, MxByteStream* stream) {
+  return RunWebVTTSourceInto(settings, stream,
+                             MakeChunkFileSettings(settings, settings.fileBase, settings.baseURL));
+}
+
+OSStatus RunWebVTTSourceInto(const RunSettings& settings, MxByteStream* stream,
+                             const ChunkFileSettings& chunkSettings) {
   const uint32_t commaDecimal = SniffCommaDecimal(stream);
   WebVTTParser* rawParser = nullptr;
   if (WebVTTParserCreate(&rawParser, commaDecimal) != kNoErr) return kErrCreateFailed;
   std::unique_ptr<WebVTTParser, ParserRelease> parser(rawParser);
 
-  ChunkFile* chunk =
-      ChunkFileCreate(MakeChunkFileSettings(settings, settings.fileBase, settings.baseURL));
+  ChunkFile* chunk = ChunkFileCreate(chunkSettings);
   if (chunk == nullptr) {
     OutputMessage(0, "can't set up the output stream in %s",
                   settings.fileBase ? settings.fileBase : ".");

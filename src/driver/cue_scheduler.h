@@ -6,5 +6,10 @@
 #include "common/status.h"
 #include "driver/run_settings.h"
 #include "media/core/byte_stream.h"
+#include "segments/chunk_file.h"
 
 [[nodiscard]] OSStatus RunWebVTTSource(const RunSettings& settings, MxByteStream* stream);
+// The same run into a chunk file made with `chunkSettings` instead of the run's own (for
+// example one that keeps its segments in memory).
+[[nodiscard]] OSStatus RunWebVTTSourceInto(const RunSettings& settings, MxByteStream* stream,
+                                           const ChunkFileSettings& chunkSettings);

@@ -10,7 +10,7 @@
 #include <memory>
 #include <string>
 
-#include "segments/file_command.h"
+#include "postprocess/file_command.h"
 
 constexpr size_t kPathLimit = 1024;
 

@@ -184,8 +184,8 @@ ChunkFileFaultHook& FaultHook() {
   return hook;
 }
 
-OSStatus InjectedFault(ChunkFileStep step) {
-  return FaultHook() ? FaultHook()(step) : kNoErr;
+[[nodiscard]] OSStatus InjectedFault(ChunkFileStep step, size_t length) {
+  return FaultHook() ? FaultHook()(step, length) : kNoErr;
 }
 
 // Remembers the first failure of the current file; the segment it belongs to is not listed.
@@ -201,7 +201,7 @@ void NoteWriteError(ChunkFile* c, OSStatus error) {
 }
 
 [[nodiscard]] OSStatus WriteBytes(ChunkFile* c, const void* data, size_t length) {
-  OSStatus status = InjectedFault(ChunkFileStep::kWrite);
+  OSStatus status = InjectedFault(ChunkFileStep::kWrite, length);
   if (status == kNoErr) status = c->file->Write(data, length);
   NoteWriteError(c, status);
   return status == kNoErr ? kNoErr : kErrShortWrite;
@@ -209,14 +209,14 @@ void NoteWriteError(ChunkFile* c, OSStatus error) {
 
 [[nodiscard]] OSStatus EncryptUpdate(ChunkFile* c, const void* data, size_t length,
                                      size_t* produced) {
-  OSStatus status = InjectedFault(ChunkFileStep::kEncrypt);
+  OSStatus status = InjectedFault(ChunkFileStep::kEncrypt, length);
   if (status != kNoErr) return status;
   return c->cryptor->Update(static_cast<const uint8_t*>(data), length, c->cipherScratch.data(),
                             produced);
 }
 
 [[nodiscard]] OSStatus EncryptFinal(ChunkFile* c, uint8_t* out, size_t* produced) {
-  OSStatus status = InjectedFault(ChunkFileStep::kEncrypt);
+  OSStatus status = InjectedFault(ChunkFileStep::kEncrypt, 0);
   return status != kNoErr ? status : c->cryptor->Final(out, produced);
 }
 
@@ -430,7 +430,13 @@ OSStatus ChunkFileWriteData(ChunkFile* c, const void* data, size_t length) {
   // A segment that already failed takes no more bytes: it will not be listed, and bytes that
   // never reached the file are not counted.
   if (c->writeError != kNoErr) return c->writeError;
-  if (c->bufferInMemory) return BufferInMemory(c, data, length);
+  if (c->bufferInMemory) {
+    if (OSStatus status = InjectedFault(ChunkFileStep::kWrite, length)) {
+      RecordWriteError(c, status);
+      return status;
+    }
+    return BufferInMemory(c, data, length);
+  }
   if (c->encrypt && c->aes128) {
     if (!c->cryptor) {
       OutputMessage(0, "Cryptor not initialized!  Refusing to write segment!");

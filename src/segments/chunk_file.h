@@ -115,9 +115,9 @@ void ChunkFileFormatBitRate(double bitsPerSecond, char* text);
 
 // The steps of writing a segment that can fail part-way through it.
 enum class ChunkFileStep { kEncrypt, kWrite };
-// Asked before every encryptor step and every write to a segment file of every stream; a
-// non-zero answer fails that step with the status given, exactly as if the encryptor or the
-// file had reported it. Normal runs install none; tests install one to make the n-th step fail.
-// Returns the hook installed before.
-using ChunkFileFaultHook = std::function<OSStatus(ChunkFileStep)>;
+// Asked before every encryptor step and every write to a segment file (or to the memory buffer)
+// of every stream, with the number of bytes; a non-zero answer fails that step with the status
+// given, exactly as if the encryptor or the file had reported it. Normal runs install none; tests
+// install one to make the n-th step fail. Returns the hook installed before.
+using ChunkFileFaultHook = std::function<OSStatus(ChunkFileStep step, size_t length)>;
 ChunkFileFaultHook ChunkFileSetFaultHook(ChunkFileFaultHook hook);

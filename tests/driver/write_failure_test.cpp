@@ -18,7 +18,7 @@ constexpr OSStatus kInjected = -45100;
 class FailNthStep {
  public:
   FailNthStep(ChunkFileStep step, int n) {
-    previous_ = ChunkFileSetFaultHook([this, step, n](ChunkFileStep s) {
+    previous_ = ChunkFileSetFaultHook([this, step, n](ChunkFileStep s, size_t) {
       return s == step && ++seen_ == n ? kInjected : kNoErr;
     });
   }

@@ -1,4 +1,4 @@
-#include "segments/file_command.h"
+#include "postprocess/file_command.h"
 
 #include <unistd.h>
 

@@ -1,8 +1,9 @@
-#include "segments/file_command.h"
+#include "postprocess/file_command.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
+#include <sys/wait.h>
 
+#include <cerrno>
 #include <string>
 
 #include "log_capture.h"
@@ -34,9 +35,10 @@ TEST(FileCommand, Expansion) {
   }
 }
 
-bool WaitForFile(const std::string& path) {
-  for (int i = 0; i < 200 && !FileExists(path); i++) usleep(10000);
-  return FileExists(path);
+// Reaps every child of the test process: the commands forked so far have all finished.
+void WaitForCommands() {
+  while (waitpid(-1, nullptr, 0) > 0 || errno == EINTR) {
+  }
 }
 
 TEST(FileCommand, SerialQueueStartsTheFirstAtOnceAndTheRestAtDrain) {
@@ -51,15 +53,16 @@ TEST(FileCommand, SerialQueueStartsTheFirstAtOnceAndTheRestAtDrain) {
   EXPECT_GT(first->pid, 0);
   EXPECT_FALSE(second->started);
   EXPECT_EQ(SerialFileCommandQueueLength(), 3u);
-  EXPECT_TRUE(WaitForFile(dir / "1"));
-  usleep(100000);
+  WaitForCommands();
+  EXPECT_TRUE(FileExists(dir / "1"));
   EXPECT_FALSE(FileExists(dir / "2"));
   EXPECT_TRUE(DestroyFileCommandEntry(second));  // marked, but still runs at drain
   EXPECT_FALSE(DestroyFileCommandEntry(nullptr));
   DestroyAllFileCommands();
   EXPECT_EQ(SerialFileCommandQueueLength(), 0u);
-  EXPECT_TRUE(WaitForFile(dir / "2"));
-  EXPECT_TRUE(WaitForFile(dir / "3"));
+  WaitForCommands();
+  EXPECT_TRUE(FileExists(dir / "2"));
+  EXPECT_TRUE(FileExists(dir / "3"));
   EXPECT_TRUE(log.Contains("forking \"touch \"" + (dir / "1") + "\"\""));
   EXPECT_TRUE(log.Contains("created pid "));
   // A failed expansion gives no entry and runs nothing.
@@ -67,7 +70,8 @@ TEST(FileCommand, SerialQueueStartsTheFirstAtOnceAndTheRestAtDrain) {
   EXPECT_EQ(CreateSerialFileCommand(nullptr, "x", "x"), nullptr);
   EXPECT_EQ(SerialFileCommandQueueLength(), 0u);
   CreateImmediateFileCommand("touch %P", (dir / "now").c_str(), "now");
-  EXPECT_TRUE(WaitForFile(dir / "now"));
+  WaitForCommands();
+  EXPECT_TRUE(FileExists(dir / "now"));
 }
 
 }  // namespace
