@@ -5,17 +5,15 @@
 #include "segments/chunk_file.h"
 
 inline ChunkFileSettings TestVodSettings(const char* directory) {
-  ChunkFileSettings s{};
-  s.version = 3;
-  s.targetDuration = 10;
-  s.notLive = 1;
-  s.kindSelector = -1;
-  s.directory = directory;
-  s.indexFileName = "prog_index.m3u8";
-  s.liveWindowSize = 1;
-  s.minEntriesToWrite = 1;
-  s.ivRotateMegabytes = 50;
-  s.decimalDurations = 1;
-  s.aes128 = 1;
-  return s;
+  return ChunkFileSettings{.version = 3,
+                           .targetDuration = 10,
+                           .notLive = 1,
+                           .kindSelector = -1,
+                           .directory = directory,
+                           .indexFileName = "prog_index.m3u8",
+                           .liveWindowSize = 1,
+                           .minEntriesToWrite = 1,
+                           .ivRotateMegabytes = 50,
+                           .decimalDurations = 1,
+                           .aes128 = 1};
 }

@@ -9,38 +9,38 @@
 inline ChunkFileSettings MakeChunkFileSettings(const RunSettings& s, const char* directory,
                                                const char* urlPrefix) {
   return ChunkFileSettings{
-      3,                       // playlist version
-      s.targetDuration,        //
-      1,                       // not live ...
-      -1,                      // ... with a negative selector: VOD
-      directory,               //
-      urlPrefix,               //
-      s.indexFileName,         //
-      s.baseMediaFileName,     //
-      0,                       // first file number
-      1,                       // live window (unused by VOD)
-      1,                       // live minimum / EVENT first write (unused by VOD)
-      0,                       // live deletion (unused by VOD)
-      0,                       // file numbers never wrap
-      0,                       // no memory buffer
-      s.staticKey,             //
-      s.staticKeyLength,       // 0, 16 or 32
-      s.baseEncryptKeyName,    //
-      s.encryptKeyURL,         //
-      s.encryptKeyFile,        //
-      s.ivSequence,            //
-      s.keyRotationPeriod,     //
-      s.ivRotateMegabytes,     //
-      1,                       // decimal durations
-      nullptr,                 // no post-processing commands
-      nullptr,                 //
-      nullptr,                 //
-      nullptr,                 //
-      nullptr,                 // no I-frame playlist
-      0,                       // separate files
-      1,                       // AES-128
-      s.streamingKeyDelivery,  //
-      0,                       // independent segments off
-      0,                       // no byte ranges
+      .version = 3,
+      .targetDuration = s.targetDuration,
+      .notLive = 1,
+      .kindSelector = -1,  // with notLive: VOD
+      .directory = directory,
+      .baseURL = urlPrefix,
+      .indexFileName = s.indexFileName,
+      .baseName = s.baseMediaFileName,
+      .firstFileIndex = 0,
+      .liveWindowSize = 1,     // unused by VOD
+      .minEntriesToWrite = 1,  // unused by VOD
+      .liveDeleteOldFiles = 0,
+      .maxFileIndex = 0,  // file numbers never wrap
+      .bufferInMemory = 0,
+      .keyData = s.staticKey,
+      .keyDataLength = s.staticKeyLength,  // 0, 16 or 32
+      .keyBaseName = s.baseEncryptKeyName,
+      .keyURL = s.encryptKeyURL,
+      .keyLocation = s.encryptKeyFile,
+      .ivSequence = s.ivSequence,
+      .keyRotationPeriod = s.keyRotationPeriod,
+      .ivRotateMegabytes = s.ivRotateMegabytes,
+      .decimalDurations = 1,
+      .segmentPostCommand = nullptr,
+      .segmentDeleteCommand = nullptr,
+      .keyPostCommand = nullptr,
+      .keyDeleteCommand = nullptr,
+      .iframeIndexFileName = nullptr,  // no I-frame playlist
+      .singleFile = 0,
+      .aes128 = 1,
+      .streamingKeyDelivery = s.streamingKeyDelivery,
+      .independentSegments = 0,
+      .reportByteRanges = 0,
   };
 }

@@ -18,41 +18,42 @@
 #include "segments/crypt_key.h"
 #include "segments/segment_file.h"
 
-// Creation settings, one field per creation argument, in argument order.
+// Creation settings of a stream. Fill them by name (designated initializers), never by
+// position: several neighbours share a type.
 struct ChunkFileSettings {
-  uint32_t version;                  // 1: EXT-X-VERSION
-  uint32_t targetDuration;           // 2: seconds
-  uint8_t notLive;                   // 3: with a negative kindSelector: VOD
-  int64_t kindSelector;              // 4: 0 with notLive clear: live; otherwise EVENT
-  const char* directory;             // 5: output directory, kept alive by the caller
-  const char* baseURL;               // 6: prefix of playlist entries; none = relative
-  const char* indexFileName;         // 7: playlist file name
-  const char* baseName;              // 8: segment base name, kept alive by the caller
-  uint32_t firstFileIndex;           // 9
-  uint32_t liveWindowSize;           // 10: live playlists only
-  uint32_t minEntriesToWrite;        // 11: live minimum / EVENT first write count
-  uint8_t liveDeleteOldFiles;        // 12: live playlists only
-  uint32_t maxFileIndex;             // 13: file numbers wrap to 0 here; 0 = never
-  uint8_t bufferInMemory;            // 14
-  const uint8_t* keyData;            // 15: 16 key bytes, then 16 IV bytes with streaming delivery
-  size_t keyDataLength;              // 16: 0 = no key file
-  const char* keyBaseName;           // 17
-  const char* keyURL;                // 18
-  const char* keyLocation;           // 19: a key file, or the directory for generated keys
-  uint8_t ivSequence;                // 20
-  uint32_t keyRotationPeriod;        // 21: segments per key; 0 = one key
-  uint32_t ivRotateMegabytes;        // 22
-  uint8_t decimalDurations;          // 23
-  const char* segmentPostCommand;    // 24
-  const char* segmentDeleteCommand;  // 25
-  const char* keyPostCommand;        // 26
-  const char* keyDeleteCommand;      // 27
-  const char* iframeIndexFileName;   // 28: none = no I-frame playlist
-  uint8_t singleFile;                // 29
-  uint8_t aes128;                    // 30: 0 = SAMPLE-AES (key URL only, bytes unencrypted)
-  uint8_t streamingKeyDelivery;      // 31
-  uint8_t independentSegments;       // 32
-  uint8_t reportByteRanges;          // 33
+  uint32_t version = 0;                 // EXT-X-VERSION
+  uint32_t targetDuration = 0;          // seconds
+  uint8_t notLive = 0;                  // with a negative kindSelector: VOD
+  int64_t kindSelector = 0;             // 0 with notLive clear: live; otherwise EVENT
+  const char* directory = nullptr;      // output directory, kept alive by the caller
+  const char* baseURL = nullptr;        // prefix of playlist entries; none = relative
+  const char* indexFileName = nullptr;  // playlist file name
+  const char* baseName = nullptr;       // segment base name, kept alive by the caller
+  uint32_t firstFileIndex = 0;
+  uint32_t liveWindowSize = 0;     // live playlists only
+  uint32_t minEntriesToWrite = 0;  // live minimum / EVENT first write count
+  uint8_t liveDeleteOldFiles = 0;  // live playlists only
+  uint32_t maxFileIndex = 0;       // file numbers wrap to 0 here; 0 = never
+  uint8_t bufferInMemory = 0;
+  const uint8_t* keyData = nullptr;  // 16 key bytes, then 16 IV bytes with streaming delivery
+  size_t keyDataLength = 0;          // 0 = no key file
+  const char* keyBaseName = nullptr;
+  const char* keyURL = nullptr;
+  const char* keyLocation = nullptr;  // a key file, or the directory for generated keys
+  uint8_t ivSequence = 0;
+  uint32_t keyRotationPeriod = 0;  // segments per key; 0 = one key
+  uint32_t ivRotateMegabytes = 0;
+  uint8_t decimalDurations = 0;
+  const char* segmentPostCommand = nullptr;
+  const char* segmentDeleteCommand = nullptr;
+  const char* keyPostCommand = nullptr;
+  const char* keyDeleteCommand = nullptr;
+  const char* iframeIndexFileName = nullptr;  // none = no I-frame playlist
+  uint8_t singleFile = 0;
+  uint8_t aes128 = 0;  // 0 = SAMPLE-AES (key URL only, bytes unencrypted)
+  uint8_t streamingKeyDelivery = 0;
+  uint8_t independentSegments = 0;
+  uint8_t reportByteRanges = 0;
 };
 
 struct ChunkFile {

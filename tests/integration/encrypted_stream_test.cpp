@@ -40,7 +40,9 @@ Stream WriteStream(ChunkFile* chunk, int segments) {
       stream.cues.push_back(payload);
     }
     stream.plain.push_back(text);
-    if (s + 1 < segments) EXPECT_EQ(ChunkFileMoveToNextFileSecs(chunk, 10), kNoErr);
+    if (s + 1 < segments) {
+      EXPECT_EQ(ChunkFileMoveToNextFileSecs(chunk, 10), kNoErr);
+    }
   }
   EXPECT_EQ(ChunkFileReleaseSecs(chunk, 10, segments * 10.0), kNoErr);
   return stream;
