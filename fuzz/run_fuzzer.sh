@@ -11,4 +11,5 @@ if [ -d "$seeds" ]; then
 fi
 "$binary" -max_total_time="$seconds" -max_len=8192 -timeout=10 -rss_limit_mb=2048 \
   -print_final_stats=1 "$work/corpus" 2>"$work/log" || { tail -n 60 "$work/log"; exit 1; }
-grep -E 'INITED|stat::number_of_executed_units|Done' "$work/log" | tail -n 2
+grep -m1 'INITED' "$work/log" || true
+grep -E 'stat::number_of_executed_units|Done' "$work/log" | tail -n 2
