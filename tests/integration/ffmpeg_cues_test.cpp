@@ -88,13 +88,16 @@ TEST(Ffmpeg, ExtractsTheSourceCuesFromEveryKindOfPlaylist) {
       {"plain", {}},
       {"static key", {"-k", "KEYFILE"}},
       {"sequence IVs", {"-J", "sequence", "-k", "OUT"}},
-      {"rotated keys", {"-G", "3", "-k", "OUT"}},
+      // A random IV per key would give dozens of IVs, one of which is nearly always written in
+      // the short form: rotation is checked with sequence IVs.
+      {"rotated keys", {"-G", "3", "-J", "sequence", "-k", "OUT"}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     // A random IV with a leading zero byte is written in the short form that ffmpeg misreads
     // (see the README); such a run is repeated with fresh IVs.
-    for (int attempt = 0; attempt < 5; attempt++) {
+    bool checked = false;
+    for (int attempt = 0; attempt < 5 && !checked; attempt++) {
       ScratchDir out;
       RunShell("cp '" + (dir / "key.bin") + "' '" + (out / "key.bin") + "'");
       std::vector<std::string> args{"hlsvtt", "-q", "-t", "10", "-f", out.path()};
@@ -110,8 +113,9 @@ TEST(Ffmpeg, ExtractsTheSourceCuesFromEveryKindOfPlaylist) {
       if (HasShortIV(playlist)) continue;
       ExpectSameCues(expected, FfmpegCues(out.path(), "prog_index.m3u8",
                                           "-allowed_extensions ALL -extension_picky 0"));
-      break;
+      checked = true;
     }
+    EXPECT_TRUE(checked) << "every attempt drew an IV in the short form";
   }
 }
 
