@@ -43,6 +43,12 @@ enum : OSStatus {
   kMxBlockBufferEmptyBBuf = -12706,
   kMxBlockBufferUnallocatedBlock = -12707,
 
+  // Movie-file reader codes.
+  kMovieErrMalformed = -12890,         // a box or table of the movie file is broken
+  kMovieErrFragmented = -12891,        // fragmented movie files (movie fragments) are not read
+  kMovieErrUnsupported = -12892,       // a compressed header in an unknown method, or too large
+  kMovieErrSampleOutOfRange = -12893,  // a sample's bytes lie past the end of the file
+
   kWebVTTErrMalformedCue = -16010,
   kWebVTTErrMalformedTimestamp = -16011,
   kWebVTTErrBadCueTime = -16012,
