@@ -33,9 +33,13 @@ OSStatus SampleTable::Make(const MovieTrack& track, SampleTable* out) {
   t.sampleCount_ = t.sizes_->sampleCount;
   const uint32_t n = t.sampleCount_;
 
-  uint64_t timed = 0;
-  for (uint32_t i = 0; i < t.stts_->runs.count; ++i) timed += t.stts_->RunCount(i);
-  if (timed != n) return Malformed();
+  // The sample count and the decode time of the last sample must fit, so that no step overflows.
+  uint64_t timed = 0, totalTime = 0;
+  for (uint32_t i = 0; i < t.stts_->runs.count; ++i) {
+    timed += t.stts_->RunCount(i);
+    totalTime = SaturatingAdd(totalTime, uint64_t(t.stts_->RunCount(i)) * t.stts_->RunDelta(i));
+  }
+  if (timed != n || totalTime > uint64_t(INT64_MAX)) return Malformed();
   if (t.ctts_) {
     uint64_t offsets = 0;
     for (uint32_t i = 0; i < t.ctts_->runs.count; ++i) offsets += t.ctts_->RunCount(i);
@@ -91,10 +95,9 @@ SamplePosition SamplePosition::First(const SampleTable& table) {
 }
 
 OSStatus SamplePosition::Current(SampleInfo* out) const {
-  if (AtEnd()) return kMxErrEndOfTrack;
+  if (Empty()) return kMxErrEndOfTrack;
   const SampleTable& t = *table_;
   SampleInfo info;
-  if (decodeTime_ > uint64_t(INT64_MAX)) return Malformed();
   info.decodeTime = int64_t(decodeTime_);
   info.duration = t.stts_->RunDelta(sttsRun_);
   const int64_t offset = t.ctts_ ? t.ctts_->RunOffset(cttsRun_) : 0;
@@ -106,14 +109,15 @@ OSStatus SamplePosition::Current(SampleInfo* out) const {
   return kNoErr;
 }
 
+// Byte offsets wrap rather than saturate, so that a step back undoes a step forward exactly; a
+// wrapped offset is refused when the sample is read, as it lies outside the file.
 bool SamplePosition::StepForward() {
-  if (AtEnd()) return false;
+  if (Empty() || sample_ + 1 >= table_->SampleCount()) return false;
   const SampleTable& t = *table_;
-  const uint32_t size = t.sizes_->SizeAt(sample_);
+  offset_ += t.sizes_->SizeAt(sample_);
   ++sample_;
-  if (AtEnd()) return true;
 
-  decodeTime_ = SaturatingAdd(decodeTime_, t.stts_->RunDelta(sttsRun_));
+  decodeTime_ += t.stts_->RunDelta(sttsRun_);
   if (--sttsLeft_ == 0) {
     do ++sttsRun_;
     while (sttsRun_ < t.stts_->runs.count && t.stts_->RunCount(sttsRun_) == 0);
@@ -124,13 +128,52 @@ bool SamplePosition::StepForward() {
     while (cttsRun_ < t.ctts_->runs.count && t.ctts_->RunCount(cttsRun_) == 0);
     cttsLeft_ = t.ctts_->RunCount(cttsRun_);
   }
-  offset_ = SaturatingAdd(offset_, size);
   if (--chunkLeft_ == 0) {
     ++chunk_;
     if (stscRun_ + 1 < t.stsc_->runs.count && chunk_ + 1 >= t.stsc_->FirstChunk(stscRun_ + 1))
       ++stscRun_;
     chunkLeft_ = t.stsc_->SamplesPerChunk(stscRun_);
     offset_ = t.chunks_->OffsetAt(chunk_);
+  }
+  return true;
+}
+
+bool SamplePosition::StepBackward() {
+  if (Empty() || sample_ == 0) return false;
+  const SampleTable& t = *table_;
+  --sample_;
+
+  if (sttsLeft_ == t.stts_->RunCount(sttsRun_)) {
+    do --sttsRun_;
+    while (sttsRun_ > 0 && t.stts_->RunCount(sttsRun_) == 0);
+    sttsLeft_ = 1;
+  } else {
+    ++sttsLeft_;
+  }
+  decodeTime_ -= t.stts_->RunDelta(sttsRun_);
+  if (t.ctts_) {
+    if (cttsLeft_ == t.ctts_->RunCount(cttsRun_)) {
+      do --cttsRun_;
+      while (cttsRun_ > 0 && t.ctts_->RunCount(cttsRun_) == 0);
+      cttsLeft_ = 1;
+    } else {
+      ++cttsLeft_;
+    }
+  }
+  const uint32_t perChunk = t.stsc_->SamplesPerChunk(stscRun_);
+  if (chunkLeft_ == perChunk) {
+    // Onto the last sample of the previous chunk: its offset is the chunk's plus the sizes of
+    // the samples before it in that chunk.
+    --chunk_;
+    if (stscRun_ > 0 && chunk_ + 1 < t.stsc_->FirstChunk(stscRun_)) --stscRun_;
+    const uint32_t previousPerChunk = t.stsc_->SamplesPerChunk(stscRun_);
+    offset_ = t.chunks_->OffsetAt(chunk_);
+    for (uint32_t i = sample_ + 1 - previousPerChunk; i < sample_; ++i)
+      offset_ += t.sizes_->SizeAt(i);
+    chunkLeft_ = 1;
+  } else {
+    ++chunkLeft_;
+    offset_ -= t.sizes_->SizeAt(sample_);
   }
   return true;
 }

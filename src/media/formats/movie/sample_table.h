@@ -1,7 +1,8 @@
 // A track's sample tables walked as run-length tables. SampleTable checks once, when a track is
 // opened, that the tables agree with each other; SamplePosition then steps through the samples
-// in decode order in constant time per step (amortised over runs of zero samples), holding only
-// a few counters: nothing is expanded per sample.
+// in decode order holding only a few counters: nothing is expanded per sample. A step forward
+// takes constant time (amortised over runs of zero samples); a step back takes constant time
+// too, except onto the last sample of the previous chunk, which sums that chunk's sizes.
 #pragma once
 
 #include <cstdint>
@@ -38,15 +39,18 @@ class SampleTable {
 
 class SamplePosition {
  public:
-  // The position of the first sample of `table`, or the end when it has none.
+  // The position of the first sample of `table`; a table without samples has no position
+  // (Empty() is true).
   static SamplePosition First(const SampleTable& table);
 
-  bool AtEnd() const { return sample_ >= table_->SampleCount(); }
+  bool Empty() const { return table_ == nullptr || table_->SampleCount() == 0; }
   uint32_t SampleIndex() const { return sample_; }
-  // The current sample; kMovieErrMalformed when its times do not fit, kMxErrEndOfTrack at the end.
+  // The current sample; kMxErrEndOfTrack when the table has no samples.
   [[nodiscard]] OSStatus Current(SampleInfo* out) const;
-  // Moves to the next sample in decode order; false at the end, where the position stays.
+  // Moves to the next or previous sample in decode order; false at the last or first sample,
+  // where the position stays.
   bool StepForward();
+  bool StepBackward();
 
  private:
   const SampleTable* table_ = nullptr;
