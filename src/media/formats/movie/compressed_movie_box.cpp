@@ -36,6 +36,10 @@ OSStatus InflateCompressedMovieBox(std::span<const uint8_t> payload, uint64_t ma
   if (declared < 8) return QorSignalErrorAt(kMovieErrMalformed);
   if (declared > maxBytes) return QorSignalErrorAt(kMovieErrUnsupported);
   std::span<const uint8_t> compressed = d.Rest();
+  // Deflate expands at most about 1032 to 1: a larger declared size cannot be true, and is not
+  // allocated.
+  if (declared > uint64_t(compressed.size()) * 1032 + 64)
+    return QorSignalErrorAt(kMovieErrMalformed);
 
   std::vector<uint8_t> result;
   try {
