@@ -1,0 +1,272 @@
+#include "media/formats/movie/movie_boxes.h"
+
+#include "media/core/error_signal.h"
+
+namespace {
+
+OSStatus Malformed() {
+  return QorSignalErrorAt(kMovieErrMalformed);
+}
+
+// Version and flags of a full box.
+bool ReadFullBoxHeader(ByteCursor& c, uint8_t* version, uint32_t* flags) {
+  return c.ReadU8(version) && c.ReadU24(flags);
+}
+
+// A table of `count` entries of `entrySize` bytes that must fit in what is left of the box.
+bool TakeTable(ByteCursor& c, uint32_t count, uint32_t entrySize, EntryTable* out) {
+  if (uint64_t(count) * entrySize > c.Remaining()) return false;
+  out->count = count;
+  out->entrySize = entrySize;
+  return c.Take(size_t(count) * entrySize, &out->bytes);
+}
+
+// Reads version, flags and an entry count, then the table of entries.
+bool ParseCountedTable(std::span<const uint8_t> payload, uint32_t entrySize, EntryTable* out,
+                       uint8_t* version = nullptr) {
+  ByteCursor c(payload);
+  uint8_t v;
+  uint32_t flags, count;
+  if (!ReadFullBoxHeader(c, &v, &flags) || !c.ReadU32(&count)) return false;
+  if (version) *version = v;
+  return TakeTable(c, count, entrySize, out);
+}
+
+}  // namespace
+
+OSStatus ParseBoxHeader(ByteCursor& cursor, uint64_t available, BoxHeader* out) {
+  ByteCursor c = cursor;
+  uint32_t size32, type;
+  if (!c.ReadU32(&size32) || !c.ReadU32(&type)) return Malformed();
+  BoxHeader h;
+  h.type = type;
+  h.headerSize = 8;
+  if (size32 == 1) {
+    if (!c.ReadU64(&h.size)) return Malformed();
+    h.headerSize = 16;
+  } else if (size32 == 0) {
+    h.size = available;
+  } else {
+    h.size = size32;
+  }
+  if (type == FourCC("uuid")) {
+    if (!c.Skip(16)) return Malformed();
+    h.headerSize += 16;
+  }
+  if (h.size < h.headerSize || h.size > available) return Malformed();
+  cursor = c;
+  *out = h;
+  return kNoErr;
+}
+
+OSStatus FileTypeBox::Parse(std::span<const uint8_t> payload) {
+  ByteCursor c(payload);
+  if (!c.ReadU32(&majorBrand) || !c.ReadU32(&minorVersion)) return Malformed();
+  if (!TakeTable(c, uint32_t(c.Remaining() / 4), 4, &compatibleBrands)) return Malformed();
+  return kNoErr;
+}
+
+OSStatus MovieHeaderBox::Parse(std::span<const uint8_t> payload) {
+  ByteCursor c(payload);
+  uint8_t version;
+  uint32_t flags;
+  if (!ReadFullBoxHeader(c, &version, &flags)) return Malformed();
+  const bool wide = version == 1;
+  uint64_t creation, modification;
+  if (!c.ReadU32or64(wide, &creation) || !c.ReadU32or64(wide, &modification) ||
+      !c.ReadU32(&timescale) || !c.ReadU32or64(wide, &duration))
+    return Malformed();
+  if (timescale == 0) return Malformed();
+  return kNoErr;
+}
+
+OSStatus TrackHeaderBox::Parse(std::span<const uint8_t> payload) {
+  ByteCursor c(payload);
+  uint8_t version;
+  uint64_t creation, modification;
+  if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU32or64(version == 1, &creation) ||
+      !c.ReadU32or64(version == 1, &modification) || !c.ReadU32(&trackID))
+    return Malformed();
+  return kNoErr;
+}
+
+OSStatus TrackReferenceTypeBox::Parse(std::span<const uint8_t> payload) {
+  ByteCursor c(payload);
+  // The number of IDs is bounded by the payload, which is part of the header already in memory.
+  trackIDs.reserve(c.Remaining() / 4);
+  uint32_t id;
+  while (c.ReadU32(&id)) trackIDs.push_back(id);
+  return c.AtEnd() ? kNoErr : Malformed();
+}
+
+EditListBox::Entry EditListBox::At(uint32_t index) const {
+  Entry e;
+  uint32_t o = 0;
+  const uint32_t w = wide ? 8 : 4;
+  e.segmentDuration = entries.Field(index, o, w);
+  o += w;
+  uint64_t mediaTime = entries.Field(index, o, w);
+  e.mediaTime = wide ? int64_t(mediaTime) : int64_t(int32_t(uint32_t(mediaTime)));
+  o += w;
+  e.rateInteger = int16_t(uint16_t(entries.Field(index, o, 2)));
+  e.rateFraction = int16_t(uint16_t(entries.Field(index, o + 2, 2)));
+  return e;
+}
+
+OSStatus EditListBox::Parse(std::span<const uint8_t> payload) {
+  ByteCursor c(payload);
+  uint8_t version;
+  uint32_t flags, count;
+  if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU32(&count)) return Malformed();
+  wide = version == 1;
+  if (!TakeTable(c, count, wide ? 20 : 12, &entries)) return Malformed();
+  return kNoErr;
+}
+
+EditShift InterpretEditList(const std::optional<EditListBox>& editList) {
+  EditShift shift;
+  if (!editList || editList->entries.count == 0) {
+    shift.applied = true;
+    return shift;
+  }
+  const uint32_t n = editList->entries.count;
+  uint64_t empty = 0;
+  for (uint32_t i = 0; i + 1 < n; ++i) {
+    EditListBox::Entry e = editList->At(i);
+    if (e.mediaTime != -1) return shift;
+    if (e.segmentDuration > UINT64_MAX - empty) return shift;
+    empty += e.segmentDuration;
+  }
+  EditListBox::Entry last = editList->At(n - 1);
+  if (last.mediaTime != 0 || last.rateInteger != 1 || last.rateFraction != 0) return shift;
+  shift.applied = true;
+  shift.emptyDuration = empty;
+  return shift;
+}
+
+OSStatus MediaHeaderBox::Parse(std::span<const uint8_t> payload) {
+  ByteCursor c(payload);
+  uint8_t version;
+  uint32_t flags;
+  uint64_t creation, modification;
+  const bool wide = payload.size() > 0 && payload[0] == 1;
+  if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU32or64(wide, &creation) ||
+      !c.ReadU32or64(wide, &modification) || !c.ReadU32(&timescale) ||
+      !c.ReadU32or64(wide, &duration) || !c.ReadU16(&language))
+    return Malformed();
+  if (timescale == 0) return Malformed();
+  return kNoErr;
+}
+
+OSStatus HandlerBox::Parse(std::span<const uint8_t> payload) {
+  ByteCursor c(payload);
+  uint8_t version;
+  uint32_t flags, componentType;
+  if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU32(&componentType) ||
+      !c.ReadU32(&handlerType))
+    return Malformed();
+  return kNoErr;
+}
+
+OSStatus ExtendedLanguageBox::Parse(std::span<const uint8_t> payload) {
+  ByteCursor c(payload);
+  uint8_t version;
+  uint32_t flags;
+  if (!ReadFullBoxHeader(c, &version, &flags)) return Malformed();
+  std::span<const uint8_t> rest = c.Rest();
+  size_t n = 0;
+  while (n < rest.size() && rest[n] != 0) ++n;
+  if (n == rest.size()) return Malformed();  // no terminator
+  tag.assign(reinterpret_cast<const char*>(rest.data()), n);
+  return kNoErr;
+}
+
+OSStatus SampleDescriptionBox::Parse(std::span<const uint8_t> payload) {
+  ByteCursor c(payload);
+  uint8_t version;
+  uint32_t flags, count;
+  if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU32(&count)) return Malformed();
+  // Every entry has at least a size and a type.
+  if (uint64_t(count) * 8 > c.Remaining()) return Malformed();
+  entries.reserve(count);
+  for (uint32_t i = 0; i < count; ++i) {
+    ByteCursor at = c;
+    BoxHeader h;
+    if (OSStatus err = ParseBoxHeader(at, c.Remaining(), &h)) return err;
+    std::span<const uint8_t> entry;
+    if (!c.Take(size_t(h.size), &entry)) return Malformed();
+    entries.push_back(entry);
+  }
+  return kNoErr;
+}
+
+uint32_t SampleDescriptionBox::EntryType(size_t index) const {
+  if (index >= entries.size()) return 0;
+  return uint32_t(ReadTableField(entries[index], 4, 4));
+}
+
+OSStatus TimeToSampleBox::Parse(std::span<const uint8_t> payload) {
+  return ParseCountedTable(payload, 8, &runs) ? kNoErr : Malformed();
+}
+
+OSStatus CompositionOffsetBox::Parse(std::span<const uint8_t> payload) {
+  uint8_t version = 0;
+  if (!ParseCountedTable(payload, 8, &runs, &version)) return Malformed();
+  signedOffsets = version == 1;
+  return kNoErr;
+}
+
+OSStatus SampleToChunkBox::Parse(std::span<const uint8_t> payload) {
+  return ParseCountedTable(payload, 12, &runs) ? kNoErr : Malformed();
+}
+
+uint32_t SampleSizeBox::SizeAt(uint32_t index) const {
+  if (constantSize != 0) return constantSize;
+  if (index >= sampleCount) return 0;
+  switch (fieldBits) {
+    case 4: {
+      uint8_t b = table[index / 2];
+      return (index % 2 == 0) ? (b >> 4) : (b & 0x0F);
+    }
+    case 8:
+      return table[index];
+    case 16:
+      return uint32_t(ReadTableField(table, size_t(index) * 2, 2));
+    default:
+      return uint32_t(ReadTableField(table, size_t(index) * 4, 4));
+  }
+}
+
+OSStatus SampleSizeBox::Parse(std::span<const uint8_t> payload) {
+  ByteCursor c(payload);
+  uint8_t version;
+  uint32_t flags;
+  if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU32(&constantSize) ||
+      !c.ReadU32(&sampleCount))
+    return Malformed();
+  fieldBits = 32;
+  if (constantSize != 0) return kNoErr;
+  if (uint64_t(sampleCount) * 4 > c.Remaining()) return Malformed();
+  if (!c.Take(size_t(sampleCount) * 4, &table)) return Malformed();
+  return kNoErr;
+}
+
+OSStatus SampleSizeBox::ParseCompact(std::span<const uint8_t> payload) {
+  ByteCursor c(payload);
+  uint8_t version, fieldSize;
+  uint32_t flags, reserved;
+  if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU24(&reserved) || !c.ReadU8(&fieldSize) ||
+      !c.ReadU32(&sampleCount))
+    return Malformed();
+  if (fieldSize != 4 && fieldSize != 8 && fieldSize != 16) return Malformed();
+  constantSize = 0;
+  fieldBits = fieldSize;
+  const uint64_t bytes = (uint64_t(sampleCount) * fieldSize + 7) / 8;
+  if (bytes > c.Remaining()) return Malformed();
+  if (!c.Take(size_t(bytes), &table)) return Malformed();
+  return kNoErr;
+}
+
+OSStatus ChunkOffsetBox::Parse(std::span<const uint8_t> payload, bool wide) {
+  return ParseCountedTable(payload, wide ? 8 : 4, &offsets) ? kNoErr : Malformed();
+}

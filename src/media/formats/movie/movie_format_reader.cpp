@@ -1,0 +1,301 @@
+// The format reader for movie files (ISO base media files and classic movie files): the header
+// is read once when the reader is made; tracks, cursors and the sample generator read sample
+// bytes through the reader's byte stream only when a sample is asked for.
+#include <new>
+
+#include "media/core/error_signal.h"
+#include "media/formatreader/format_reader_instantiators.h"
+#include "media/formatreader/text_format_description.h"
+#include "media/formats/movie/language_code.h"
+#include "media/formats/movie/movie_header.h"
+#include "media/formats/movie/sample_table.h"
+#include "media/formats/movie/track_name.h"
+
+namespace {
+
+constexpr char kForcedReferenceKey[] = "forc";
+constexpr char kAuxiliaryContentTag[] = "public.auxiliary-content";
+
+struct TrackState {
+  const MovieTrack* boxes = nullptr;
+  SampleTable table;
+  EditShift shift;
+  int32_t mediaTimescale = 1;
+  std::string language;                         // from the media header
+  std::optional<std::string> extendedLanguage;  // a well-formed 'elng' tag
+  OSStatus descriptionStatus = kNoErr;
+  MxArray descriptions;
+  std::vector<MxFormatDescriptionRef> descriptionObjects;
+};
+
+bool IsTextMediaType(uint32_t type) {
+  return type == MxFourCharCode("sbtl") || type == MxFourCharCode("text");
+}
+
+class MovieFormatReader final : public QorFormatReader {
+ public:
+  const char* ClassName() const override { return "QorMovieFormatReader"; }
+
+  [[nodiscard]] OSStatus Open(MxByteStream* stream);
+
+  OSStatus CopyProperty(const std::string& key, MxValue* out) override;
+  OSStatus GetTrackCount(int64_t* count) override {
+    *count = int64_t(tracks_.size());
+    return kNoErr;
+  }
+  OSStatus CopyTrackByIndex(int64_t index, QorTrackReaderRef* track, FourCharCode* mediaType,
+                            QorTrackID* trackID) override;
+
+  const TrackState& Track(size_t index) const { return tracks_[index]; }
+  MxByteStream* Stream() const { return stream_.get(); }
+  int64_t FileLength() const { return fileLength_; }
+  int32_t MovieTimescale() const { return int32_t(header_->mvhd->timescale); }
+
+ private:
+  MxByteStreamRef stream_;
+  std::unique_ptr<MovieHeader> header_;
+  int64_t fileLength_ = 0;
+  std::vector<TrackState> tracks_;
+};
+
+class MovieTrackReader final : public QorTrackReader {
+ public:
+  MovieTrackReader(MxRef<MovieFormatReader> reader, size_t index)
+      : reader_(std::move(reader)), index_(index) {}
+  const char* ClassName() const override { return "QorMovieTrackReader"; }
+
+  OSStatus GetTrackInfo(QorTrackID* trackID, FourCharCode* mediaType) override {
+    const TrackState& t = State();
+    *trackID = QorTrackID(t.boxes->tkhd->trackID);
+    if (mediaType) *mediaType = t.boxes->hdlr->handlerType;
+    return kNoErr;
+  }
+  OSStatus CopySampleCursorService(QorSampleCursorServiceRef* out) override;
+  OSStatus CopyProperty(const std::string& key, MxValue* out) override;
+
+  const TrackState& State() const { return reader_->Track(index_); }
+  MovieFormatReader* Reader() const { return reader_.get(); }
+
+ private:
+  MxRef<MovieFormatReader> reader_;
+  size_t index_;
+};
+
+class MovieSampleCursor final : public QorSampleCursor {
+ public:
+  MovieSampleCursor(MxRef<MovieTrackReader> track, SamplePosition position)
+      : track_(std::move(track)), position_(position) {}
+  const char* ClassName() const override { return "QorMovieSampleCursor"; }
+
+  OSStatus Step(int64_t stepCount, int64_t* stepped) override {
+    int64_t moved = 0;
+    if (stepCount > 0) {
+      while (moved < stepCount && position_.StepForward()) ++moved;
+    } else {
+      while (moved > stepCount && position_.StepBackward()) --moved;
+    }
+    *stepped = moved;
+    return kNoErr;
+  }
+
+  OSStatus CopySampleLocation(QorSampleLocation* out) override {
+    SampleInfo info;
+    if (OSStatus err = position_.Current(&info)) return err;
+    const uint64_t fileLength = uint64_t(track_->Reader()->FileLength());
+    if (info.fileOffset > fileLength || info.size > fileLength - info.fileOffset)
+      return QorSignalErrorAt(kMovieErrSampleOutOfRange);
+    out->byteStream = MxByteStreamRef::Retained(track_->Reader()->Stream());
+    out->offset = int64_t(info.fileOffset);
+    out->length = int64_t(info.size);
+    return kNoErr;
+  }
+
+  OSStatus GetOutputTiming(MxTime* presentationTimeStamp, MxTime* duration) override {
+    SampleInfo info;
+    if (OSStatus err = position_.Current(&info)) return err;
+    const TrackState& t = track_->State();
+    MxTime pts = MxTimeMake(info.presentationTime, t.mediaTimescale);
+    if (t.shift.emptyDuration != 0) {
+      pts = MxTimeAdd(
+          pts, MxTimeMake(int64_t(t.shift.emptyDuration), track_->Reader()->MovieTimescale()));
+    }
+    if (presentationTimeStamp) *presentationTimeStamp = pts;
+    if (duration) *duration = MxTimeMake(int64_t(info.duration), t.mediaTimescale);
+    return kNoErr;
+  }
+
+  OSStatus CopyFormatDescription(MxFormatDescriptionRef* out) override {
+    SampleInfo info;
+    if (OSStatus err = position_.Current(&info)) return err;
+    const TrackState& t = track_->State();
+    if (t.descriptionStatus) return t.descriptionStatus;
+    // The sample table check keeps the index within the sample descriptions.
+    if (info.descriptionIndex == 0 || info.descriptionIndex > t.descriptionObjects.size())
+      return QorSignalErrorAt(kMovieErrMalformed);
+    *out = t.descriptionObjects[info.descriptionIndex - 1];
+    return kNoErr;
+  }
+
+ private:
+  MxRef<MovieTrackReader> track_;
+  SamplePosition position_;
+};
+
+class MovieSampleCursorService final : public QorSampleCursorService {
+ public:
+  explicit MovieSampleCursorService(MxRef<MovieTrackReader> track) : track_(std::move(track)) {}
+  const char* ClassName() const override { return "QorMovieSampleCursorService"; }
+
+  OSStatus CreateCursorAtFirstSample(QorSampleCursorRef* out) override {
+    SamplePosition first = SamplePosition::First(track_->State().table);
+    if (first.Empty()) return kMxErrEndOfTrack;  // a track without samples has no first sample
+    auto* cursor = new (std::nothrow) MovieSampleCursor(track_, first);
+    if (!cursor) return QorSignalErrorAt(kMxErrAllocationFailed);
+    *out = QorSampleCursorRef::Adopt(cursor);
+    return kNoErr;
+  }
+
+ private:
+  MxRef<MovieTrackReader> track_;
+};
+
+OSStatus MovieTrackReader::CopySampleCursorService(QorSampleCursorServiceRef* out) {
+  auto* service =
+      new (std::nothrow) MovieSampleCursorService(MxRef<MovieTrackReader>::Retained(this));
+  if (!service) return QorSignalErrorAt(kMxErrAllocationFailed);
+  *out = QorSampleCursorServiceRef::Adopt(service);
+  return kNoErr;
+}
+
+OSStatus MovieTrackReader::CopyProperty(const std::string& key, MxValue* out) {
+  const TrackState& t = State();
+  if (key == kQorTrackProperty_LanguageCode) {
+    *out = MxValue(t.language);
+  } else if (key == kQorTrackProperty_ExtendedLanguageTagString) {
+    // An absent or ill-formed tag is a property without a value.
+    *out = t.extendedLanguage ? MxValue(*t.extendedLanguage) : MxValue();
+  } else if (key == kQorTrackProperty_TrackName) {
+    if (!t.boxes->name) {
+      *out = MxValue();
+    } else {
+      MxDictionary names;
+      names.emplace(t.extendedLanguage ? *t.extendedLanguage : t.language,
+                    MxValue(TrackNameFromUserData(*t.boxes->name)));
+      *out = MxValue(std::move(names));
+    }
+  } else if (key == kQorTrackProperty_Enabled) {
+    *out = MxValue(t.boxes->tkhd->Enabled());
+  } else if (key == kQorTrackProperty_ExcludeFromAutoSelection) {
+    *out = MxValue(t.boxes->contentTag && *t.boxes->contentTag == kAuxiliaryContentTag);
+  } else if (key == kQorTrackProperty_FormatDescriptionArray) {
+    if (t.descriptionStatus) return t.descriptionStatus;
+    *out = MxValue(t.descriptions);
+  } else {
+    return kMxErrPropertyNotSupported;
+  }
+  return kNoErr;
+}
+
+OSStatus MovieFormatReader::CopyProperty(const std::string& key, MxValue* out) {
+  const MovieHeaderBox& mvhd = *header_->mvhd;
+  if (key == kQorFormatReaderProperty_Duration ||
+      key == kQorFormatReaderProperty_EstimatedDuration) {
+    *out = MxValue(
+        MxTimeCopyAsDictionary(MxTimeMake(int64_t(mvhd.duration), int32_t(mvhd.timescale))));
+  } else if (key == kQorFormatReaderProperty_AccurateDurationIsKnown) {
+    *out = MxValue(true);
+  } else if (key == kQorFormatReaderProperty_TrackReferenceDictionary) {
+    // Pairs of (referring track, forced-subtitle track), in track order.
+    MxArray pairs;
+    for (const TrackState& t : tracks_) {
+      for (uint32_t referenced : t.boxes->forcedTrackIDs) {
+        pairs.emplace_back(int64_t(t.boxes->tkhd->trackID));
+        pairs.emplace_back(int64_t(referenced));
+      }
+    }
+    MxDictionary references;
+    references.emplace(kForcedReferenceKey, MxValue(std::move(pairs)));
+    *out = MxValue(std::move(references));
+  } else {
+    return kMxErrPropertyNotSupported;
+  }
+  return kNoErr;
+}
+
+OSStatus MovieFormatReader::CopyTrackByIndex(int64_t index, QorTrackReaderRef* track,
+                                             FourCharCode* mediaType, QorTrackID* trackID) {
+  if (index < 0 || uint64_t(index) >= tracks_.size())
+    return QorSignalErrorAt(kMxErrInvalidParameter);
+  auto* reader =
+      new (std::nothrow) MovieTrackReader(MxRef<MovieFormatReader>::Retained(this), size_t(index));
+  if (!reader) return QorSignalErrorAt(kMxErrAllocationFailed);
+  const TrackState& t = tracks_[size_t(index)];
+  *track = QorTrackReaderRef::Adopt(reader);
+  if (mediaType) *mediaType = t.boxes->hdlr->handlerType;
+  if (trackID) *trackID = QorTrackID(t.boxes->tkhd->trackID);
+  return kNoErr;
+}
+
+// One description per sample entry: a text description for text and subtitle tracks, the media
+// type and entry type alone for other tracks. A text entry that cannot be described makes the
+// track's descriptions unavailable (with the reason) without failing the other tracks.
+void MakeDescriptions(TrackState& t) {
+  const uint32_t mediaType = t.boxes->hdlr->handlerType;
+  const SampleDescriptionBox& stsd = *t.boxes->stsd;
+  for (size_t i = 0; i < stsd.entries.size(); ++i) {
+    MxFormatDescriptionRef description;
+    OSStatus err;
+    if (IsTextMediaType(mediaType)) {
+      err = MxTextFormatDescriptionCreateFromBigEndianTextDescriptionData(
+          nullptr, stsd.entries[i].data(), stsd.entries[i].size(), nullptr, mediaType,
+          &description);
+    } else {
+      err = MxFormatDescriptionCreate(nullptr, mediaType, stsd.EntryType(i), nullptr, &description);
+    }
+    if (err) {
+      t.descriptionStatus = err;
+      t.descriptions.clear();
+      t.descriptionObjects.clear();
+      return;
+    }
+    t.descriptions.emplace_back(description);
+    t.descriptionObjects.push_back(std::move(description));
+  }
+}
+
+OSStatus MovieFormatReader::Open(MxByteStream* stream) {
+  stream_ = MxByteStreamRef::Retained(stream);
+  if (OSStatus err = MovieHeaderRead(stream, &header_, &fileLength_)) return err;
+  const MovieHeaderBox& mvhd = *header_->mvhd;
+  if (mvhd.timescale > uint32_t(INT32_MAX) || mvhd.duration > uint64_t(INT64_MAX))
+    return QorSignalErrorAt(kMovieErrMalformed);
+
+  tracks_.resize(header_->tracks.size());
+  for (size_t i = 0; i < tracks_.size(); ++i) {
+    TrackState& t = tracks_[i];
+    t.boxes = &header_->tracks[i];
+    if (t.boxes->mdhd->timescale > uint32_t(INT32_MAX)) return QorSignalErrorAt(kMovieErrMalformed);
+    t.mediaTimescale = int32_t(t.boxes->mdhd->timescale);
+    if (OSStatus err = SampleTable::Make(*t.boxes, &t.table)) return err;
+    t.shift = InterpretEditList(t.boxes->editList);
+    if (t.shift.emptyDuration > uint64_t(INT64_MAX)) return QorSignalErrorAt(kMovieErrMalformed);
+    t.language = LanguageTagFromMediaLanguage(t.boxes->mdhd->language);
+    if (t.boxes->elng && IsWellFormedLanguageTag(t.boxes->elng->tag))
+      t.extendedLanguage = t.boxes->elng->tag;
+    if (t.boxes->stsd) MakeDescriptions(t);
+  }
+  return kNoErr;
+}
+
+}  // namespace
+
+OSStatus CinemoxMovieFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator*,
+                                                  const MxDictionary*, QorFormatReaderRef* out) {
+  if (byteStream == nullptr || out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
+  auto* raw = new (std::nothrow) MovieFormatReader;
+  if (!raw) return QorSignalErrorAt(kMxErrAllocationFailed);
+  MxRef<MovieFormatReader> reader = MxRef<MovieFormatReader>::Adopt(raw);
+  if (OSStatus err = reader->Open(byteStream)) return err;
+  *out = std::move(reader);
+  return kNoErr;
+}

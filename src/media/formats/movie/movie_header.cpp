@@ -1,0 +1,287 @@
+#include "media/formats/movie/movie_header.h"
+
+#include <algorithm>
+#include <new>
+
+#include "media/core/error_signal.h"
+#include "media/formats/movie/compressed_movie_box.h"
+
+namespace {
+
+OSStatus Malformed() {
+  return QorSignalErrorAt(kMovieErrMalformed);
+}
+
+struct ParseState {
+  MovieHeader* movie = nullptr;
+  MovieTrack* track = nullptr;
+  bool inflated = false;  // walking the movie box of a compressed movie box
+};
+
+using BoxHandler = OSStatus (*)(ParseState& state, std::span<const uint8_t> payload, int depth);
+struct BoxHandlerEntry {
+  uint32_t type;
+  BoxHandler handler;
+};
+
+// Walks the child boxes of `payload`, handing each to its handler from `table`; boxes of other
+// types ('free', 'skip', 'wide', unknown ones) are skipped.
+OSStatus WalkChildren(ParseState& state, std::span<const uint8_t> payload, int depth,
+                      std::span<const BoxHandlerEntry> table) {
+  if (depth > kMaxBoxDepth) return Malformed();
+  ByteCursor c(payload);
+  // A trailing zero-filled word (a 32-bit terminator some writers put after the last child) ends
+  // the list.
+  while (c.Remaining() >= 8) {
+    BoxHeader h;
+    if (OSStatus err = ParseBoxHeader(c, c.Remaining(), &h)) return err;
+    std::span<const uint8_t> body;
+    if (!c.Take(size_t(h.size - h.headerSize), &body)) return Malformed();
+    for (const BoxHandlerEntry& entry : table) {
+      if (entry.type != h.type) continue;
+      if (OSStatus err = entry.handler(state, body, depth + 1)) return err;
+      break;
+    }
+  }
+  return kNoErr;
+}
+
+// Parses a box that may appear once; a repeated box after the first is ignored.
+template <class Box>
+OSStatus ParseOnce(std::optional<Box>& slot, std::span<const uint8_t> payload) {
+  if (slot) return kNoErr;
+  Box box;
+  if (OSStatus err = box.Parse(payload)) return err;
+  slot = std::move(box);
+  return kNoErr;
+}
+
+// An optional text box's bytes, up to the first NUL when `stopAtNul`.
+void TakeText(std::optional<std::string>& slot, std::span<const uint8_t> payload, bool stopAtNul) {
+  if (slot) return;
+  size_t n = payload.size();
+  if (stopAtNul) {
+    n = 0;
+    while (n < payload.size() && payload[n] != 0) ++n;
+  }
+  slot.emplace(reinterpret_cast<const char*>(payload.data()), n);
+}
+
+constexpr BoxHandlerEntry kTrackReferenceChildren[] = {
+    {FourCC("forc"),
+     [](ParseState& s, std::span<const uint8_t> p, int) -> OSStatus {
+       TrackReferenceTypeBox box;
+       if (OSStatus err = box.Parse(p)) return err;
+       s.track->forcedTrackIDs.insert(s.track->forcedTrackIDs.end(), box.trackIDs.begin(),
+                                      box.trackIDs.end());
+       return kNoErr;
+     }},
+};
+
+constexpr BoxHandlerEntry kEditChildren[] = {
+    {FourCC("elst"), [](ParseState& s, std::span<const uint8_t> p,
+                        int) { return ParseOnce(s.track->editList, p); }},
+};
+
+constexpr BoxHandlerEntry kSampleTableChildren[] = {
+    {FourCC("stsd"),
+     [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->stsd, p); }},
+    {FourCC("stts"),
+     [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->stts, p); }},
+    {FourCC("ctts"),
+     [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->ctts, p); }},
+    {FourCC("stsc"),
+     [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->stsc, p); }},
+    {FourCC("stsz"),
+     [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->sizes, p); }},
+    {FourCC("stz2"),
+     [](ParseState& s, std::span<const uint8_t> p, int) -> OSStatus {
+       if (s.track->sizes) return kNoErr;
+       SampleSizeBox box;
+       if (OSStatus err = box.ParseCompact(p)) return err;
+       s.track->sizes = box;
+       return kNoErr;
+     }},
+    {FourCC("stco"),
+     [](ParseState& s, std::span<const uint8_t> p, int) -> OSStatus {
+       if (s.track->chunkOffsets) return kNoErr;
+       ChunkOffsetBox box;
+       if (OSStatus err = box.Parse(p, false)) return err;
+       s.track->chunkOffsets = box;
+       return kNoErr;
+     }},
+    {FourCC("co64"),
+     [](ParseState& s, std::span<const uint8_t> p, int) -> OSStatus {
+       if (s.track->chunkOffsets) return kNoErr;
+       ChunkOffsetBox box;
+       if (OSStatus err = box.Parse(p, true)) return err;
+       s.track->chunkOffsets = box;
+       return kNoErr;
+     }},
+};
+
+constexpr BoxHandlerEntry kMediaInformationChildren[] = {
+    {FourCC("stbl"), [](ParseState& s, std::span<const uint8_t> p,
+                        int depth) { return WalkChildren(s, p, depth, kSampleTableChildren); }},
+};
+
+constexpr BoxHandlerEntry kMediaChildren[] = {
+    {FourCC("mdhd"),
+     [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->mdhd, p); }},
+    {FourCC("hdlr"),
+     [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->hdlr, p); }},
+    {FourCC("elng"),
+     [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->elng, p); }},
+    {FourCC("minf"),
+     [](ParseState& s, std::span<const uint8_t> p, int depth) {
+       return WalkChildren(s, p, depth, kMediaInformationChildren);
+     }},
+};
+
+constexpr BoxHandlerEntry kTrackUserDataChildren[] = {
+    {FourCC("name"),
+     [](ParseState& s, std::span<const uint8_t> p, int) -> OSStatus {
+       TakeText(s.track->name, p, false);
+       return kNoErr;
+     }},
+    {FourCC("tagc"),
+     [](ParseState& s, std::span<const uint8_t> p, int) -> OSStatus {
+       TakeText(s.track->contentTag, p, true);
+       return kNoErr;
+     }},
+};
+
+constexpr BoxHandlerEntry kTrackChildren[] = {
+    {FourCC("tkhd"),
+     [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->tkhd, p); }},
+    {FourCC("tref"), [](ParseState& s, std::span<const uint8_t> p,
+                        int depth) { return WalkChildren(s, p, depth, kTrackReferenceChildren); }},
+    {FourCC("edts"), [](ParseState& s, std::span<const uint8_t> p,
+                        int depth) { return WalkChildren(s, p, depth, kEditChildren); }},
+    {FourCC("mdia"), [](ParseState& s, std::span<const uint8_t> p,
+                        int depth) { return WalkChildren(s, p, depth, kMediaChildren); }},
+    {FourCC("udta"), [](ParseState& s, std::span<const uint8_t> p,
+                        int depth) { return WalkChildren(s, p, depth, kTrackUserDataChildren); }},
+};
+
+OSStatus ParseTrack(ParseState& s, std::span<const uint8_t> payload, int depth) {
+  s.movie->tracks.emplace_back();
+  s.track = &s.movie->tracks.back();
+  OSStatus err = WalkChildren(s, payload, depth, kTrackChildren);
+  s.track = nullptr;
+  if (err) return err;
+  const MovieTrack& t = s.movie->tracks.back();
+  if (!t.tkhd || !t.mdhd || !t.hdlr) return Malformed();
+  return kNoErr;
+}
+
+OSStatus ParseCompressedMovie(ParseState& s, std::span<const uint8_t> payload, int depth);
+
+constexpr BoxHandlerEntry kMovieChildren[] = {
+    {FourCC("mvhd"),
+     [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.movie->mvhd, p); }},
+    {FourCC("trak"), ParseTrack},
+    {FourCC("mvex"), [](ParseState&, std::span<const uint8_t>,
+                        int) { return QorSignalErrorAt(kMovieErrFragmented); }},
+    {FourCC("cmov"), ParseCompressedMovie},
+};
+
+OSStatus ParseCompressedMovie(ParseState& s, std::span<const uint8_t> payload, int depth) {
+  // A compressed movie box inside an inflated one is refused: it could nest without end.
+  if (s.inflated || !s.movie->inflatedBytes.empty()) return Malformed();
+  std::vector<uint8_t> inflated;
+  if (OSStatus err = InflateCompressedMovieBox(payload, kMaxMovieHeaderBytes, &inflated))
+    return err;
+  s.movie->inflatedBytes = std::move(inflated);
+  ByteCursor c(s.movie->inflatedBytes);
+  BoxHeader h;
+  if (OSStatus err = ParseBoxHeader(c, c.Remaining(), &h)) return err;
+  if (h.type != FourCC("moov") || h.size != s.movie->inflatedBytes.size()) return Malformed();
+  s.inflated = true;
+  OSStatus err = WalkChildren(s, c.Rest(), depth, kMovieChildren);
+  s.inflated = false;
+  return err;
+}
+
+OSStatus ParseMovieChildren(MovieHeader* movie) {
+  ParseState state;
+  state.movie = movie;
+  if (OSStatus err = WalkChildren(state, movie->movieBytes, 1, kMovieChildren)) return err;
+  if (!movie->mvhd) return Malformed();
+  return kNoErr;
+}
+
+// Reads exactly `size` bytes at `offset`.
+OSStatus ReadExactly(MxByteStream* stream, int64_t offset, size_t size, uint8_t* destination) {
+  size_t done = 0;
+  while (done < size) {
+    size_t got = 0;
+    OSStatus err = MxByteStreamReadBytes(stream, size - done, offset + int64_t(done),
+                                         destination + done, &got);
+    if (err == kMxErrEndOfStream || (err == kNoErr && got == 0))
+      return QorSignalErrorAt(kMovieErrMalformed);
+    if (err) return err;
+    done += got;
+  }
+  return kNoErr;
+}
+
+}  // namespace
+
+OSStatus MovieHeaderParseMovieBox(std::vector<uint8_t> payload, std::unique_ptr<MovieHeader>* out) {
+  auto movie = std::unique_ptr<MovieHeader>(new (std::nothrow) MovieHeader);
+  if (!movie) return QorSignalErrorAt(kMxErrAllocationFailed);
+  movie->movieBytes = std::move(payload);
+  if (OSStatus err = ParseMovieChildren(movie.get())) return err;
+  *out = std::move(movie);
+  return kNoErr;
+}
+
+OSStatus MovieHeaderRead(MxByteStream* stream, std::unique_ptr<MovieHeader>* out,
+                         int64_t* fileLength) {
+  int64_t length = 0;
+  if (OSStatus err = stream->GetLength(0, &length)) return err;
+  if (length < 0) return Malformed();
+  if (fileLength) *fileLength = length;
+
+  std::vector<uint8_t> fileType;
+  int64_t offset = 0;
+  while (length - offset >= 8) {
+    uint8_t raw[32];
+    const size_t want = size_t(std::min<int64_t>(32, length - offset));
+    if (OSStatus err = ReadExactly(stream, offset, want, raw)) return err;
+    ByteCursor c(std::span<const uint8_t>(raw, want));
+    BoxHeader h;
+    if (OSStatus err = ParseBoxHeader(c, uint64_t(length - offset), &h)) return err;
+    const int64_t bodyOffset = offset + h.headerSize;
+    const uint64_t bodySize = h.size - h.headerSize;
+
+    if (h.type == FourCC("moof") || h.type == FourCC("mfra"))
+      return QorSignalErrorAt(kMovieErrFragmented);
+    if (h.type == FourCC("ftyp") && fileType.empty() && bodySize <= 4096) {
+      fileType.resize(size_t(bodySize));
+      if (OSStatus err = ReadExactly(stream, bodyOffset, fileType.size(), fileType.data()))
+        return err;
+    } else if (h.type == FourCC("moov")) {
+      if (bodySize > kMaxMovieHeaderBytes) return QorSignalErrorAt(kMovieErrUnsupported);
+      std::vector<uint8_t> body;
+      try {
+        body.resize(size_t(bodySize));
+      } catch (const std::bad_alloc&) {
+        return QorSignalErrorAt(kMxErrAllocationFailed);
+      }
+      if (OSStatus err = ReadExactly(stream, bodyOffset, body.size(), body.data())) return err;
+      std::unique_ptr<MovieHeader> movie;
+      if (OSStatus err = MovieHeaderParseMovieBox(std::move(body), &movie)) return err;
+      if (!fileType.empty()) {
+        movie->fileTypeBytes = std::move(fileType);
+        FileTypeBox ftyp;
+        if (ftyp.Parse(movie->fileTypeBytes) == kNoErr) movie->ftyp = ftyp;
+      }
+      *out = std::move(movie);
+      return kNoErr;
+    }
+    offset += int64_t(h.size);
+  }
+  return Malformed();  // no movie box
+}

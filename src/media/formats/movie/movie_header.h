@@ -1,0 +1,63 @@
+// The header of a movie file: the movie box with its tracks, read from a byte stream. Only the
+// box headers at the top level of the file and the movie box itself are read; media data is
+// left alone. The tables of every track refer into the header bytes this object owns.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "common/status.h"
+#include "media/core/byte_stream.h"
+#include "media/formats/movie/movie_boxes.h"
+
+// Largest movie box, and largest inflated compressed movie box, that is read into memory.
+inline constexpr uint64_t kMaxMovieHeaderBytes = 128ull << 20;
+// Deepest nesting of boxes below the top level that is walked.
+inline constexpr int kMaxBoxDepth = 16;
+
+struct MovieTrack {
+  std::optional<TrackHeaderBox> tkhd;
+  std::vector<uint32_t> forcedTrackIDs;  // 'tref' / 'forc'
+  std::optional<EditListBox> editList;
+  std::optional<MediaHeaderBox> mdhd;
+  std::optional<HandlerBox> hdlr;
+  std::optional<ExtendedLanguageBox> elng;
+  std::optional<SampleDescriptionBox> stsd;
+  std::optional<TimeToSampleBox> stts;
+  std::optional<CompositionOffsetBox> ctts;
+  std::optional<SampleToChunkBox> stsc;
+  std::optional<SampleSizeBox> sizes;          // 'stsz' or 'stz2'
+  std::optional<ChunkOffsetBox> chunkOffsets;  // 'stco' or 'co64'
+  std::optional<std::string> name;             // 'udta' / 'name', bytes as stored
+  std::optional<std::string> contentTag;       // 'udta' / 'tagc', up to a NUL
+};
+
+class MovieHeader {
+ public:
+  MovieHeader() = default;
+  MovieHeader(const MovieHeader&) = delete;
+  MovieHeader& operator=(const MovieHeader&) = delete;
+
+  std::optional<FileTypeBox> ftyp;
+  std::optional<MovieHeaderBox> mvhd;
+  std::vector<MovieTrack> tracks;
+
+  // The movie box payload and, for a compressed movie box, the inflated movie box: the boxes
+  // above keep views into them.
+  std::vector<uint8_t> movieBytes;
+  std::vector<uint8_t> fileTypeBytes;
+  std::vector<uint8_t> inflatedBytes;
+};
+
+// Reads the header of the movie file behind `stream`. `fileLength` receives the stream's length.
+// Fragmented files answer kMovieErrFragmented, broken ones kMovieErrMalformed.
+[[nodiscard]] OSStatus MovieHeaderRead(MxByteStream* stream, std::unique_ptr<MovieHeader>* out,
+                                       int64_t* fileLength);
+
+// Parses a movie box payload already in memory (taken over by the header).
+[[nodiscard]] OSStatus MovieHeaderParseMovieBox(std::vector<uint8_t> payload,
+                                                std::unique_ptr<MovieHeader>* out);

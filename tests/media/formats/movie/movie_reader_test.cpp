@@ -1,0 +1,399 @@
+// The movie-file reader on files made by the box builder: layouts that must read the same,
+// timing rules, track properties, stepping, bytes read, and broken files.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "media/core/memory_byte_stream.h"
+#include "media/formatreader/format_reader_instantiators.h"
+#include "media/formats/movie/language_code.h"
+#include "media/formats/movie/movie_builder.h"
+#include "media/formats/movie/movie_reader_test_support.h"
+#include "media/formats/movie/track_name.h"
+
+using namespace movie_builder;
+
+namespace {
+
+Track SubtitleTrack() {
+  Track t;
+  t.samples = {TextSample("one"), TextSample("two"), TextSample(""), TextSample("four"),
+               TextSample("five")};
+  t.durations = {500, 1000, 250, 1250, 100};
+  return t;
+}
+
+Movie OneTrack(const Track& t) {
+  Movie m;
+  m.tracks = {t};
+  return m;
+}
+
+TEST(MovieReader, LayoutsReadTheSameSamples) {
+  struct Case {
+    const char* name;
+    void (*change)(Movie&);
+  };
+  const Case cases[] = {
+      {"moov first", [](Movie&) {}},
+      {"moov after mdat", [](Movie& m) { m.moovFirst = false; }},
+      {"64-bit chunk offsets", [](Movie& m) { m.tracks[0].co64 = true; }},
+      {"compact sizes", [](Movie& m) { m.tracks[0].compactSizes = true; }},
+      {"one sample per chunk", [](Movie& m) { m.tracks[0].samplesPerChunk = 1; }},
+      {"three per chunk, short last chunk", [](Movie& m) { m.tracks[0].samplesPerChunk = 3; }},
+      {"compressed header", [](Movie& m) { m.compressHeader = true; }},
+      {"compressed header after mdat",
+       [](Movie& m) {
+         m.compressHeader = true;
+         m.moovFirst = false;
+       }},
+  };
+  const std::vector<ReadSample> expected = {
+      {0, 1000, 500, 1000, "one", ""},     {500, 1000, 1000, 1000, "two", ""},
+      {1500, 1000, 250, 1000, "", ""},     {1750, 1000, 1250, 1000, "four", ""},
+      {3000, 1000, 100, 1000, "five", ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    Movie m = OneTrack(SubtitleTrack());
+    c.change(m);
+    OpenedMovie movie;
+    ASSERT_EQ(movie.Open(Build(m)), kNoErr);
+    std::vector<ReadSample> samples;
+    ASSERT_EQ(ReadAllSamples(movie.reader.get(), 0, &samples), kNoErr);
+    EXPECT_EQ(samples, expected);
+  }
+}
+
+TEST(MovieReader, PresentationTimes) {
+  struct Case {
+    const char* name;
+    std::optional<std::vector<Edit>> edits;
+    std::optional<std::vector<int32_t>> ctts;
+    uint8_t cttsVersion;
+    bool wideEdits;
+    std::vector<int64_t> ptsMillis;  // in the media timescale of 1000
+  };
+  const Case cases[] = {
+      {"no edits", std::nullopt, std::nullopt, 0, false, {0, 500, 1500, 1750, 3000}},
+      {"identity edit",
+       std::vector<Edit>{{1800, 0}},
+       std::nullopt,
+       0,
+       false,
+       {0, 500, 1500, 1750, 3000}},
+      // 600 and 300 movie ticks at 600 per second: 1.5 s of empty edits.
+      {"leading empty edits",
+       std::vector<Edit>{{600, -1}, {300, -1}, {1800, 0}},
+       std::nullopt,
+       0,
+       false,
+       {1500, 2000, 3000, 3250, 4500}},
+      {"leading empty edit, 64-bit",
+       std::vector<Edit>{{600, -1}, {1800, 0}},
+       std::nullopt,
+       0,
+       true,
+       {1000, 1500, 2500, 2750, 4000}},
+      {"trimming edit is not applied",
+       std::vector<Edit>{{1800, 500}},
+       std::nullopt,
+       0,
+       false,
+       {0, 500, 1500, 1750, 3000}},
+      {"two media edits are not applied",
+       std::vector<Edit>{{600, 0}, {600, 0}},
+       std::nullopt,
+       0,
+       false,
+       {0, 500, 1500, 1750, 3000}},
+      {"composition offsets v0",
+       std::nullopt,
+       std::vector<int32_t>{10, 20, 0, 0, static_cast<int32_t>(4000000000u)},
+       0,
+       false,
+       {10, 520, 1500, 1750, 3000 + 4000000000LL}},
+      {"composition offsets v1",
+       std::nullopt,
+       std::vector<int32_t>{100, -100, 0, 0, -3000},
+       1,
+       false,
+       {100, 400, 1500, 1750, 0}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    Track t = SubtitleTrack();
+    t.edits = c.edits;
+    t.wideEdits = c.wideEdits;
+    t.ctts = c.ctts;
+    t.cttsVersion = c.cttsVersion;
+    OpenedMovie movie;
+    ASSERT_EQ(movie.Open(Build(OneTrack(t))), kNoErr);
+    std::vector<ReadSample> samples;
+    ASSERT_EQ(ReadAllSamples(movie.reader.get(), 0, &samples), kNoErr);
+    std::vector<int64_t> pts;
+    for (const ReadSample& s : samples) pts.push_back(s.ptsValue * 1000 / s.ptsTimescale);
+    EXPECT_EQ(pts, c.ptsMillis);
+  }
+}
+
+TEST(MovieReader, TrackAndMovieProperties) {
+  Movie m;
+  m.timescale = 600;
+  m.duration = 6000;
+  Track video;
+  video.trackID = 1;
+  video.handler = "vide";
+  video.sampleEntry = Box("mp4v", std::string(78, '\0'));
+  video.samples = {"frame"};
+  video.durations = {1000};
+  Track english = SubtitleTrack();
+  english.trackID = 2;
+  english.language = PackLanguage("eng");
+  english.name = std::string("Eng\tlish\x01subs");
+  english.forced = {3};
+  Track forced = SubtitleTrack();
+  forced.trackID = 3;
+  forced.tkhdFlags = 0;
+  forced.language = PackLanguage("fra");
+  forced.elng = "fr-CA";
+  forced.tagc = "public.auxiliary-content";
+  forced.name = "Forced";
+  Track bad = SubtitleTrack();
+  bad.trackID = 4;
+  bad.handler = "text";
+  bad.language = 2;  // a classic language number: German
+  bad.elng = "de/../x";
+  m.tracks = {video, english, forced, bad};
+
+  OpenedMovie movie;
+  ASSERT_EQ(movie.Open(Build(m)), kNoErr);
+  MxValue v;
+  ASSERT_EQ(movie.reader->CopyProperty(kQorFormatReaderProperty_Duration, &v), kNoErr);
+  MxTime duration = MxTimeMakeFromDictionary(v.GetDictionary());
+  EXPECT_EQ(duration.value, 6000);
+  EXPECT_EQ(duration.timescale, 600);
+  ASSERT_EQ(movie.reader->CopyProperty(kQorFormatReaderProperty_AccurateDurationIsKnown, &v),
+            kNoErr);
+  EXPECT_EQ(v.GetBool(), true);
+  ASSERT_EQ(movie.reader->CopyProperty(kQorFormatReaderProperty_TrackReferenceDictionary, &v),
+            kNoErr);
+  EXPECT_EQ(v, MxValue(MxDictionary{{"forc", MxValue(MxArray{int64_t(2), int64_t(3)})}}));
+
+  struct Expected {
+    QorTrackID id;
+    const char* mediaType;
+    const char* language;
+    std::optional<std::string> extended;
+    MxValue name;
+    bool enabled, excluded;
+  };
+  const Expected expected[] = {
+      {1, "vide", "und", std::nullopt, MxValue(), true, false},
+      {2, "sbtl", "en", std::nullopt, MxValue(MxDictionary{{"en", "Eng lish subs"}}), true, false},
+      {3, "sbtl", "fr", "fr-CA", MxValue(MxDictionary{{"fr-CA", "Forced"}}), false, true},
+      {4, "text", "de", std::nullopt, MxValue(), true, false},
+  };
+  int64_t count = 0;
+  ASSERT_EQ(QorFormatReaderGetTrackCount(movie.reader.get(), &count), kNoErr);
+  ASSERT_EQ(count, 4);
+  for (int64_t i = 0; i < count; ++i) {
+    SCOPED_TRACE(i);
+    const Expected& e = expected[i];
+    QorTrackReaderRef track;
+    FourCharCode type = 0;
+    QorTrackID id = 0;
+    ASSERT_EQ(QorFormatReaderCopyTrackByIndex(movie.reader.get(), i, &track, &type, &id), kNoErr);
+    EXPECT_EQ(id, e.id);
+    EXPECT_EQ(MxFourCharCodeToString(type), e.mediaType);
+    ASSERT_EQ(track->CopyProperty(kQorTrackProperty_LanguageCode, &v), kNoErr);
+    EXPECT_EQ(v, MxValue(e.language));
+    ASSERT_EQ(track->CopyProperty(kQorTrackProperty_ExtendedLanguageTagString, &v), kNoErr);
+    EXPECT_EQ(v, e.extended ? MxValue(*e.extended) : MxValue());
+    ASSERT_EQ(track->CopyProperty(kQorTrackProperty_TrackName, &v), kNoErr);
+    EXPECT_EQ(v, e.name);
+    ASSERT_EQ(track->CopyProperty(kQorTrackProperty_Enabled, &v), kNoErr);
+    EXPECT_EQ(v.GetBool(), e.enabled);
+    ASSERT_EQ(track->CopyProperty(kQorTrackProperty_ExcludeFromAutoSelection, &v), kNoErr);
+    EXPECT_EQ(v.GetBool(), e.excluded);
+    ASSERT_EQ(track->CopyProperty(kQorTrackProperty_FormatDescriptionArray, &v), kNoErr);
+    ASSERT_NE(v.GetArray(), nullptr);
+    ASSERT_EQ(v.GetArray()->size(), 1u);
+    auto* description = (*v.GetArray())[0].GetObjectAs<MxFormatDescription>();
+    ASSERT_NE(description, nullptr);
+    EXPECT_EQ(MxFourCharCodeToString(description->mediaType()), e.mediaType);
+    EXPECT_EQ(MxFourCharCodeToString(description->mediaSubType()), i == 0 ? "mp4v" : "tx3g");
+  }
+}
+
+TEST(MovieReader, LanguageCodes) {
+  const std::pair<uint16_t, const char*> cases[] = {
+      {PackLanguage("eng"), "en"},
+      {PackLanguage("fra"), "fr"},
+      {PackLanguage("deu"), "de"},
+      {PackLanguage("jpn"), "ja"},
+      {PackLanguage("heb"), "he"},
+      {PackLanguage("haw"), "haw"},
+      {PackLanguage("und"), "und"},
+      {0x7FFF, "und"},
+      {0x0400, "und"},
+      {0, "en"},
+      {1, "fr"},
+      {2, "de"},
+      {11, "ja"},
+      {150, "az"},
+      {95, "und"},
+      {0x3FF, "und"},
+  };
+  for (auto [code, tag] : cases) EXPECT_EQ(LanguageTagFromMediaLanguage(code), tag) << code;
+
+  const std::pair<const char*, bool> tags[] = {
+      {"en", true},         {"en-US", true},     {"zh-Hant-TW", true},   {"sgn-ase", true},
+      {"de-CH-1901", true}, {"x-private", true}, {"en-a-bbb-x-c", true}, {"", false},
+      {"e", false},         {"en-", false},      {"en--US", false},      {"en/US", false},
+      {"en.US", false},     {"../en", false},    {"en\nUS", false},      {"toolongtag", false},
+      {"en-a", false},      {"1en", false},      {"x", false},
+  };
+  for (auto [tag, ok] : tags) EXPECT_EQ(IsWellFormedLanguageTag(tag), ok) << tag;
+
+  EXPECT_EQ(TrackNameFromUserData("A\x01"
+                                  "b\x7f"
+                                  "c\xc2\x85"
+                                  "d"),
+            "A b c d");
+  EXPECT_EQ(TrackNameFromUserData("caf\xc3\xa9 \xff"), "caf\xc3\xa9 \xEF\xBF\xBD");
+}
+
+TEST(MovieReader, StepsStopAtTheEndsAndWalkBack) {
+  Track t = SubtitleTrack();
+  t.samplesPerChunk = 2;
+  OpenedMovie movie;
+  ASSERT_EQ(movie.Open(Build(OneTrack(t))), kNoErr);
+  QorTrackReaderRef track;
+  ASSERT_EQ(QorFormatReaderCopyTrackByIndex(movie.reader.get(), 0, &track, nullptr, nullptr),
+            kNoErr);
+  QorSampleCursorServiceRef service;
+  ASSERT_EQ(QorTrackReaderCopySampleCursorService(track.get(), &service), kNoErr);
+  QorSampleCursorRef cursor;
+  ASSERT_EQ(QorSampleCursorServiceCreateCursorAtFirstSample(service.get(), &cursor), kNoErr);
+  QorSampleGeneratorRef generator;
+  ASSERT_EQ(QorSampleGeneratorCreateForFormatReaderUsingByteStreams(
+                nullptr, movie.reader.get(), track.get(), nullptr, 0, 0, &generator),
+            kNoErr);
+  auto textAt = [&] {
+    ReadSample s;
+    EXPECT_EQ(ReadSampleAtCursor(generator.get(), cursor.get(), &s), kNoErr);
+    return s.text;
+  };
+  int64_t stepped = 0;
+  const std::tuple<int64_t, int64_t, const char*> steps[] = {
+      {-1, 0, "one"},  {3, 3, "four"},  {10, 1, "five"}, {1, 0, "five"},  {-1, -1, "four"},
+      {-2, -2, "two"}, {-1, -1, "one"}, {4, 4, "five"},  {-3, -3, "two"}, {-9, -1, "one"},
+  };
+  for (auto [ask, moved, text] : steps) {
+    ASSERT_EQ(QorSampleCursorStep(cursor.get(), ask, &stepped), kNoErr);
+    EXPECT_EQ(stepped, moved) << ask;
+    EXPECT_EQ(textAt(), text) << ask;
+  }
+}
+
+// Reading every subtitle sample touches the header and those samples, never the video.
+TEST(MovieReader, ReadsOnlyTheHeaderAndTheSamplesAskedFor) {
+  Movie m;
+  Track video;
+  video.trackID = 1;
+  video.handler = "vide";
+  video.sampleEntry = Box("mp4v", std::string(78, '\0'));
+  for (int i = 0; i < 8; ++i) video.samples.push_back(std::string(100000, char('A' + i)));
+  video.durations.assign(8, 100);
+  Track subtitles = SubtitleTrack();
+  subtitles.trackID = 2;
+  m.tracks = {video, subtitles};
+  m.moovFirst = false;
+  const std::string file = Build(m);
+
+  OpenedMovie movie;
+  ASSERT_EQ(movie.Open(file, /*recordReads=*/true), kNoErr);
+  std::vector<ReadSample> samples;
+  ASSERT_EQ(ReadAllSamples(movie.reader.get(), 1, &samples), kNoErr);
+  ASSERT_EQ(samples.size(), 5u);
+  const size_t videoStart = file.find(std::string(100000, 'A'));
+  const size_t videoEnd = videoStart + 800000;
+  for (const auto& [offset, length] : movie.recorder->reads) {
+    // The header reads of box headers and the stream's block cache may reach 4 KiB around what
+    // was asked; nothing reaches into the middle of the video.
+    const bool overlaps = offset < videoEnd - 4096 && offset + length > videoStart + 4096;
+    EXPECT_FALSE(overlaps) << offset << "+" << length;
+  }
+}
+
+TEST(MovieReader, BrokenFiles) {
+  const std::string good = Build(OneTrack(SubtitleTrack()));
+  const size_t moov = good.find("moov") - 4;
+  struct Case {
+    const char* name;
+    std::string file;
+    OSStatus open;  // expected from opening
+  };
+  auto with = [](void (*change)(Movie&)) {
+    Movie m = OneTrack(SubtitleTrack());
+    change(m);
+    return Build(m);
+  };
+  auto replaceAt = [&](size_t at, const std::string& bytes) {
+    std::string f = good;
+    f.replace(at, bytes.size(), bytes);
+    return f;
+  };
+  const std::string hugeCount = FullBox("stts", 0, 0, U32(0xFFFFFFFF) + U32(1) + U32(1));
+  std::string withHugeCount = good;
+  withHugeCount.replace(withHugeCount.find("stts") - 4, 24, hugeCount);
+  std::string badInflate = with([](Movie& m) { m.compressHeader = true; });
+  badInflate[badInflate.find("cmvd") + 7] ^= 1;  // declared size one off
+  std::string unknownMethod = with([](Movie& m) { m.compressHeader = true; });
+  unknownMethod.replace(unknownMethod.find("zlib"), 4, "lzma");
+
+  const Case cases[] = {
+      {"empty", "", kMovieErrMalformed},
+      {"no movie box", Box("ftyp", "isom") + Box("mdat", "abc"), kMovieErrMalformed},
+      {"truncated movie box", good.substr(0, moov + 100), kMovieErrMalformed},
+      {"box larger than the file", replaceAt(moov, U32(0x7FFFFFFF)), kMovieErrMalformed},
+      {"box smaller than its header", replaceAt(moov, U32(4)), kMovieErrMalformed},
+      {"64-bit size past the end", replaceAt(moov, U32(1) + "moov" + U64(1ull << 62)),
+       kMovieErrMalformed},
+      {"size 0 runs to the end", Box("ftyp", "isom") + U32(0) + "free", kMovieErrMalformed},
+      {"fragment box", Box("ftyp", "isom") + Box("moof", "") + good.substr(moov),
+       kMovieErrFragmented},
+      {"movie extends box",
+       with([](Movie& m) { m.extraMovieChildren = Box("mvex", Box("trex", "")); }),
+       kMovieErrFragmented},
+      {"entry count beyond its box", withHugeCount, kMovieErrMalformed},
+      {"sizes disagree with times", with([](Movie& m) { m.tracks[0].durations.push_back(5); }),
+       kMovieErrMalformed},
+      {"compressed size one off", badInflate, kMovieErrMalformed},
+      {"unknown compression", unknownMethod, kMovieErrUnsupported},
+      {"deep nesting is skipped", with([](Movie& m) {
+         static std::string nested;
+         nested = "x";
+         for (int i = 0; i < 2000; ++i) nested = Box("udta", nested);
+         m.extraMovieChildren = nested;
+       }),
+       kNoErr},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    OpenedMovie movie;
+    EXPECT_EQ(movie.Open(c.file), c.open);
+  }
+
+  // A chunk offset past the end of the file opens, and reading the sample fails.
+  std::string pastEnd = good;
+  const size_t stco = pastEnd.find("stco");
+  pastEnd.replace(stco + 12, 4, U32(0x7FFFFF00));
+  OpenedMovie movie;
+  ASSERT_EQ(movie.Open(pastEnd), kNoErr);
+  std::vector<ReadSample> samples;
+  EXPECT_EQ(ReadAllSamples(movie.reader.get(), 0, &samples), kMovieErrSampleOutOfRange);
+}
+
+}  // namespace

@@ -1,0 +1,97 @@
+#include "media/formats/movie/movie_reader_test_support.h"
+
+#include <ostream>
+
+#include "media/core/file_byte_stream.h"
+#include "media/core/memory_byte_stream.h"
+#include "media/core/sample_buffer.h"
+#include "media/formatreader/format_reader_instantiators.h"
+
+void PrintTo(const ReadSample& s, std::ostream* os) {
+  *os << "{" << s.ptsValue << "/" << s.ptsTimescale << " +" << s.durationValue << "/"
+      << s.durationTimescale << " \"" << s.text << "\"}";
+}
+
+OSStatus RecordingByteStream::Read(size_t size, int64_t offset, void* destination, size_t* count) {
+  size_t got = 0;
+  OSStatus err = inner_->Read(size, offset, destination, &got);
+  if (err == kNoErr) {
+    reads.emplace_back(uint64_t(offset), got);
+    bytesRead += got;
+  }
+  if (count) *count = got;
+  return err;
+}
+
+OSStatus OpenedMovie::Open(const std::string& file, bool recordReads) {
+  MxByteStreamRef memory;
+  OSStatus err = MxByteStreamCreateForMemory(reinterpret_cast<const uint8_t*>(file.data()),
+                                             file.size(), &memory);
+  if (err) return err;
+  MxByteStreamRef stream = memory;
+  if (recordReads) {
+    recorder = MxRef<RecordingByteStream>::Adopt(new RecordingByteStream(memory));
+    stream = MxByteStreamRef::Retained(recorder.get());
+  }
+  return CinemoxMovieFormatReaderCreateFromStream(stream.get(), nullptr, nullptr, &reader);
+}
+
+OSStatus OpenedMovie::OpenPath(const std::string& path) {
+  MxURL url;
+  OSStatus err = MxURLCreateWithFileSystemPath(path.c_str(), false, &url);
+  if (err) return err;
+  MxByteStreamRef file;
+  err = MxByteStreamCreateForFileURL(nullptr, url, 0, &file);
+  if (err) return err;
+  recorder = MxRef<RecordingByteStream>::Adopt(new RecordingByteStream(file));
+  return CinemoxMovieFormatReaderCreateFromStream(recorder.get(), nullptr, nullptr, &reader);
+}
+
+OSStatus ReadSampleAtCursor(QorSampleGenerator* generator, QorSampleCursor* cursor,
+                            ReadSample* out) {
+  MxSampleBufferRef sample;
+  OSStatus err = QorSampleGeneratorCreateSampleBufferAtCursor(generator, cursor, &sample);
+  if (err) return err;
+  const MxTime pts = MxSampleBufferGetOutputPresentationTimeStamp(sample.get());
+  const MxTime duration = MxSampleBufferGetOutputDuration(sample.get());
+  *out = ReadSample{pts.value, pts.timescale, duration.value, duration.timescale, "", ""};
+  MxBlockBuffer* data = MxSampleBufferGetDataBuffer(sample.get());
+  const size_t length = MxBlockBufferGetDataLength(data);
+  out->bytes.resize(length);
+  if (length > 0) {
+    err = MxBlockBufferCopyDataBytes(data, 0, length, out->bytes.data());
+    if (err) return err;
+  }
+  const bool text =
+      MxFormatDescriptionGetMediaType(MxSampleBufferGetFormatDescription(sample.get())) !=
+          MxFourCharCode("vide") &&
+      MxFormatDescriptionGetMediaType(MxSampleBufferGetFormatDescription(sample.get())) !=
+          MxFourCharCode("soun");
+  out->text = text && length >= 2
+                  ? out->bytes.substr(2, (uint8_t(out->bytes[0]) << 8) | uint8_t(out->bytes[1]))
+                  : out->bytes;
+  return kNoErr;
+}
+
+OSStatus ReadAllSamples(QorFormatReader* reader, int64_t index, std::vector<ReadSample>* out) {
+  QorTrackReaderRef track;
+  OSStatus err = QorFormatReaderCopyTrackByIndex(reader, index, &track, nullptr, nullptr);
+  if (err) return err;
+  QorSampleCursorServiceRef service;
+  if ((err = QorTrackReaderCopySampleCursorService(track.get(), &service))) return err;
+  QorSampleCursorRef cursor;
+  if ((err = QorSampleCursorServiceCreateCursorAtFirstSample(service.get(), &cursor))) return err;
+  QorSampleGeneratorRef generator;
+  if ((err = QorSampleGeneratorCreateForFormatReaderUsingByteStreams(nullptr, reader, track.get(),
+                                                                     nullptr, 0, 0, &generator)))
+    return err;
+  out->clear();
+  for (;;) {
+    ReadSample s;
+    if ((err = ReadSampleAtCursor(generator.get(), cursor.get(), &s))) return err;
+    out->push_back(std::move(s));
+    int64_t stepped = 0;
+    if ((err = QorSampleCursorStep(cursor.get(), 1, &stepped))) return err;
+    if (stepped != 1) return kNoErr;
+  }
+}
