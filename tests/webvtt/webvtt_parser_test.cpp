@@ -19,8 +19,9 @@ std::ostream& operator<<(std::ostream& os, const ParsedCue& c) {
 
 std::string Range(const WebVTTCue* cue, uint64_t offset, uint64_t length) {
   std::string text(length, '\0');
-  if (length)
+  if (length) {
     EXPECT_EQ(MxBlockBufferCopyDataBytes(cue->text.get(), offset, length, text.data()), kNoErr);
+  }
   return text;
 }
 
