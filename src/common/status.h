@@ -49,6 +49,26 @@ enum : OSStatus {
   kMxBlockBufferEmptyBBuf = -12706,
   kMxBlockBufferUnallocatedBlock = -12707,
 
+  // Reader registry and selection.
+  kQorErrRegistryUnavailable = -1,    // the reader registry could not be built
+  kQorThingErrNotFound = -2,          // no registered thing matches the criteria
+  kQorThingErrLoadFailed = -3,        // an instantiator could not be loaded
+  kQorThingErrFunctionNotFound = -4,  // an instantiator's function name is unknown
+  kMxErrNotMPEGStream = -12971,       // the MPEG reader does not recognise the stream
+
+  // Text format descriptions.
+  kMxTextDescErrMissingValue = -12710,       // no description, wrong media type, missing key
+  kMxTextDescErrAtomCreation = -12711,       // an extension atom's data or key cannot be made
+  kMxTextDescErrUnknownEntryType = -12712,   // the sample entry type is not a text kind
+  kMxTextDescErrValueCreation = -12713,      // a number or dictionary cannot be made
+  kMxTextDescErrMalformed = -12714,          // entry too short, bad atom size, bad font table
+  kMxTextDescErrWebVTTDescription = -12718,  // getter asked of a WebVTT-in-ISO description
+
+  // Text samples.
+  kQorTextSampleErrStringCreation = -12730,  // text or attributed string cannot be made
+  kQorTextSampleErrMalformed = -12742,       // bad text length, box size or style box
+  kQorTextSampleErrNoFormatDescription = -444,
+
   kWebVTTErrMalformedCue = -16010,
   kWebVTTErrMalformedTimestamp = -16011,
   kWebVTTErrBadCueTime = -16012,
