@@ -32,13 +32,12 @@ enum : OSStatus {
   kMxErrNoFormatReader = -12847,
   kMxErrEndOfTrack = -12840,
   kMxErrOutOfMemory = -108,
+  kMxErrBadPath = -50,
 
   // Container probes.
-  kMxErrNotMPEGStream = -12971,        // neither a transport stream nor a program stream
   kMxErrFormatNotRecognised = -12970,  // the data is not in the reader's container format
   kMxErrFormatDamaged = -12969,        // the reader's format, but cut short or inconsistent
   kMxErrProbeLimitExceeded = -12968,   // a probe would read more than its bounded share
-  kMxErrBadPath = -50,
 
   kMxBlockBufferStructureAllocationFailed = -12700,
   kMxBlockBufferBlockAllocationFailed = -12701,

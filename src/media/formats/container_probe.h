@@ -5,20 +5,16 @@
 #include <cstdint>
 #include <vector>
 
+#include "media/core/four_char_code.h"
 #include "media/core/mx_time.h"
 
-constexpr uint32_t FourCC(const char (&s)[5]) {
-  return (uint32_t(uint8_t(s[0])) << 24) | (uint32_t(uint8_t(s[1])) << 16) |
-         (uint32_t(uint8_t(s[2])) << 8) | uint32_t(uint8_t(s[3]));
-}
-
-inline constexpr uint32_t kProbeMediaType_Video = FourCC("vide");
-inline constexpr uint32_t kProbeMediaType_Sound = FourCC("soun");
-inline constexpr uint32_t kProbeMediaType_Text = FourCC("text");
-inline constexpr uint32_t kProbeMediaType_Music = FourCC("musi");
+inline constexpr uint32_t kProbeMediaType_Video = MxFourCharCode("vide");
+inline constexpr uint32_t kProbeMediaType_Sound = MxFourCharCode("soun");
+inline constexpr uint32_t kProbeMediaType_Text = MxFourCharCode("text");
+inline constexpr uint32_t kProbeMediaType_Music = MxFourCharCode("musi");
 
 struct ProbedTrack {
-  uint32_t mediaType = 0;
+  FourCharCode mediaType = 0;
   uint32_t trackID = 0;
 };
 

@@ -22,11 +22,11 @@ uint32_t PrivateDataMediaType(const uint8_t* descriptors, size_t length) {
       case 0x05: {  // registration
         uint32_t format = 0;
         if (!body.U32BE(&format)) break;
-        if (format == FourCC("AC-3") || format == FourCC("EAC3") || format == FourCC("DTS1") ||
-            format == FourCC("DTS2") || format == FourCC("DTS3") || format == FourCC("Opus") ||
-            format == FourCC("BSSD"))
+        if (format == MxFourCharCode("AC-3") || format == MxFourCharCode("EAC3") || format == MxFourCharCode("DTS1") ||
+            format == MxFourCharCode("DTS2") || format == MxFourCharCode("DTS3") || format == MxFourCharCode("Opus") ||
+            format == MxFourCharCode("BSSD"))
           return kProbeMediaType_Sound;
-        if (format == FourCC("HEVC") || format == FourCC("VC-1")) return kProbeMediaType_Video;
+        if (format == MxFourCharCode("HEVC") || format == MxFourCharCode("VC-1")) return kProbeMediaType_Video;
         break;
       }
       default:
