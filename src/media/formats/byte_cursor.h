@@ -13,27 +13,27 @@ class ByteCursor {
   size_t Remaining() const { return size_ - at_; }
   const uint8_t* Here() const { return data_ + at_; }
 
-  bool Skip(uint64_t count) {
+  [[nodiscard]] bool Skip(uint64_t count) {
     if (count > Remaining()) return false;
     at_ += static_cast<size_t>(count);
     return true;
   }
-  bool Seek(uint64_t offset) {
+  [[nodiscard]] bool Seek(uint64_t offset) {
     if (offset > size_) return false;
     at_ = static_cast<size_t>(offset);
     return true;
   }
-  bool U8(uint8_t* v) { return ReadBE(1, v); }
-  bool U16BE(uint16_t* v) { return ReadBE(2, v); }
-  bool U24BE(uint32_t* v) { return ReadBE(3, v); }
-  bool U32BE(uint32_t* v) { return ReadBE(4, v); }
-  bool U64BE(uint64_t* v) { return ReadBE(8, v); }
-  bool U16LE(uint16_t* v) { return ReadLE(2, v); }
-  bool U32LE(uint32_t* v) { return ReadLE(4, v); }
-  bool U64LE(uint64_t* v) { return ReadLE(8, v); }
+  [[nodiscard]] bool U8(uint8_t* v) { return ReadBE(1, v); }
+  [[nodiscard]] bool U16BE(uint16_t* v) { return ReadBE(2, v); }
+  [[nodiscard]] bool U24BE(uint32_t* v) { return ReadBE(3, v); }
+  [[nodiscard]] bool U32BE(uint32_t* v) { return ReadBE(4, v); }
+  [[nodiscard]] bool U64BE(uint64_t* v) { return ReadBE(8, v); }
+  [[nodiscard]] bool U16LE(uint16_t* v) { return ReadLE(2, v); }
+  [[nodiscard]] bool U32LE(uint32_t* v) { return ReadLE(4, v); }
+  [[nodiscard]] bool U64LE(uint64_t* v) { return ReadLE(8, v); }
 
   // A view of the next `count` bytes, taken only when they are all there.
-  bool Sub(size_t count, ByteCursor* out) {
+  [[nodiscard]] bool Sub(size_t count, ByteCursor* out) {
     if (count > Remaining()) return false;
     *out = ByteCursor(data_ + at_, count);
     at_ += count;
