@@ -1,5 +1,6 @@
 // AIFF and AIFC: FORM 'AIFF' or 'AIFC' with a 'COMM' chunk that states the number of sample
 // frames and the sample rate (an 80-bit extended float). Big-endian throughout.
+#include <algorithm>
 #include <cmath>
 
 #include "media/core/error_signal.h"
@@ -35,8 +36,13 @@ OSStatus AIFFFileProbe(ProbeReader& reader, ContainerProbe* out) {
       (type != MxFourCharCode("AIFF") && type != MxFourCharCode("AIFC")))
     return kMxErrFormatNotRecognised;
 
+  bool haveCommon = false, haveSound = false;
+  uint32_t frames = 0, compression = MxFourCharCode("NONE");
+  uint16_t channels = 0, bits = 0;
+  double rate = 0;
+  uint64_t soundBytes = 0;
   int64_t at = 12;
-  for (int i = 0; i < kMaxAudioFileChunks; i++) {
+  for (int i = 0; i < kMaxAudioFileChunks && !(haveCommon && haveSound); i++) {
     status = reader.ReadAt(at, 8, &bytes);
     if (status != kNoErr) return status;
     ByteCursor chunk(bytes.data(), bytes.size());
@@ -46,28 +52,41 @@ OSStatus AIFFFileProbe(ProbeReader& reader, ContainerProbe* out) {
       status = reader.ReadAt(at + 8, 22, &bytes);
       if (status != kNoErr) return status;
       ByteCursor body(bytes.data(), bytes.size());
-      uint16_t channels = 0, bits = 0, exponent = 0;
-      uint32_t frames = 0, compression = MxFourCharCode("NONE");
+      uint16_t exponent = 0;
       uint64_t mantissa = 0;
       if (!body.U16BE(&channels) || !body.U32BE(&frames) || !body.U16BE(&bits) ||
           !body.U16BE(&exponent) || !body.U64BE(&mantissa))
         return QorSignalErrorAt(kMxErrFormatDamaged);
       if (type == MxFourCharCode("AIFC") && !body.U32BE(&compression))
         return QorSignalErrorAt(kMxErrFormatDamaged);
-      const double rate = ExtendedToDouble(exponent, mantissa);
+      rate = ExtendedToDouble(exponent, mantissa);
       if (!(rate > 0 && rate <= kMaxSampleRate)) return QorSignalErrorAt(kMxErrFormatDamaged);
-      // IMA ADPCM counts packets of 64 sample frames.
-      const uint64_t sampleFrames =
-          uint64_t{frames} * (compression == MxFourCharCode("ima4") ? 64 : 1);
-      out->tracks = {{kProbeMediaType_Sound, 1}};
-      out->duration = rate == std::floor(rate)
-                          ? ProbeDurationFromCount(sampleFrames, 1, static_cast<uint64_t>(rate))
-                          : ProbeDurationFromSeconds(static_cast<double>(sampleFrames) / rate);
-      out->durationIsExact = true;
-      return kNoErr;
+      haveCommon = true;
+    } else if (tag == MxFourCharCode("SSND")) {
+      // The sound data starts with an offset and a block size.
+      const int64_t available = reader.Length() - (at + 16);
+      soundBytes = available <= 0 ? 0 : std::min<uint64_t>(available, size >= 8 ? size - 8 : 0);
+      haveSound = true;
     }
     at += 8 + int64_t{size} + (size & 1);
     if (at >= reader.Length()) break;
   }
-  return QorSignalErrorAt(kMxErrFormatDamaged);
+  if (!haveCommon) return QorSignalErrorAt(kMxErrFormatDamaged);
+  // IMA ADPCM counts packets of 64 sample frames.
+  uint64_t sampleFrames = uint64_t{frames} * (compression == MxFourCharCode("ima4") ? 64 : 1);
+  // Uncompressed sound cut short keeps the frames it has.
+  const bool uncompressed =
+      compression == MxFourCharCode("NONE") || compression == MxFourCharCode("sowt") ||
+      compression == MxFourCharCode("twos") || compression == MxFourCharCode("raw ") ||
+      compression == MxFourCharCode("fl32") || compression == MxFourCharCode("fl64") ||
+      compression == MxFourCharCode("in24") || compression == MxFourCharCode("in32");
+  const uint64_t frameBytes = uint64_t{channels} * ((bits + 7u) / 8u);
+  if (uncompressed && frameBytes != 0)
+    sampleFrames = std::min(sampleFrames, haveSound ? soundBytes / frameBytes : 0);
+  out->tracks = {{kProbeMediaType_Sound, 1}};
+  out->duration = rate == std::floor(rate)
+                      ? ProbeDurationFromCount(sampleFrames, 1, static_cast<uint64_t>(rate))
+                      : ProbeDurationFromSeconds(static_cast<double>(sampleFrames) / rate);
+  out->durationIsExact = true;
+  return kNoErr;
 }

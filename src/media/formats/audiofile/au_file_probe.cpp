@@ -48,8 +48,8 @@ OSStatus AUFileProbe(ProbeReader& reader, ContainerProbe* out) {
   uint64_t size = available > 0 ? static_cast<uint64_t>(available) : 0;
   if (dataSize != kUnknownSize && dataSize < size) size = dataSize;
   out->tracks = {{kProbeMediaType_Sound, 1}};
-  out->duration = ProbeDurationFromCount(size / (uint64_t{BytesPerSample(encoding)} * channels), 1,
-                                         rate);
+  out->duration =
+      ProbeDurationFromCount(size / (uint64_t{BytesPerSample(encoding)} * channels), 1, rate);
   out->durationIsExact = true;
   return kNoErr;
 }

@@ -54,8 +54,8 @@ OSStatus WaveFileProbe(ProbeReader& reader, ContainerProbe* out) {
       if (status != kNoErr) return status;
       ByteCursor body(bytes.data(), bytes.size());
       if (tag == MxFourCharCode("fmt ")) {
-        haveFormat = body.U16LE(&formatTag) && body.U16LE(&channels) &&
-                     body.U32LE(&sampleRate) && body.U32LE(&byteRate) && body.U16LE(&blockAlign);
+        haveFormat = body.U16LE(&formatTag) && body.U16LE(&channels) && body.U32LE(&sampleRate) &&
+                     body.U32LE(&byteRate) && body.U16LE(&blockAlign);
       } else if (tag == MxFourCharCode("fact")) {
         haveFact = body.U32LE(&factFrames);
       } else if (!body.Skip(8) || !body.U64LE(&dataSize64)) {

@@ -20,7 +20,7 @@ constexpr uint32_t kMPEGAudioRates[3] = {44100, 48000, 32000};
 
 bool ParseMPEGAudio(const uint8_t* p, size_t size, AudioFrame* out) {
   if (size < 4 || p[0] != 0xFF || (p[1] & 0xE0) != 0xE0) return false;
-  const int version = (p[1] >> 3) & 3;  // 0: 2.5, 1: reserved, 2: 2, 3: 1
+  const int version = (p[1] >> 3) & 3;      // 0: 2.5, 1: reserved, 2: 2, 3: 1
   const int layer = 4 - ((p[1] >> 1) & 3);  // 4 is reserved
   const int bitRateIndex = p[2] >> 4;
   const int rateIndex = (p[2] >> 2) & 3;
@@ -67,10 +67,10 @@ bool ParseADTS(const uint8_t* p, size_t size, AudioFrame* out) {
 // AC-3 frame sizes in 16-bit words by frame size code / 2, for 48, 44.1 and 32 kHz; the 44.1 kHz
 // size gains one word when the code is odd.
 constexpr uint16_t kAC3Words[19][3] = {
-    {64, 69, 96},      {80, 87, 120},     {96, 104, 144},    {112, 121, 168},   {128, 139, 192},
-    {160, 174, 240},   {192, 208, 288},   {224, 243, 336},   {256, 278, 384},   {320, 348, 480},
-    {384, 417, 576},   {448, 487, 672},   {512, 557, 768},   {640, 696, 960},   {768, 835, 1152},
-    {896, 975, 1344},  {1024, 1114, 1536}, {1152, 1253, 1728}, {1280, 1393, 1920},
+    {64, 69, 96},     {80, 87, 120},      {96, 104, 144},     {112, 121, 168},    {128, 139, 192},
+    {160, 174, 240},  {192, 208, 288},    {224, 243, 336},    {256, 278, 384},    {320, 348, 480},
+    {384, 417, 576},  {448, 487, 672},    {512, 557, 768},    {640, 696, 960},    {768, 835, 1152},
+    {896, 975, 1344}, {1024, 1114, 1536}, {1152, 1253, 1728}, {1280, 1393, 1920},
 };
 constexpr uint32_t kAC3Rates[3] = {48000, 44100, 32000};
 
@@ -125,10 +125,12 @@ bool ParseAudioFrameHeader(AudioFrameKind kind, const uint8_t* p, size_t size, A
   return false;
 }
 
-bool MPEGAudioInfoFrame(const uint8_t* frame, size_t size, bool* haveCount, uint32_t* frames) {
+bool MPEGAudioInfoFrame(const uint8_t* frame, size_t size, bool* haveCount, uint32_t* frames,
+                        uint32_t* bytes) {
   AudioFrame header;
   if (!ParseMPEGAudio(frame, size, &header) || header.size > size) return false;
   *haveCount = false;
+  *bytes = 0;
   const int version = (frame[1] >> 3) & 3;
   const bool mono = (frame[3] >> 6) == 3;
   // 'Xing' or 'Info' follows the side information, whose size depends on version and mode.
@@ -137,13 +139,15 @@ bool MPEGAudioInfoFrame(const uint8_t* frame, size_t size, bool* haveCount, uint
   uint32_t tag = 0, flags = 0;
   if (xing.Skip(4 + sideInfo) && xing.U32BE(&tag) &&
       (tag == MxFourCharCode("Xing") || tag == MxFourCharCode("Info"))) {
-    if (xing.U32BE(&flags) && (flags & 1) && xing.U32BE(frames)) *haveCount = true;
+    if (!xing.U32BE(&flags)) return true;
+    if ((flags & 1) && xing.U32BE(frames)) *haveCount = true;
+    if ((flags & 2) && !xing.U32BE(bytes)) *bytes = 0;
     return true;
   }
   // 'VBRI' sits 32 bytes after the header: version, delay, quality, bytes, frames.
   ByteCursor vbri(frame, header.size);
   if (vbri.Skip(4 + 32) && vbri.U32BE(&tag) && tag == MxFourCharCode("VBRI")) {
-    if (vbri.Skip(2 + 2 + 2 + 4) && vbri.U32BE(frames)) *haveCount = true;
+    if (vbri.Skip(2 + 2 + 2) && vbri.U32BE(bytes) && vbri.U32BE(frames)) *haveCount = true;
     return true;
   }
   return false;

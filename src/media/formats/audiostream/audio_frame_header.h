@@ -18,6 +18,8 @@ struct AudioFrame {
 bool ParseAudioFrameHeader(AudioFrameKind kind, const uint8_t* p, size_t size, AudioFrame* out);
 
 // Frames of MPEG audio layer III may start with an information frame ('Xing', 'Info' or
-// 'VBRI') that counts the frames of the stream. True when `frame` (the whole first frame) is
-// one; `*frames` receives the count, when the frame gives it.
-bool MPEGAudioInfoFrame(const uint8_t* frame, size_t size, bool* haveCount, uint32_t* frames);
+// 'VBRI') that counts the frames of the stream and its bytes. True when `frame` (the whole first
+// frame) is one; `*frames` receives the count, when the frame gives it, and `*bytes` the
+// stream's size, or zero.
+bool MPEGAudioInfoFrame(const uint8_t* frame, size_t size, bool* haveCount, uint32_t* frames,
+                        uint32_t* bytes);

@@ -10,8 +10,10 @@ namespace {
 
 // Bytes of frames walked before the rest of the stream is estimated from them.
 constexpr size_t kWalkBudget = 4u << 20;
-// Bytes read at a time while walking.
+// Bytes read at a time while walking, and how far before the asked offset a read starts, so
+// that looking a few frames ahead and coming back does not read the same bytes again.
 constexpr size_t kWalkChunk = 64u << 10;
+constexpr int64_t kLookBehind = 16 << 10;
 // How far into the stream (after tags) the first frame is looked for.
 constexpr size_t kSyncSearch = 64u << 10;
 // Consecutive frames that must chain up before a stream kind is believed (fewer when the
@@ -28,9 +30,11 @@ class FrameWindow {
   // stay valid until the next call.
   [[nodiscard]] OSStatus At(int64_t offset, size_t size, const uint8_t** p, size_t* available) {
     if (offset < start_ || offset + static_cast<int64_t>(size) > start_ + Size()) {
-      OSStatus status = reader_.ReadAt(offset, std::max(size, kWalkChunk), &bytes_);
+      const int64_t start = std::max(int64_t{0}, offset - kLookBehind);
+      const size_t want = static_cast<size_t>(offset - start) + std::max(size, kWalkChunk);
+      OSStatus status = reader_.ReadAt(start, want, &bytes_);
       if (status != kNoErr) return status;
-      start_ = offset;
+      start_ = start;
     }
     const size_t skip = static_cast<size_t>(offset - start_);
     *p = bytes_.data() + skip;
@@ -54,8 +58,8 @@ OSStatus SkipTags(ProbeReader& reader, int64_t* offset) {
     if (header.size() < 10 || memcmp(header.data(), "ID3", 3) != 0) return kNoErr;
     // A synchronisation-safe size: four 7-bit groups.
     if ((header[6] | header[7] | header[8] | header[9]) & 0x80) return kNoErr;
-    const int64_t size = (int64_t{header[6]} << 21) | (header[7] << 14) | (header[8] << 7) |
-                         header[9];
+    const int64_t size =
+        (int64_t{header[6]} << 21) | (header[7] << 14) | (header[8] << 7) | header[9];
     const bool footer = (header[5] & 0x10) != 0;
     *offset += 10 + size + (footer ? 10 : 0);
   }
@@ -91,6 +95,24 @@ OSStatus Chains(FrameWindow& window, int64_t length, AudioFrameKind kind, int64_
   return kNoErr;
 }
 
+// Looks for the next place where frames of `kind` chain up, within the sync search distance.
+OSStatus Resync(FrameWindow& window, int64_t length, AudioFrameKind kind, int64_t from,
+                const AudioFrame& first, int64_t* found) {
+  *found = -1;
+  const int64_t end = std::min(length, from + static_cast<int64_t>(kSyncSearch));
+  for (int64_t offset = from; offset < end; offset++) {
+    AudioFrame frame;
+    bool chains = false;
+    OSStatus status = Chains(window, length, kind, offset, &frame, &chains);
+    if (status != kNoErr) return status;
+    if (chains && frame.form == first.form && frame.sampleRate == first.sampleRate) {
+      *found = offset;
+      return kNoErr;
+    }
+  }
+  return kNoErr;
+}
+
 OSStatus WalkFrames(FrameWindow& window, int64_t length, AudioFrameKind kind, int64_t offset,
                     const AudioFrame& first, Walk* walk) {
   while (walk->bytes < kWalkBudget) {
@@ -105,9 +127,19 @@ OSStatus WalkFrames(FrameWindow& window, int64_t length, AudioFrameKind kind, in
     AudioFrame frame;
     if (!ParseAudioFrameHeader(kind, p, n, &frame) || frame.form != first.form ||
         frame.sampleRate != first.sampleRate || offset + frame.size > length) {
-      // Trailing bytes that are no frame (a tag, a cut-off frame) end the stream.
-      walk->reachedEnd = true;
-      return kNoErr;
+      // A few trailing bytes that are no frame (a tag, a cut-off frame) end the stream; in
+      // the middle of the stream, the walk goes on at the next frame.
+      if (length - offset <= static_cast<int64_t>(kSyncSearch)) {
+        walk->reachedEnd = true;
+        return kNoErr;
+      }
+      int64_t next = -1;
+      status = Resync(window, length, kind, offset + 1, first, &next);
+      if (status != kNoErr) return status;
+      if (next < 0) return kNoErr;  // no more frames found: the rest is estimated
+      walk->bytes += static_cast<uint64_t>(next - offset);
+      offset = next;
+      continue;
     }
     walk->frames++;
     walk->samples += frame.samples;
@@ -149,9 +181,9 @@ OSStatus ProbeAMR(ProbeReader& reader, FrameWindow& window, bool wideBand, int64
     out->duration = ProbeDurationFromCount(walk.frames, 1, 50);
     out->durationIsExact = true;
   } else if (walk.bytes != 0) {
-    out->duration = ProbeDurationFromSeconds(static_cast<double>(walk.frames) / 50 *
-                                             static_cast<double>(audioBytes) /
-                                             static_cast<double>(walk.bytes));
+    out->duration =
+        ProbeDurationFromSeconds(static_cast<double>(walk.frames) / 50 *
+                                 static_cast<double>(audioBytes) / static_cast<double>(walk.bytes));
   }
   return kNoErr;
 }
@@ -171,8 +203,10 @@ OSStatus AudioStreamProbe(ProbeReader& reader, ContainerProbe* out) {
   size_t n = 0;
   status = window.At(start, 16, &p, &n);
   if (status != kNoErr) return status;
-  if (n >= 9 && memcmp(p, kAMRWBMagic, 9) == 0) return ProbeAMR(reader, window, true, start + 9, out);
-  if (n >= 6 && memcmp(p, kAMRMagic, 6) == 0) return ProbeAMR(reader, window, false, start + 6, out);
+  if (n >= 9 && memcmp(p, kAMRWBMagic, 9) == 0)
+    return ProbeAMR(reader, window, true, start + 9, out);
+  if (n >= 6 && memcmp(p, kAMRMagic, 6) == 0)
+    return ProbeAMR(reader, window, false, start + 6, out);
 
   const int64_t searchEnd = std::min(length, start + static_cast<int64_t>(kSyncSearch));
   for (int64_t offset = start; offset < searchEnd; offset++) {
@@ -180,8 +214,8 @@ OSStatus AudioStreamProbe(ProbeReader& reader, ContainerProbe* out) {
     if (status != kNoErr) return status;
     if (n < 2 || !((p[0] == 0xFF && (p[1] & 0xE0) == 0xE0) || (p[0] == 0x0B && p[1] == 0x77)))
       continue;
-    for (AudioFrameKind kind : {AudioFrameKind::kMPEGAudio, AudioFrameKind::kADTS,
-                                AudioFrameKind::kAC3}) {
+    for (AudioFrameKind kind :
+         {AudioFrameKind::kMPEGAudio, AudioFrameKind::kADTS, AudioFrameKind::kAC3}) {
       AudioFrame first;
       bool chains = false;
       status = Chains(window, length, kind, offset, &first, &chains);
@@ -193,9 +227,11 @@ OSStatus AudioStreamProbe(ProbeReader& reader, ContainerProbe* out) {
         status = window.At(offset, first.size, &p, &n);
         if (status != kNoErr) return status;
         bool haveCount = false;
-        uint32_t frames = 0;
-        if (MPEGAudioInfoFrame(p, n, &haveCount, &frames)) {
-          if (haveCount) {
+        uint32_t frames = 0, streamBytes = 0;
+        if (MPEGAudioInfoFrame(p, n, &haveCount, &frames, &streamBytes)) {
+          // A stream shorter than its information frame says was cut: its frames are counted.
+          const bool cut = streamBytes != 0 && length - offset < int64_t{streamBytes};
+          if (haveCount && !cut) {
             out->duration = ProbeDurationFromCount(frames, first.samples, first.sampleRate);
             out->durationIsExact = true;
             return kNoErr;

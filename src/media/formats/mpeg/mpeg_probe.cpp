@@ -4,6 +4,7 @@
 #include <set>
 
 #include "media/core/error_signal.h"
+#include "media/formats/byte_cursor.h"
 #include "media/formats/mpeg/mpeg_timeline.h"
 #include "media/formats/mpeg/pes_header.h"
 #include "media/formats/mpeg/program_stream.h"
@@ -49,7 +50,7 @@ class TransportTiming final : public TransportStreamWalker::Visitor {
     uint64_t pts = 0;
     if (!PESHeaderGetPTS(pes, size, false, &pts, nullptr)) return;
     if (head_) timeline_->AddHead(pid, pts);
-    if (tail_) timeline_->AddTail(pid, pts);
+    if (tail_) timeline_->AddTail(pid, pts, size >= 6 ? LoadU16BE(pes + 4) : 0);
   }
   void ProgramClock(uint16_t, uint64_t clock) override {
     if (head_) timeline_->AddHeadClock(clock);
@@ -65,7 +66,9 @@ class ProgramTiming final : public ProgramStreamWalker::Visitor {
  public:
   ProgramTiming(MPEGTimeline* timeline, bool head, bool tail)
       : timeline_(timeline), head_(head), tail_(tail) {}
-  void Packet(uint32_t key, uint32_t mediaType, bool havePTS, uint64_t pts) override {
+  void Packet(uint32_t key, uint32_t mediaType, bool havePTS, uint64_t pts,
+              uint32_t size) override {
+    packets++;
     if (mediaType == 0) return;
     if (head_ && std::find(keys.begin(), keys.end(), key) == keys.end()) {
       keys.push_back(key);
@@ -73,13 +76,14 @@ class ProgramTiming final : public ProgramStreamWalker::Visitor {
     }
     if (!havePTS) return;
     if (head_) timeline_->AddHead(key, pts);
-    if (tail_) timeline_->AddTail(key, pts);
+    if (tail_) timeline_->AddTail(key, pts, size);
   }
   void SystemClock(uint64_t clock) override {
     if (head_) timeline_->AddHeadClock(clock);
     if (tail_) timeline_->AddTailClock(clock);
   }
   // Presented streams in the order of their first packet.
+  size_t packets = 0;
   std::vector<uint32_t> keys;
   std::vector<uint32_t> mediaTypes;
 
@@ -129,6 +133,7 @@ OSStatus ProbeProgramStream(ProbeReader& reader, size_t window, HeadAndTail& dat
   const bool whole = reader.Length() <= static_cast<int64_t>(2 * window);
   ProgramTiming headTiming(&timeline, true, whole);
   ProgramStreamWalker::Walk(data.head.data(), data.head.size(), &headTiming);
+  if (headTiming.packets == 0) return QorSignalErrorAt(kMxErrFormatDamaged);
   if (!whole) {
     OSStatus status = ReadTail(reader, window, 0, 1, &data);
     if (status != kNoErr) return status;

@@ -22,11 +22,13 @@ uint32_t PrivateDataMediaType(const uint8_t* descriptors, size_t length) {
       case 0x05: {  // registration
         uint32_t format = 0;
         if (!body.U32BE(&format)) break;
-        if (format == MxFourCharCode("AC-3") || format == MxFourCharCode("EAC3") || format == MxFourCharCode("DTS1") ||
-            format == MxFourCharCode("DTS2") || format == MxFourCharCode("DTS3") || format == MxFourCharCode("Opus") ||
+        if (format == MxFourCharCode("AC-3") || format == MxFourCharCode("EAC3") ||
+            format == MxFourCharCode("DTS1") || format == MxFourCharCode("DTS2") ||
+            format == MxFourCharCode("DTS3") || format == MxFourCharCode("Opus") ||
             format == MxFourCharCode("BSSD"))
           return kProbeMediaType_Sound;
-        if (format == MxFourCharCode("HEVC") || format == MxFourCharCode("VC-1")) return kProbeMediaType_Video;
+        if (format == MxFourCharCode("HEVC") || format == MxFourCharCode("VC-1"))
+          return kProbeMediaType_Video;
         break;
       }
       default:

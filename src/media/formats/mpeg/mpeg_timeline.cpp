@@ -18,21 +18,33 @@ void MPEGTimeline::AddHead(uint32_t stream, uint64_t stamp) {
   state.first = stamp;
 }
 
-void MPEGTimeline::AddTail(uint32_t stream, uint64_t stamp) {
+uint64_t MPEGTimeline::LastLength(const StreamState& state) {
+  if (state.stepSize == 0 || state.lastSize == 0 || state.lastSize >= state.stepSize)
+    return state.step;
+  return state.step * state.lastSize / state.stepSize;
+}
+
+void MPEGTimeline::AddTail(uint32_t stream, uint64_t stamp, uint32_t size) {
   auto it = streams_.find(stream);
   if (it == streams_.end() || !it->second.haveFirst) return;
   StreamState& state = it->second;
   const uint64_t since = Since(state.first, stamp);
   // A stamp that lies just before the stream's first one (a reordered picture) is not a wrap.
   if (since > kMPEGClockWrap - kLongestStep) return;
-  if (!state.haveLast || since > Since(state.first, state.last)) state.last = stamp;
+  if (!state.haveLast || since > Since(state.first, state.last)) {
+    state.last = stamp;
+    state.lastSize = size;
+  }
   state.haveLast = true;
   if (state.havePrevious) {
     const uint64_t step = Since(state.previous, stamp);
-    if (step > 0 && step < kLongestStep && (state.step == 0 || step < state.step))
+    if (step > 0 && step < kLongestStep && (state.step == 0 || step < state.step)) {
       state.step = step;
+      state.stepSize = state.previousSize;
+    }
   }
   state.previous = stamp;
+  state.previousSize = size;
   state.havePrevious = true;
 }
 

@@ -1,7 +1,9 @@
 // Duration of an MPEG stream from time stamps seen near its head and near its tail. Each
 // stream's first stamp comes from the head; the tail gives each stream's latest stamp and the
 // shortest step between its successive stamps, which stands for the length of the last packet.
-// Stamps are 33-bit and may wrap once between the head and the tail.
+// When packets state their size, the last packet's length is that step scaled by its size (an
+// audio packet at the end of a stream often holds fewer frames than the others). Stamps are
+// 33-bit and may wrap once between the head and the tail.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +12,8 @@
 class MPEGTimeline {
  public:
   void AddHead(uint32_t stream, uint64_t stamp);
-  void AddTail(uint32_t stream, uint64_t stamp);
+  // `size` is the packet's stated size in bytes, zero when unknown.
+  void AddTail(uint32_t stream, uint64_t stamp, uint32_t size);
   // The clock fallback: clock references (program clock or system clock) at head and tail.
   void AddHeadClock(uint64_t clock);
   void AddTailClock(uint64_t clock);
@@ -31,7 +34,7 @@ class MPEGTimeline {
     if (haveOrigin) {
       for (const auto& [stream, state] : streams_) {
         if (!state.haveLast || !include(stream)) continue;
-        const uint64_t candidate = Since(origin, state.last) + state.step;
+        const uint64_t candidate = Since(origin, state.last) + LastLength(state);
         if (!found || candidate > end) end = candidate;
         found = true;
       }
@@ -53,7 +56,11 @@ class MPEGTimeline {
     uint64_t last = 0;      // the latest stamp of the tail, as seen from `first`
     uint64_t previous = 0;  // the stamp before, in file order
     uint64_t step = 0;      // the shortest positive step between successive tail stamps
+    uint32_t previousSize = 0;
+    uint32_t stepSize = 0;  // size of the packet that begins the shortest step
+    uint32_t lastSize = 0;  // size of the packet with the latest stamp
   };
+  static uint64_t LastLength(const StreamState& state);
   static uint64_t Since(uint64_t from, uint64_t stamp);
   bool ClockDuration(uint64_t* ticks) const;
 

@@ -19,15 +19,14 @@ bool PESStreamIdHasNoHeader(uint8_t streamId) {
 bool PESReadTimestamp(const uint8_t* p, uint64_t* value) {
   // Three groups of 3, 15 and 15 bits, each followed by a marker bit that must be set.
   if ((p[0] & 1) == 0 || (p[2] & 1) == 0 || (p[4] & 1) == 0) return false;
-  *value = (uint64_t{p[0] & 0x0Eu} << 29) | (uint64_t{p[1]} << 22) | (uint64_t{p[2] & 0xFEu} << 14) |
-           (uint64_t{p[3]} << 7) | (p[4] >> 1);
+  *value = (uint64_t{p[0] & 0x0Eu} << 29) | (uint64_t{p[1]} << 22) |
+           (uint64_t{p[2] & 0xFEu} << 14) | (uint64_t{p[3]} << 7) | (p[4] >> 1);
   return true;
 }
 
 bool PESHeaderGetPTS(const uint8_t* p, size_t size, bool allowMPEG1, uint64_t* pts,
                      size_t* headerSize) {
-  if (size < 9 || p[0] != 0 || p[1] != 0 || p[2] != 1 || PESStreamIdHasNoHeader(p[3]))
-    return false;
+  if (size < 9 || p[0] != 0 || p[1] != 0 || p[2] != 1 || PESStreamIdHasNoHeader(p[3])) return false;
   if ((p[6] & 0xC0) == 0x80) {  // MPEG-2 header: flags, header data length, optional fields
     const size_t end = 9 + size_t{p[8]};
     if (headerSize) *headerSize = end;

@@ -87,7 +87,8 @@ void ProgramStreamWalker::Walk(const uint8_t* bytes, size_t size, Visitor* visit
         substream = packet[headerSize];
         key = (uint32_t{kPrivateStream1} << 8) | substream;
       }
-      visitor->Packet(key, MPEGStreamIdMediaType(id, substream), havePTS, pts);
+      visitor->Packet(key, MPEGStreamIdMediaType(id, substream), havePTS, pts,
+                      static_cast<uint32_t>(length));
     }
     at += 6 + length;
   }

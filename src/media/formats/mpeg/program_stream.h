@@ -16,8 +16,10 @@ class ProgramStreamWalker {
  public:
   struct Visitor {
     virtual ~Visitor() = default;
-    // `mediaType` is zero for streams that are not presented as tracks.
-    virtual void Packet(uint32_t streamKey, uint32_t mediaType, bool havePTS, uint64_t pts) = 0;
+    // `mediaType` is zero for streams that are not presented as tracks; `size` is the packet's
+    // stated length.
+    virtual void Packet(uint32_t streamKey, uint32_t mediaType, bool havePTS, uint64_t pts,
+                        uint32_t size) = 0;
     virtual void SystemClock(uint64_t clock) = 0;
   };
 

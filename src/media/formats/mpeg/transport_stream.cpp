@@ -165,8 +165,8 @@ void TransportStreamWalker::Table(uint16_t pid, const uint8_t* p, size_t size) {
     const bool known = std::any_of(streams_.begin(), streams_.end(),
                                    [esPid](const auto& s) { return s.pid == esPid; });
     if (known) continue;
-    streams_.push_back({esPid, streamType,
-                        MPEGStreamTypeMediaType(streamType, descriptors.Here(),
-                                                descriptors.Remaining())});
+    streams_.push_back(
+        {esPid, streamType,
+         MPEGStreamTypeMediaType(streamType, descriptors.Here(), descriptors.Remaining())});
   }
 }

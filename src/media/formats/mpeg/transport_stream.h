@@ -13,7 +13,7 @@
 inline constexpr size_t kTransportPacketSize = 188;
 
 struct TransportStreamLayout {
-  size_t packetSize = 0;  // 188, or 192 when each packet carries a 4-byte arrival time first
+  size_t packetSize = 0;    // 188, or 192 when each packet carries a 4-byte arrival time first
   int64_t firstPacket = 0;  // offset of the first packet (its arrival time, if any)
 };
 
