@@ -44,7 +44,7 @@ class MxAttributedString final : public MxObject {
   size_t RunIndexAt(int64_t index) const;
   size_t SplitAt(int64_t index);
   bool ValidRange(MxRange range) const;
-  void Coalesce();
+  void Coalesce(size_t from, size_t to);
 
   std::u16string text_;
   std::vector<Run> runs_;  // sorted by start; the first starts at 0 (none for an empty text)

@@ -1,0 +1,109 @@
+#include "media/core/attributed_string.h"
+
+#include <algorithm>
+
+#include "media/core/error_signal.h"
+
+namespace {
+
+const std::shared_ptr<const MxDictionary>& EmptyAttributes() {
+  static const auto empty = std::make_shared<const MxDictionary>();
+  return empty;
+}
+
+}  // namespace
+
+OSStatus MxAttributedStringCreate(MxAllocator*, std::u16string text, const MxDictionary* attributes,
+                                  MxAttributedStringRef* out) {
+  if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
+  auto* string = new MxAttributedString;
+  string->text_ = std::move(text);
+  if (!string->text_.empty()) {
+    string->runs_.push_back(
+        {0, attributes ? std::make_shared<const MxDictionary>(*attributes) : EmptyAttributes()});
+  }
+  *out = MxAttributedStringRef::Adopt(string);
+  return kNoErr;
+}
+
+size_t MxAttributedString::RunIndexAt(int64_t index) const {
+  auto it = std::upper_bound(runs_.begin(), runs_.end(), index,
+                             [](int64_t i, const Run& run) { return i < run.start; });
+  return static_cast<size_t>(it - runs_.begin()) - 1;
+}
+
+// Makes `index` the start of a run and answers that run's position (runs_.size() at the end).
+size_t MxAttributedString::SplitAt(int64_t index) {
+  if (index >= length()) return runs_.size();
+  size_t i = RunIndexAt(index);
+  if (runs_[i].start == index) return i;
+  runs_.insert(runs_.begin() + static_cast<std::ptrdiff_t>(i) + 1, {index, runs_[i].attributes});
+  return i + 1;
+}
+
+bool MxAttributedString::ValidRange(MxRange range) const {
+  return range.location >= 0 && range.length >= 0 && range.location <= length() &&
+         range.length <= length() - range.location;
+}
+
+// Runs from..to (inclusive) that equal the run before them join it, so runs stay few however
+// often styles are applied; only the runs a change touched need looking at.
+void MxAttributedString::Coalesce(size_t from, size_t to) {
+  if (runs_.empty()) return;
+  from = std::max<size_t>(from, 1);
+  to = std::min(to, runs_.size() - 1);
+  if (from > to) return;
+  size_t write = from;
+  for (size_t read = from; read <= to; ++read) {
+    const Run& previous = runs_[write - 1];
+    if (previous.attributes == runs_[read].attributes ||
+        *previous.attributes == *runs_[read].attributes)
+      continue;
+    if (write != read) runs_[write] = std::move(runs_[read]);
+    ++write;
+  }
+  runs_.erase(runs_.begin() + static_cast<std::ptrdiff_t>(write),
+              runs_.begin() + static_cast<std::ptrdiff_t>(to) + 1);
+}
+
+const MxDictionary* MxAttributedString::AttributesAtIndex(int64_t index, MxRange limit,
+                                                          MxRange* effective) const {
+  if (index < 0 || index >= length()) return nullptr;
+  size_t i = RunIndexAt(index);
+  int64_t start = runs_[i].start;
+  int64_t end = i + 1 < runs_.size() ? runs_[i + 1].start : length();
+  if (effective) {
+    int64_t lo = std::max(start, limit.location), hi = std::min(end, limit.End());
+    if (lo > index) lo = index;
+    if (hi <= index) hi = index + 1;
+    *effective = {lo, hi - lo};
+  }
+  return runs_[i].attributes.get();
+}
+
+OSStatus MxAttributedString::SetAttributes(MxRange range, const MxDictionary& attributes) {
+  if (!ValidRange(range)) return QorSignalErrorAt(kMxErrInvalidParameter);
+  if (range.length == 0) return kNoErr;
+  size_t first = SplitAt(range.location);
+  size_t last = SplitAt(range.End());
+  auto shared = std::make_shared<const MxDictionary>(attributes);
+  runs_.erase(runs_.begin() + static_cast<std::ptrdiff_t>(first) + 1,
+              runs_.begin() + static_cast<std::ptrdiff_t>(last));
+  runs_[first].attributes = std::move(shared);
+  Coalesce(first, first + 1);
+  return kNoErr;
+}
+
+OSStatus MxAttributedString::AddAttributes(MxRange range, const MxDictionary& attributes) {
+  if (!ValidRange(range)) return QorSignalErrorAt(kMxErrInvalidParameter);
+  if (range.length == 0) return kNoErr;
+  size_t first = SplitAt(range.location);
+  size_t last = SplitAt(range.End());
+  for (size_t i = first; i < last; ++i) {
+    MxDictionary merged = *runs_[i].attributes;
+    for (const auto& [key, value] : attributes) merged.insert_or_assign(key, value);
+    runs_[i].attributes = std::make_shared<const MxDictionary>(std::move(merged));
+  }
+  Coalesce(first, last);
+  return kNoErr;
+}

@@ -1,0 +1,262 @@
+#include "media/formatreader/text_sample.h"
+
+#include <vector>
+
+#include "media/core/big_endian_reader.h"
+#include "media/core/error_signal.h"
+#include "media/core/text_encoding.h"
+
+const char* const kQorTextAttributeDisplayFlags = "DisplayFlags";
+const char* const kQorTextAttributeDisplayHorizontalJust = "HorizontalJust";
+const char* const kQorTextAttributeDisplayVerticalJust = "VerticalJust";
+const char* const kMxTextMarkupAttribute_BoldStyle = "MxBoldStyle";
+const char* const kMxTextMarkupAttribute_ItalicStyle = "MxItalicStyle";
+const char* const kMxTextMarkupAttribute_UnderlineStyle = "MxUnderlineStyle";
+const char* const kMxTextMarkupAttribute_ForegroundColorARGB = "MxForegroundColorARGB";
+const char* const kQorTextAttributeFontSize = "FontSize";
+const char* const kMxTextMarkupAttribute_FontFamilyName = "MxFontFamilyName";
+const char* const kQorTextAttributeTextWrap = "TextWrap";
+
+namespace {
+
+constexpr FourCharCode kFrcd = MxFourCharCode("frcd");
+constexpr FourCharCode kStyl = MxFourCharCode("styl");
+constexpr FourCharCode kTbox = MxFourCharCode("tbox");
+constexpr FourCharCode kTwrp = MxFourCharCode("twrp");
+constexpr size_t kStyleRecordSize = 12;
+
+bool IsWebVTT(const MxFormatDescription* description) {
+  FourCharCode subtype = MxFormatDescriptionGetMediaSubType(description);
+  return subtype == MxFourCharCode("wvtt") || subtype == MxFourCharCode("xvtt");
+}
+
+MxValue ARGB(double alpha, double red, double green, double blue) {
+  return MxValue(MxArray{MxValue(alpha), MxValue(red), MxValue(green), MxValue(blue)});
+}
+
+// The sample's text with its line breaks normalised, and what style records need to find their
+// place in it: the stored character (code point) index of every removed line-break pair, and the
+// UTF-16 offset of every character of the normalised text (one more at the end).
+struct SampleText {
+  std::u16string units;
+  std::vector<int64_t> breaks;
+  std::vector<int64_t> unitOffsets;
+
+  // The UTF-16 range of stored characters [start, end), or false when it selects nothing.
+  bool RangeOf(int64_t start, int64_t end, MxRange* range) const {
+    int64_t before = 0, inside = 0;
+    for (int64_t p : breaks) {
+      if (p < start)
+        ++before;
+      else if (p < end)
+        ++inside;
+    }
+    int64_t location = start - before;
+    int64_t length = (end - start) - inside;
+    int64_t characters = static_cast<int64_t>(unitOffsets.size()) - 1;
+    if (length <= 0 || location < 0 || location >= characters) return false;
+    int64_t last = location + length < characters ? location + length : characters;
+    *range = {unitOffsets[location], unitOffsets[last] - unitOffsets[location]};
+    return true;
+  }
+};
+
+OSStatus MakeSampleText(const uint8_t* bytes, size_t size, SampleText* out) {
+  std::u16string units;
+  OSStatus status;
+  if (size >= 2 &&
+      ((bytes[0] == 0xFF && bytes[1] == 0xFE) || (bytes[0] == 0xFE && bytes[1] == 0xFF)))
+    status = MxTextCreateUTF16FromBytes(bytes + 2, size - 2, bytes[0] == 0xFE, &units);
+  else
+    status = MxTextCreateUTF16FromUTF8(bytes, size, &units);
+  if (status != kNoErr) return status;
+
+  // Only one kind of pair is normalised per sample: CR LF when there is one, else LF CR.
+  char16_t first = u'\r', second = u'\n';
+  if (units.find(u"\r\n") == std::u16string::npos) std::swap(first, second);
+  bool normalise = units.find(std::u16string{first, second}) != std::u16string::npos;
+
+  out->units.clear();
+  out->units.reserve(units.size());
+  out->breaks.clear();
+  out->unitOffsets.clear();
+  int64_t character = 0;
+  for (size_t i = 0; i < units.size(); ++character) {
+    if (normalise && units[i] == first && i + 1 < units.size() && units[i + 1] == second) {
+      // The pair becomes one LF at the place of its first character.
+      out->breaks.push_back(character);
+      out->unitOffsets.push_back(static_cast<int64_t>(out->units.size()));
+      out->units.push_back(u'\n');
+      i += 2;
+      ++character;
+      continue;
+    }
+    out->unitOffsets.push_back(static_cast<int64_t>(out->units.size()));
+    bool pair = units[i] >= 0xD800 && units[i] <= 0xDBFF && i + 1 < units.size();
+    out->units.push_back(units[i++]);
+    if (pair) out->units.push_back(units[i++]);
+  }
+  out->unitOffsets.push_back(static_cast<int64_t>(out->units.size()));
+  return kNoErr;
+}
+
+void ApplyStyleBox(MxBigEndianReader payload, const SampleText& text,
+                   const MxFormatDescription* description, MxAttributedString* string) {
+  uint16_t count = 0;
+  if (payload.Size() <= 13 || !payload.ReadU16(&count) ||
+      size_t{count} * kStyleRecordSize > payload.Remaining()) {
+    (void)QorSignalErrorAt(kQorTextSampleErrMalformed);
+    return;
+  }
+  for (uint16_t i = 0; i < count; ++i) {
+    uint16_t start = 0, end = 0;
+    int16_t fontID = 0;
+    uint8_t face = 0, size = 0, red = 0, green = 0, blue = 0, alpha = 0;
+    if (!payload.ReadU16(&start) || !payload.ReadU16(&end) || !payload.ReadS16(&fontID) ||
+        !payload.ReadU8(&face) || !payload.ReadU8(&size) || !payload.ReadU8(&red) ||
+        !payload.ReadU8(&green) || !payload.ReadU8(&blue) || !payload.ReadU8(&alpha))
+      return;  // cannot happen: the count was checked against the payload
+    MxRange range;
+    if (!text.RangeOf(start, end, &range)) continue;
+    MxDictionary attributes{
+        {kMxTextMarkupAttribute_BoldStyle, MxValue((face & 1) != 0)},
+        {kMxTextMarkupAttribute_ItalicStyle, MxValue((face & 2) != 0)},
+        {kMxTextMarkupAttribute_UnderlineStyle, MxValue((face & 4) != 0)},
+        {kQorTextAttributeFontSize, MxValue(static_cast<double>(size))},
+        {kMxTextMarkupAttribute_ForegroundColorARGB,
+         ARGB(alpha / 255.0, red / 255.0, green / 255.0, blue / 255.0)},
+    };
+    const std::string* fontName = nullptr;
+    if (description && !IsWebVTT(description) &&
+        MxTextFormatDescriptionGetFontName(description, fontID, &fontName) == kNoErr)
+      attributes.emplace(kMxTextMarkupAttribute_FontFamilyName, MxValue(*fontName));
+    if (string->AddAttributes(range, attributes) != kNoErr) return;
+  }
+}
+
+}  // namespace
+
+OSStatus QorTextSampleBufferSetUpState(QorTextSampleBufferState* state, MxAllocator*,
+                                       MxFormatDescription* description) {
+  if (state == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
+  if (state->defaultAttributes) return kNoErr;
+  if (description == nullptr) return QorSignalErrorAt(kQorTextSampleErrNoFormatDescription);
+
+  if (IsWebVTT(description)) {
+    state->defaultTextBox = {};
+    state->defaultAttributes.reset();
+    state->flag29 = true;
+    state->allForced = false;
+    const MxValue* atoms = MxFormatDescriptionGetExtension(
+        description, kMxFormatDescriptionExtension_SampleDescriptionExtensionAtoms);
+    const MxValue* config = MxDictionaryGetValue(atoms ? atoms->GetDictionary() : nullptr, "vttC");
+    state->webVTTConfiguration = config ? *config : MxValue();
+    state->formatDescription = MxFormatDescriptionRef::Retained(description);
+    return kNoErr;
+  }
+
+  int32_t flags = 0;
+  MxTextRect box;
+  int8_t horizontal = 0, vertical = 0;
+  int16_t fontID = 0;
+  bool bold = false, italic = false, underline = false;
+  double size = 0, rgba[4] = {};
+  const std::string* fontName = nullptr;
+  OSStatus status = MxTextFormatDescriptionGetDisplayFlags(description, &flags);
+  if (status == kNoErr)
+    status = MxTextFormatDescriptionGetDefaultTextBox(description, true, 0, &box);
+  if (status == kNoErr)
+    status = MxTextFormatDescriptionGetJustification(description, &horizontal, &vertical);
+  if (status == kNoErr)
+    status = MxTextFormatDescriptionGetDefaultStyle(description, &fontID, &bold, &italic,
+                                                    &underline, &size, rgba);
+  // The default style's font must be named: every run carries its family name.
+  if (status == kNoErr) status = MxTextFormatDescriptionGetFontName(description, fontID, &fontName);
+  if (status != kNoErr) return status;
+
+  const uint32_t bits = static_cast<uint32_t>(flags);
+  state->allForced = (bits & kMxTextDisplayFlag_AllSubtitlesForced) != 0;
+  state->flag29 = (bits & kMxTextDisplayFlag_Bit29) != 0;
+  state->defaultTextBox = box;
+  state->defaultAttributes = std::make_shared<const MxDictionary>(MxDictionary{
+      {kQorTextAttributeDisplayFlags, MxValue(flags)},
+      {kQorTextAttributeDisplayHorizontalJust, MxValue(int32_t{horizontal})},
+      {kQorTextAttributeDisplayVerticalJust, MxValue(int32_t{vertical})},
+      {kMxTextMarkupAttribute_BoldStyle, MxValue(bold)},
+      {kMxTextMarkupAttribute_ItalicStyle, MxValue(italic)},
+      {kMxTextMarkupAttribute_UnderlineStyle, MxValue(underline)},
+      {kMxTextMarkupAttribute_ForegroundColorARGB, ARGB(rgba[3], rgba[0], rgba[1], rgba[2])},
+      {kQorTextAttributeFontSize, MxValue(size)},
+      {kMxTextMarkupAttribute_FontFamilyName, MxValue(*fontName)},
+  });
+  state->formatDescription = MxFormatDescriptionRef::Retained(description);
+  return kNoErr;
+}
+
+OSStatus QorTextSampleBufferCopyAttributedString(QorTextSampleBufferState* state,
+                                                 MxAllocator* allocator,
+                                                 MxSampleBuffer* sampleBuffer,
+                                                 MxAttributedStringRef* out, bool* isForced,
+                                                 bool* flag29, MxTextRect* textBox) {
+  if (state == nullptr || sampleBuffer == nullptr || out == nullptr)
+    return QorSignalErrorAt(kMxErrInvalidParameter);
+  OSStatus status = QorTextSampleBufferSetUpState(state, allocator,
+                                                  MxSampleBufferGetFormatDescription(sampleBuffer));
+  if (status != kNoErr) return status;
+
+  MxBlockBuffer* data = MxSampleBufferGetDataBuffer(sampleBuffer);
+  std::vector<uint8_t> bytes(data ? MxBlockBufferGetDataLength(data) : 0);
+  if (!bytes.empty()) {
+    status = MxBlockBufferCopyDataBytes(data, 0, bytes.size(), bytes.data());
+    if (status != kNoErr) return status;
+  }
+  MxBigEndianReader in(bytes.data(), bytes.size());
+  int16_t textLength = 0;
+  const uint8_t* textBytes = nullptr;
+  if (!in.ReadS16(&textLength) || textLength < 0 ||
+      !in.ReadBytes(static_cast<size_t>(textLength), &textBytes))
+    return QorSignalErrorAt(kQorTextSampleErrMalformed);
+
+  SampleText text;
+  if (MakeSampleText(textBytes, static_cast<size_t>(textLength), &text) != kNoErr)
+    return QorSignalErrorAt(kQorTextSampleErrStringCreation);
+  MxAttributedStringRef string;
+  status = MxAttributedStringCreate(allocator, text.units, state->defaultAttributes.get(), &string);
+  if (status != kNoErr) return QorSignalErrorAt(kQorTextSampleErrStringCreation);
+
+  bool forced = false;
+  MxTextRect box = state->defaultTextBox;
+  while (in.Remaining() >= 8) {
+    uint32_t boxSize = 0, type = 0;
+    MxBigEndianReader payload(nullptr, 0);
+    if (!in.ReadU32(&boxSize) || !in.ReadU32(&type) || boxSize < 8 ||
+        !in.Sub(boxSize - 8, &payload))
+      return QorSignalErrorAt(kQorTextSampleErrMalformed);
+    if (type == kFrcd) {
+      forced = true;
+    } else if (type == kStyl) {
+      ApplyStyleBox(payload, text, state->formatDescription.get(), string.get());
+    } else if (type == kTbox) {
+      int16_t top = 0, left = 0, bottom = 0, right = 0;
+      if (payload.ReadS16(&top) && payload.ReadS16(&left) && payload.ReadS16(&bottom) &&
+          payload.ReadS16(&right))
+        box = {static_cast<double>(left), static_cast<double>(top),
+               static_cast<double>(right) - left, static_cast<double>(bottom) - top};
+    } else if (type == kTwrp) {
+      uint8_t wrap = 0;
+      if (payload.ReadU8(&wrap) && wrap <= 1 && string->length() > 0) {
+        MxDictionary attribute{
+            {kQorTextAttributeTextWrap, MxValue(wrap == 0 ? "None" : "AutomaticSoftWrap")}};
+        if (string->AddAttributes({0, string->length()}, attribute) != kNoErr)
+          return QorSignalErrorAt(kQorTextSampleErrStringCreation);
+      }
+    }
+    // Other boxes (highlight, karaoke, scroll delay, hyperlink, blink, ...) change nothing.
+  }
+
+  if (isForced) *isForced = state->allForced || forced;
+  if (flag29) *flag29 = state->flag29;
+  if (textBox) *textBox = box;
+  *out = std::move(string);
+  return kNoErr;
+}
