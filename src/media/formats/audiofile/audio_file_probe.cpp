@@ -8,5 +8,5 @@ OSStatus AudioFileProbe(ProbeReader& reader, ContainerProbe* out) {
     OSStatus status = probe(reader, out);
     if (status != kMxErrFormatNotRecognised) return status;
   }
-  return kMxErrFormatNotRecognised;
+  return QorSignalErrorAt(kMxErrFormatNotRecognised);
 }
