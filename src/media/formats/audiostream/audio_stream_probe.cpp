@@ -36,9 +36,10 @@ class FrameWindow {
       if (status != kNoErr) return status;
       start_ = start;
     }
-    const size_t skip = static_cast<size_t>(offset - start_);
+    // Past the end of the data, no bytes are available.
+    const size_t skip = std::min(static_cast<size_t>(offset - start_), bytes_.size());
     *p = bytes_.data() + skip;
-    *available = std::min(size, bytes_.size() - std::min(skip, bytes_.size()));
+    *available = std::min(size, bytes_.size() - skip);
     return kNoErr;
   }
 

@@ -117,7 +117,8 @@ void TransportStreamWalker::SectionBytes(uint16_t pid, const uint8_t* p, size_t 
     }
     const size_t want =
         section->bytes.size() < 3 ? 3 : 3 + (LoadU16BE(&section->bytes[1]) & 0x0FFF);
-    if (want > kMaxSectionSize) {
+    // A section too long to be a program table, or with no body at all, ends the collection.
+    if (want > kMaxSectionSize || (section->bytes.size() >= 3 && want == 3)) {
       section->active = false;
       return;
     }
