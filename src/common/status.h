@@ -34,6 +34,11 @@ enum : OSStatus {
   kMxErrOutOfMemory = -108,
   kMxErrBadPath = -50,
 
+  // Container probes.
+  kMxErrFormatNotRecognised = -12970,  // the data is not in the reader's container format
+  kMxErrFormatDamaged = -12969,        // the reader's format, but cut short or inconsistent
+  kMxErrProbeLimitExceeded = -12968,   // a probe would read more than its bounded share
+
   kMxBlockBufferStructureAllocationFailed = -12700,
   kMxBlockBufferBlockAllocationFailed = -12701,
   kMxBlockBufferBadCustomBlockSource = -12702,

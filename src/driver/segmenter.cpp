@@ -6,6 +6,7 @@
 #include "driver/run_settings.h"
 #include "log/output.h"
 #include "media/core/file_byte_stream.h"
+#include "media/formatreader/reader_registry.h"
 
 namespace {
 
@@ -16,7 +17,12 @@ bool IsWebVTTExtension(const std::string& extension) {
 }
 
 [[nodiscard]] OSStatus RunMovieSource(const RunSettings& settings, MxByteStream* stream) {
-  (void)stream;
+  QorFormatReaderRef reader;
+  OSStatus result = QorFormatReaderCreateForStream(stream, nullptr, nullptr, &reader);
+  if (result != kNoErr) {
+    OutputMessage(0, "can't create format reader %s %d", settings.inputPath, result);
+    return result;
+  }
   OutputMessage(0, "%s: movie sources are not built yet", settings.inputPath);
   return kMxErrUnimplemented;
 }

@@ -111,12 +111,14 @@ TEST(CueScheduling, SourceWithoutCuesWritesNothing) {
 TEST(BadInput, FailuresAndTheirStatuses) {
   ScratchDir dir;
   RunShell("mkdir " + (dir / "dir.vtt") + " " + (dir / "plaindir") + " " + (dir / "out"));
+  WriteFile(dir / "clip.avi", "RIFF");
   struct Case {
     std::string source;
     int status;
   } cases[] = {
       {dir / "dir.vtt", 47},     // the read fails
-      {dir / "plaindir", 18},    // not a subtitle file: movie sources are not built
+      {dir / "plaindir", 209},   // no reader claims a name without an extension
+      {dir / "clip.avi", 86},    // "RIFF" alone is no AVI file (-12970)
       {dir / "missing.vtt", 2},  // cannot be opened
   };
   for (const Case& c : cases) {

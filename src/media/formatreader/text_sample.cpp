@@ -83,8 +83,12 @@ OSStatus MakeSampleText(const uint8_t* bytes, size_t size, SampleText* out) {
   int64_t character = 0;
   for (size_t i = 0; i < units.size(); ++character) {
     if (normalise && units[i] == first && i + 1 < units.size() && units[i + 1] == second) {
+      // The pair becomes one LF at the place of its first character.
       out->breaks.push_back(character);
-      ++i;  // the first of the pair goes; the second is kept below as the next character
+      out->unitOffsets.push_back(static_cast<int64_t>(out->units.size()));
+      out->units.push_back(u'\n');
+      i += 2;
+      ++character;
       continue;
     }
     out->unitOffsets.push_back(static_cast<int64_t>(out->units.size()));

@@ -1,0 +1,55 @@
+// The registry's instantiators for the containers read by probing: AVI, MPEG program and
+// transport streams, DV, audio files and audio file streams.
+#include "media/formatreader/format_reader_instantiators.h"
+#include "media/formats/audiofile/audio_file_probe.h"
+#include "media/formats/audiostream/audio_stream_probe.h"
+#include "media/formats/avi/avi_probe.h"
+#include "media/formats/dv/dv_probe.h"
+#include "media/formats/mpeg/mpeg_probe.h"
+#include "media/formats/probed_format_reader.h"
+
+namespace {
+
+OSStatus MPEGProbeForPlayback(ProbeReader& reader, ContainerProbe* out) {
+  return MPEGProbe(reader, false, out);
+}
+
+OSStatus MPEGProbeForPreciseTiming(ProbeReader& reader, ContainerProbe* out) {
+  return MPEGProbe(reader, true, out);
+}
+
+}  // namespace
+
+OSStatus AVIFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator*,
+                                         const MxDictionary*, QorFormatReaderRef* out) {
+  return QorProbedFormatReaderCreate(byteStream, AVIProbe, "QorAVIFormatReader", out);
+}
+
+OSStatus MPEGFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator*,
+                                          const MxDictionary*, QorFormatReaderRef* out) {
+  return QorProbedFormatReaderCreate(byteStream, MPEGProbeForPlayback, "QorMPEGFormatReader", out);
+}
+
+OSStatus MPEGFormatReaderCreateFromStreamForPreciseTiming(MxByteStream* byteStream, MxAllocator*,
+                                                          const MxDictionary*,
+                                                          QorFormatReaderRef* out) {
+  return QorProbedFormatReaderCreate(byteStream, MPEGProbeForPreciseTiming, "QorMPEGFormatReader",
+                                     out);
+}
+
+OSStatus DVFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator*, const MxDictionary*,
+                                        QorFormatReaderRef* out) {
+  return QorProbedFormatReaderCreate(byteStream, DVProbe, "QorDVFormatReader", out);
+}
+
+OSStatus QorAudioFileFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator*,
+                                                  const MxDictionary*, QorFormatReaderRef* out) {
+  return QorProbedFormatReaderCreate(byteStream, AudioFileProbe, "QorAudioFileFormatReader", out);
+}
+
+OSStatus QorAudioFileStreamFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator*,
+                                                        const MxDictionary*,
+                                                        QorFormatReaderRef* out) {
+  return QorProbedFormatReaderCreate(byteStream, AudioStreamProbe, "QorAudioFileStreamFormatReader",
+                                     out);
+}

@@ -1,0 +1,83 @@
+#include "media/core/attributed_string.h"
+
+#include <gtest/gtest.h>
+
+#include "media/core/text_encoding.h"
+
+namespace {
+
+MxDictionary Bold(bool on) {
+  return {{"b", MxValue(on)}};
+}
+
+TEST(AttributedString, RunsAndLongestEffectiveRange) {
+  MxAttributedStringRef s;
+  MxDictionary base{{"size", MxValue(12.0)}};
+  ASSERT_EQ(MxAttributedStringCreate(nullptr, u"abcdefgh", &base, &s), kNoErr);
+  ASSERT_EQ(s->AddAttributes({0, 3}, Bold(true)), kNoErr);
+  ASSERT_EQ(s->AddAttributes({3, 2}, Bold(true)), kNoErr);  // joins the run before it
+  ASSERT_EQ(s->AddAttributes({5, 3}, Bold(false)), kNoErr);
+  MxRange r;
+  const MxDictionary* a = s->AttributesAtIndex(4, {0, 8}, &r);
+  EXPECT_EQ(r, (MxRange{0, 5}));
+  EXPECT_EQ(a->at("size").GetDouble(), 12.0);  // kept under added keys
+  EXPECT_EQ(a->at("b").GetBool(), true);
+  s->AttributesAtIndex(3, {2, 2}, &r);  // clipped to the limit
+  EXPECT_EQ(r, (MxRange{2, 2}));
+  s->AttributesAtIndex(6, {0, 8}, &r);
+  EXPECT_EQ(r, (MxRange{5, 3}));
+  // Setting replaces every attribute over the range and joins equal neighbours.
+  ASSERT_EQ(s->SetAttributes({0, 8}, base), kNoErr);
+  ASSERT_EQ(s->AddAttributes({2, 2}, {{"size", MxValue(12.0)}}), kNoErr);
+  EXPECT_EQ(*s->AttributesAtIndex(7, {0, 8}, &r), base);
+  EXPECT_EQ(r, (MxRange{0, 8}));
+  // Bad ranges and indexes.
+  EXPECT_EQ(s->AddAttributes({7, 2}, base), kMxErrInvalidParameter);
+  EXPECT_EQ(s->SetAttributes({-1, 1}, base), kMxErrInvalidParameter);
+  EXPECT_EQ(s->AttributesAtIndex(8, {0, 8}, &r), nullptr);
+  MxAttributedStringRef empty;
+  ASSERT_EQ(MxAttributedStringCreate(nullptr, u"", &base, &empty), kNoErr);
+  EXPECT_EQ(empty->AttributesAtIndex(0, {0, 0}, &r), nullptr);
+  EXPECT_EQ(empty->AddAttributes({0, 0}, base), kNoErr);
+}
+
+TEST(TextEncoding, RejectsInvalidInput) {
+  struct Case {
+    std::string utf8;
+    bool valid;
+  } utf8Cases[] = {
+      {"plain", true},
+      {"\xC3\xA9t\xC3\xA9 \xF0\x9F\x98\x80", true},
+      {"cut \xC3", false},
+      {"overlong \xC0\xAF", false},
+      {"surrogate \xED\xA0\x80", false},
+      {"past U+10FFFF \xF4\x90\x80\x80", false},
+  };
+  for (const Case& c : utf8Cases) {
+    std::u16string units;
+    OSStatus status = MxTextCreateUTF16FromUTF8(reinterpret_cast<const uint8_t*>(c.utf8.data()),
+                                                c.utf8.size(), &units);
+    EXPECT_EQ(status, c.valid ? kNoErr : kQorTextSampleErrStringCreation) << c.utf8;
+    if (!c.valid) continue;
+    std::string back;
+    ASSERT_EQ(MxTextCreateUTF8FromUTF16(units.data(), units.size(), &back), kNoErr);
+    EXPECT_EQ(back, c.utf8);
+  }
+  std::string out;
+  const char16_t lone[] = {u'a', 0xD800, u'b'};
+  EXPECT_EQ(MxTextCreateUTF8FromUTF16(lone, 3, &out), kQorTextSampleErrStringCreation);
+  const char16_t loneLow[] = {0xDC00};
+  EXPECT_EQ(MxTextCreateUTF8FromUTF16(loneLow, 1, &out), kQorTextSampleErrStringCreation);
+
+  std::u16string units;
+  const uint8_t bigEndian[] = {0xD8, 0x3D, 0xDE, 0x00, 0x00, 0x41};
+  ASSERT_EQ(MxTextCreateUTF16FromBytes(bigEndian, 6, true, &units), kNoErr);
+  EXPECT_EQ(units, (std::u16string{0xD83D, 0xDE00, u'A'}));
+  const uint8_t flipped[] = {0x00, 0xD8};  // U+00D8, or a lone surrogate the other way round
+  EXPECT_EQ(MxTextCreateUTF16FromBytes(flipped, 2, true, &units), kNoErr);
+  EXPECT_EQ(MxTextCreateUTF16FromBytes(flipped, 2, false, &units), kQorTextSampleErrStringCreation);
+  EXPECT_EQ(MxTextCreateUTF16FromBytes(bigEndian, 5, true, &units),
+            kQorTextSampleErrStringCreation);
+}
+
+}  // namespace

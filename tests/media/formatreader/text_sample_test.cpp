@@ -1,0 +1,241 @@
+#include "media/formatreader/text_sample.h"
+
+#include <gtest/gtest.h>
+
+#include "media/core/text_encoding.h"
+#include "media/formatreader/text_bytes.h"
+
+namespace {
+
+MxFormatDescriptionRef Description(const Bytes& entry) {
+  MxFormatDescriptionRef d;
+  EXPECT_EQ(MxTextFormatDescriptionCreateFromBigEndianTextDescriptionData(
+                nullptr, entry.b.data(), entry.size(), nullptr, MxFourCharCode("sbtl"), &d),
+            kNoErr);
+  return d;
+}
+
+MxFormatDescriptionRef TimedText(uint32_t flags) {
+  return Description(
+      TimedTextEntry(flags, 1, 0, Bytes().box("ftab", FontTable({{1, "Serif"}, {2, "Mono"}}))));
+}
+
+MxSampleBufferRef Sample(const Bytes& bytes, MxFormatDescription* description) {
+  MxBlockBufferRef data;
+  EXPECT_EQ(
+      MxBlockBufferCreateWithMemoryBlock(nullptr, nullptr, bytes.size(), nullptr, nullptr, 0,
+                                         bytes.size(), kMxBlockBufferAssureMemoryNowFlag, &data),
+      kNoErr);
+  if (bytes.size() > 0) {
+    EXPECT_EQ(MxBlockBufferReplaceDataBytes(bytes.b.data(), data.get(), 0, bytes.size()), kNoErr);
+  }
+  MxSampleBufferRef sample;
+  EXPECT_EQ(MxSampleBufferCreate(nullptr, data.get(), description, MxTimeMake(1, 1),
+                                 MxTimeMake(2, 1), &sample),
+            kNoErr);
+  return sample;
+}
+
+Bytes Text(const std::string& utf8) {
+  return Bytes().u16(static_cast<unsigned>(utf8.size())).str(utf8);
+}
+
+// A style record: characters [start, end), font, face bits, size, colour.
+Bytes Style(unsigned start, unsigned end, unsigned face, unsigned font = 1) {
+  return Bytes().u16(start).u16(end).u16(font).u8(face).u8(24).u8(255).u8(0).u8(0).u8(255);
+}
+
+Bytes Styl(std::initializer_list<Bytes> records) {
+  Bytes p;
+  p.u16(static_cast<unsigned>(records.size()));
+  for (const Bytes& r : records) p.raw(r);
+  return Bytes().box("styl", p);
+}
+
+// The string's runs by longest effective range: "start+length:biu" with '-' for a clear bit.
+std::string Runs(const MxAttributedString* s) {
+  std::string out;
+  for (int64_t p = 0; p < s->length();) {
+    MxRange range;
+    const MxDictionary* a = s->AttributesAtIndex(p, {p, s->length() - p}, &range);
+    auto flag = [&](const char* key, char c) {
+      const MxValue* v = MxDictionaryGetValue(a, key);
+      return v && v->GetBool() == true ? c : '-';
+    };
+    if (!out.empty()) out += ' ';
+    out += std::to_string(range.location) + "+" + std::to_string(range.length) + ":" +
+           flag(kMxTextMarkupAttribute_BoldStyle, 'b') +
+           flag(kMxTextMarkupAttribute_ItalicStyle, 'i') +
+           flag(kMxTextMarkupAttribute_UnderlineStyle, 'u');
+    p = range.End();
+  }
+  return out;
+}
+
+std::string UTF8(const MxAttributedString* s) {
+  std::string text;
+  EXPECT_EQ(MxTextCreateUTF8FromUTF16(s->string().data(), s->string().size(), &text), kNoErr);
+  return text;
+}
+
+TEST(TextSample, DecodesTextStylesAndMarks) {
+  Bytes thirteen = Bytes().u16(1).raw(Style(0, 1, 1));
+  thirteen.b.resize(13);
+  struct Case {
+    const char* name;
+    Bytes sample;
+    uint32_t flags;
+    OSStatus status;
+    std::string text;
+    std::string runs;
+    bool forced;
+  } cases[] = {
+      {"empty text", Bytes().u16(0), 0, kNoErr, "", "", false},
+      {"plain text takes the defaults", Text("Hi"), 0, kNoErr, "Hi", "0+2:---", false},
+      {"CR LF pairs become LF and styles move with them",
+       Text("Hi\r\nthere").raw(Styl({Style(4, 9, 1)})), 0, kNoErr, "Hi\nthere", "0+3:--- 3+5:b--",
+       false},
+      {"LF CR pairs when there is no CR LF", Text("a\n\rb\n\rc").raw(Styl({Style(0, 7, 2)})), 0,
+       kNoErr, "a\nb\nc", "0+5:-i-", false},
+      {"a style over a removed pair shrinks", Text("ab\r\ncd").raw(Styl({Style(1, 5, 4)})), 0,
+       kNoErr, "ab\ncd", "0+1:--- 1+3:--u 4+1:---", false},
+      {"styles count code points, runs count UTF-16 units",
+       Text("\xF0\x9F\x98\x80"
+            "ab")
+           .raw(Styl({Style(1, 2, 1)})),
+       0, kNoErr,
+       "\xF0\x9F\x98\x80"
+       "ab",
+       "0+2:--- 2+1:b-- 3+1:---", false},
+      {"overlapping records merge", Text("abcd").raw(Styl({Style(0, 3, 1), Style(2, 4, 2)})), 0,
+       kNoErr, "abcd", "0+2:b-- 2+2:-i-", false},
+      {"big-endian UTF-16 with its mark", Bytes().u16(6).u8(0xFE).u8(0xFF).u16('H').u16('i'), 0,
+       kNoErr, "Hi", "0+2:---", false},
+      {"little-endian UTF-16 with its mark",
+       Bytes().u16(6).u8(0xFF).u8(0xFE).u8('H').u8(0).u8('i').u8(0), 0, kNoErr, "Hi", "0+2:---",
+       false},
+      {"frcd forces the sample", Text("x").box("frcd", {}), 0, kNoErr, "x", "0+1:---", true},
+      {"all-forced descriptions force samples without boxes", Text("x"), 0x80000000, kNoErr, "x",
+       "0+1:---", true},
+      {"unknown boxes are skipped", Text("x").box("hlit", Bytes().u16(0).u16(1)).box("blnk", {}), 0,
+       kNoErr, "x", "0+1:---", false},
+      {"a style box of 13 payload bytes is ignored", Text("abc").box("styl", thirteen), 0, kNoErr,
+       "abc", "0+3:---", false},
+      {"a style count past the box is ignored",
+       Text("abc").box("styl", Bytes().u16(2).raw(Style(0, 1, 1))), 0, kNoErr, "abc", "0+3:---",
+       false},
+      {"a box of size 4 fails the sample", Text("x").u32(4).str("frcd"), 0,
+       kQorTextSampleErrMalformed, "", "", false},
+      {"a box past the end fails the sample", Text("x").u32(20).str("frcd"), 0,
+       kQorTextSampleErrMalformed, "", "", false},
+      {"negative text length", Bytes().u16(0xFFFF), 0, kQorTextSampleErrMalformed, "", "", false},
+      {"text past the end", Bytes().u16(5).str("abc"), 0, kQorTextSampleErrMalformed, "", "",
+       false},
+      {"no length at all", Bytes().u8(0), 0, kQorTextSampleErrMalformed, "", "", false},
+      {"text that is not UTF-8", Text("a\xC3"), 0, kQorTextSampleErrStringCreation, "", "", false},
+      {"UTF-16 with a lone surrogate", Bytes().u16(4).u8(0xFE).u8(0xFF).u16(0xD800), 0,
+       kQorTextSampleErrStringCreation, "", "", false},
+  };
+  for (const Case& c : cases) {
+    MxFormatDescriptionRef d = TimedText(c.flags);
+    QorTextSampleBufferState state{};
+    MxAttributedStringRef s;
+    bool forced = !c.forced;
+    MxSampleBufferRef sample = Sample(c.sample, d.get());
+    EXPECT_EQ(QorTextSampleBufferCopyAttributedString(&state, nullptr, sample.get(), &s, &forced,
+                                                      nullptr, nullptr),
+              c.status)
+        << c.name;
+    if (c.status != kNoErr) {
+      EXPECT_FALSE(s) << c.name;
+      continue;
+    }
+    ASSERT_TRUE(s) << c.name;
+    EXPECT_EQ(UTF8(s.get()), c.text) << c.name;
+    EXPECT_EQ(Runs(s.get()), c.runs) << c.name;
+    EXPECT_EQ(forced, c.forced) << c.name;
+  }
+}
+
+TEST(TextSample, BoxesWrapAndAttributes) {
+  MxFormatDescriptionRef d = TimedText(0x20000000);
+  QorTextSampleBufferState state{};
+  Bytes bytes = Text("hello")
+                    .raw(Styl({Style(1, 3, 1, 2)}))
+                    .box("tbox", Bytes().u16(10).u16(20).u16(110).u16(320))
+                    .box("twrp", Bytes().u8(1));
+  MxSampleBufferRef sample = Sample(bytes, d.get());
+  MxAttributedStringRef s;
+  bool forced = true, flag29 = false;
+  MxTextRect box;
+  ASSERT_EQ(QorTextSampleBufferCopyAttributedString(&state, nullptr, sample.get(), &s, &forced,
+                                                    &flag29, &box),
+            kNoErr);
+  EXPECT_FALSE(forced);
+  EXPECT_TRUE(flag29);
+  EXPECT_EQ(box, (MxTextRect{20, 10, 300, 100}));
+  MxRange range;
+  const MxDictionary* a = s->AttributesAtIndex(0, {0, 5}, &range);
+  ASSERT_NE(a, nullptr);
+  EXPECT_EQ(range, (MxRange{0, 1}));
+  EXPECT_EQ(*a->at(kMxTextMarkupAttribute_FontFamilyName).GetString(), "Serif");
+  EXPECT_EQ(*a->at(kQorTextAttributeTextWrap).GetString(), "AutomaticSoftWrap");
+  EXPECT_EQ(a->at(kQorTextAttributeFontSize).GetDouble(), 18.0);
+  EXPECT_EQ(a->at(kQorTextAttributeDisplayFlags).GetInt32(), 0x20000000);
+  EXPECT_EQ(a->at(kQorTextAttributeDisplayVerticalJust).GetInt32(), -1);
+  EXPECT_EQ(a->at(kMxTextMarkupAttribute_ForegroundColorARGB),
+            MxValue(MxArray{MxValue(1.0), MxValue(1.0), MxValue(128 / 255.0), MxValue(0.0)}));
+  a = s->AttributesAtIndex(1, {0, 5}, &range);
+  EXPECT_EQ(range, (MxRange{1, 2}));
+  EXPECT_EQ(*a->at(kMxTextMarkupAttribute_FontFamilyName).GetString(), "Mono");
+  EXPECT_EQ(a->at(kQorTextAttributeFontSize).GetDouble(), 24.0);
+  EXPECT_EQ(a->at(kMxTextMarkupAttribute_BoldStyle).GetBool(), true);
+  EXPECT_EQ(*a->at(kQorTextAttributeTextWrap).GetString(), "AutomaticSoftWrap");
+
+  // Without a tbox the default text box comes back.
+  sample = Sample(Text("x"), d.get());
+  ASSERT_EQ(QorTextSampleBufferCopyAttributedString(&state, nullptr, sample.get(), &s, nullptr,
+                                                    nullptr, &box),
+            kNoErr);
+  EXPECT_EQ(box, (MxTextRect{2, 1, 202, 102}));
+}
+
+TEST(TextSample, SetUp) {
+  QorTextSampleBufferState state{};
+  EXPECT_EQ(QorTextSampleBufferSetUpState(&state, nullptr, nullptr),
+            kQorTextSampleErrNoFormatDescription);
+  // Timed text needs the default style's font in the font table.
+  MxFormatDescriptionRef noTable = Description(TimedTextEntry(0, 1, 0, {}));
+  EXPECT_EQ(QorTextSampleBufferSetUpState(&state, nullptr, noTable.get()),
+            kMxTextDescErrMissingValue);
+  MxFormatDescriptionRef otherFont =
+      Description(TimedTextEntry(0, 1, 0, Bytes().box("ftab", FontTable({{2, "Mono"}}))));
+  EXPECT_EQ(QorTextSampleBufferSetUpState(&state, nullptr, otherFont.get()),
+            kMxTextDescErrMissingValue);
+  EXPECT_FALSE(state.defaultAttributes);
+
+  // The first description's defaults stay for the track.
+  MxFormatDescriptionRef forced = TimedText(0x80000000), plain = TimedText(0);
+  ASSERT_EQ(QorTextSampleBufferSetUpState(&state, nullptr, forced.get()), kNoErr);
+  ASSERT_EQ(QorTextSampleBufferSetUpState(&state, nullptr, plain.get()), kNoErr);
+  EXPECT_TRUE(state.allForced);
+  EXPECT_EQ(state.defaultAttributes->size(), 9u);
+
+  // WebVTT-in-ISO: no defaults, flag 29 set, its configuration kept.
+  Bytes entry;
+  entry.u32(0).str("wvtt").u32(0).u16(0).u16(1).box("vttC", Bytes().str("WEBVTT"));
+  MxFormatDescriptionRef vtt = Description(entry);
+  QorTextSampleBufferState vttState{};
+  MxSampleBufferRef sample = Sample(Text("a<b"), vtt.get());
+  MxAttributedStringRef s;
+  bool flag29 = false;
+  ASSERT_EQ(QorTextSampleBufferCopyAttributedString(&vttState, nullptr, sample.get(), &s, nullptr,
+                                                    &flag29, nullptr),
+            kNoErr);
+  EXPECT_TRUE(flag29);
+  EXPECT_EQ(*vttState.webVTTConfiguration.GetData(), (MxData{'W', 'E', 'B', 'V', 'T', 'T'}));
+  EXPECT_EQ(Runs(s.get()), "0+3:---");
+  EXPECT_TRUE(s->AttributesAtIndex(0, {0, 3}, nullptr)->empty());
+}
+
+}  // namespace
