@@ -1,5 +1,6 @@
 #include "media/formatreader/text_sample.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "media/core/big_endian_reader.h"
@@ -44,13 +45,10 @@ struct SampleText {
 
   // The UTF-16 range of stored characters [start, end), or false when it selects nothing.
   bool RangeOf(int64_t start, int64_t end, MxRange* range) const {
-    int64_t before = 0, inside = 0;
-    for (int64_t p : breaks) {
-      if (p < start)
-        ++before;
-      else if (p < end)
-        ++inside;
-    }
+    // `breaks` is in ascending order.
+    auto first = std::lower_bound(breaks.begin(), breaks.end(), start);
+    auto past = end > start ? std::lower_bound(first, breaks.end(), end) : first;
+    int64_t before = first - breaks.begin(), inside = past - first;
     int64_t location = start - before;
     int64_t length = (end - start) - inside;
     int64_t characters = static_cast<int64_t>(unitOffsets.size()) - 1;
