@@ -4,7 +4,7 @@
 set -euo pipefail
 packages=(
   build-essential cmake clang lld libclang-rt-dev     # compilers, sanitizers, libFuzzer
-  libssl-dev zlib1g-dev                                # AES-128 (libcrypto), movie headers
+  libssl-dev zlib1g-dev libicu-dev                     # AES-128 (libcrypto), movie headers, Unicode
   libgtest-dev libgmock-dev                            # unit tests
   clang-format                                         # formatting
   ffmpeg nodejs npm python3 python3-webvtt             # real clients and benchmark peers
