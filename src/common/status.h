@@ -38,6 +38,11 @@ enum : OSStatus {
   kMxErrOutOfMemory = -108,
   kMxErrBadPath = -50,
 
+  // Container probes.
+  kMxErrFormatNotRecognised = -12970,  // the data is not in the reader's container format
+  kMxErrFormatDamaged = -12969,        // the reader's format, but cut short or inconsistent
+  kMxErrProbeLimitExceeded = -12968,   // a probe would read more than its bounded share
+
   kMxBlockBufferStructureAllocationFailed = -12700,
   kMxBlockBufferBlockAllocationFailed = -12701,
   kMxBlockBufferBadCustomBlockSource = -12702,
@@ -46,6 +51,26 @@ enum : OSStatus {
   kMxBlockBufferBadPointerParameter = -12705,
   kMxBlockBufferEmptyBBuf = -12706,
   kMxBlockBufferUnallocatedBlock = -12707,
+
+  // Reader registry and selection.
+  kQorErrRegistryUnavailable = -1,    // the reader registry could not be built
+  kQorThingErrNotFound = -2,          // no registered thing matches the criteria
+  kQorThingErrLoadFailed = -3,        // an instantiator could not be loaded
+  kQorThingErrFunctionNotFound = -4,  // an instantiator's function name is unknown
+  kMxErrNotMPEGStream = -12971,       // the MPEG reader does not recognise the stream
+
+  // Text format descriptions.
+  kMxTextDescErrMissingValue = -12710,       // no description, wrong media type, missing key
+  kMxTextDescErrAtomCreation = -12711,       // an extension atom's data or key cannot be made
+  kMxTextDescErrUnknownEntryType = -12712,   // the sample entry type is not a text kind
+  kMxTextDescErrValueCreation = -12713,      // a number or dictionary cannot be made
+  kMxTextDescErrMalformed = -12714,          // entry too short, bad atom size, bad font table
+  kMxTextDescErrWebVTTDescription = -12718,  // getter asked of a WebVTT-in-ISO description
+
+  // Text samples.
+  kQorTextSampleErrStringCreation = -12730,  // text or attributed string cannot be made
+  kQorTextSampleErrMalformed = -12742,       // bad text length, box size or style box
+  kQorTextSampleErrNoFormatDescription = -444,
 
   kWebVTTErrMalformedCue = -16010,
   kWebVTTErrMalformedTimestamp = -16011,

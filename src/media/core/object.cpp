@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <limits>
 
+#include "media/core/value.h"
+
 std::string MxObject::CopyDebugDescription() const {
   char text[64];
   snprintf(text, sizeof text, "<%s %p>", ClassName(), static_cast<const void*>(this));
@@ -85,4 +87,62 @@ const MxURL* MxValue::GetURL() const {
 
 const std::string* MxValue::GetString() const {
   return std::get_if<std::string>(&v);
+}
+
+std::optional<bool> MxValue::GetBool() const {
+  if (auto* b = std::get_if<bool>(&v)) return *b;
+  return std::nullopt;
+}
+
+std::optional<double> MxValue::GetDouble() const {
+  if (auto* d = std::get_if<double>(&v)) return *d;
+  if (auto* n = std::get_if<int64_t>(&v)) return static_cast<double>(*n);
+  return std::nullopt;
+}
+
+const MxData* MxValue::GetData() const {
+  return std::get_if<MxData>(&v);
+}
+
+const MxArray* MxValue::GetArray() const {
+  auto* a = std::get_if<std::shared_ptr<const MxArray>>(&v);
+  return a ? a->get() : nullptr;
+}
+
+MxObject* MxValue::GetObject() const {
+  auto* o = std::get_if<MxRef<MxObject>>(&v);
+  return o ? o->get() : nullptr;
+}
+
+bool operator==(const MxValue& a, const MxValue& b) {
+  bool aNumber = std::holds_alternative<int64_t>(a.v) || std::holds_alternative<double>(a.v);
+  bool bNumber = std::holds_alternative<int64_t>(b.v) || std::holds_alternative<double>(b.v);
+  if (aNumber || bNumber) {
+    if (!aNumber || !bNumber) return false;
+    auto* x = std::get_if<int64_t>(&a.v);
+    auto* y = std::get_if<int64_t>(&b.v);
+    if (x && y) return *x == *y;
+    return *a.GetDouble() == *b.GetDouble();
+  }
+  if (a.v.index() != b.v.index()) return false;
+  if (auto* d = a.GetDictionary()) {
+    const MxDictionary* e = b.GetDictionary();
+    return d == e || *d == *e;
+  }
+  if (auto* x = a.GetArray()) {
+    const MxArray* y = b.GetArray();
+    return x == y || *x == *y;
+  }
+  if (std::holds_alternative<MxRef<MxObject>>(a.v)) return a.GetObject() == b.GetObject();
+  if (auto* s = a.GetString()) return *s == *b.GetString();
+  if (auto* d = a.GetData()) return *d == *b.GetData();
+  if (auto* u = a.GetURL()) return *u == *b.GetURL();
+  if (auto f = a.GetBool()) return *f == *b.GetBool();
+  return true;  // both empty
+}
+
+const MxValue* MxDictionaryGetValue(const MxDictionary* dictionary, std::string_view key) {
+  if (dictionary == nullptr) return nullptr;
+  auto it = dictionary->find(key);
+  return it == dictionary->end() ? nullptr : &it->second;
 }

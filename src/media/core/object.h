@@ -13,7 +13,10 @@
 #include <utility>
 
 #include "common/status.h"
-#include "media/core/value.h"
+
+// Property values (media/core/value.h) may hold references to objects, so this header only
+// names the value type.
+struct MxValue;
 
 class MxObject {
  public:
