@@ -1,5 +1,6 @@
 #include "master/master_command.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -9,6 +10,7 @@
 
 #include "master/master_check.h"
 #include "master/master_merge.h"
+#include "master/segment_pts.h"
 #include "master/text_file.h"
 #include "master/uri_reference.h"
 
@@ -17,6 +19,7 @@ namespace {
 constexpr const char* kUsage =
     "usage: hlsvtt-master merge MASTER FRAGMENT... [-o OUT] [--group ID] [--conform]\n"
     "       hlsvtt-master check MASTER\n"
+    "       hlsvtt-master pts SEGMENT.ts\n"
     "\n"
     "merge   adds the subtitle renditions of each FRAGMENT (a file of\n"
     "        #EXT-X-MEDIA:TYPE=SUBTITLES lines, such as hlsvtt's subtitle_media.m3u8) to the\n"
@@ -120,6 +123,31 @@ OSStatus RunCheck(const std::vector<std::string>& args) {
   return report.problems.empty() ? kNoErr : kErrPlaylistRule;
 }
 
+OSStatus RunPts(const std::vector<std::string>& args) {
+  if (args.size() != 1) return UsageError("pts needs exactly one MPEG transport stream file");
+  const char* path = args[0].c_str();
+  int64_t pts = 0;
+  OSStatus status = ReadSegmentFirstPTS(args[0], &pts);
+  if (status == kMxErrNotMPEGStream) {
+    fprintf(stderr, "%s: %s is not an MPEG transport stream\n", kTool, path);
+  } else if (status == kMxErrPropertyNotAvailable) {
+    fprintf(stderr, "%s: %s has no video or audio stream with a time stamp near its start\n", kTool,
+            path);
+  } else if (status > 0) {
+    fprintf(stderr, "%s: cannot read %s: %s\n", kTool, path, strerror(status));
+  } else if (status != kNoErr) {
+    fprintf(stderr, "%s: cannot read %s as an MPEG transport stream (error %d)\n", kTool, path,
+            static_cast<int>(status));
+  }
+  if (status != kNoErr) return status;
+  printf("%lld\n", static_cast<long long>(pts));
+  // hlsvtt reads -m as a signed 32-bit number; larger time stamps do not survive it.
+  if (pts > INT32_MAX)
+    fprintf(stderr, "%s: warning: %lld is above 2147483647, which hlsvtt -m cannot carry\n", kTool,
+            static_cast<long long>(pts));
+  return kNoErr;
+}
+
 }  // namespace
 
 OSStatus RunMasterTool(int argc, char** argv) {
@@ -132,5 +160,6 @@ OSStatus RunMasterTool(int argc, char** argv) {
   }
   if (command == "merge") return RunMerge(args);
   if (command == "check") return RunCheck(args);
+  if (command == "pts") return RunPts(args);
   return UsageError("unknown command ", argv[1]);
 }
