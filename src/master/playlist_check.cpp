@@ -146,12 +146,14 @@ void CheckMasterPlaylistText(const std::string& name, std::string_view text,
   if (streams == 0) problems.Add(1, "no #EXT-X-STREAM-INF: the playlist lists no variant stream");
   for (const RenditionFinding& finding : CheckRenditions(renditions))
     problems.Add(renditions[finding.index].line, finding.message);
-  for (const auto& [group, number] : subtitleGroupUses) {
-    bool found = std::any_of(renditions.begin(), renditions.end(), [&](const Rendition& r) {
+  for (const auto& use : subtitleGroupUses) {
+    const std::string& group = use.first;
+    bool found = std::any_of(renditions.begin(), renditions.end(), [&group](const Rendition& r) {
       return r.attributes.Value("TYPE") == "SUBTITLES" && r.attributes.Value("GROUP-ID") == group;
     });
     if (!found)
-      problems.Add(number, "SUBTITLES=\"" + group + "\" names no subtitle group of this playlist");
+      problems.Add(use.second,
+                   "SUBTITLES=\"" + group + "\" names no subtitle group of this playlist");
   }
 }
 
