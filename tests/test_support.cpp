@@ -27,6 +27,11 @@ std::string Drain(int fd) {
 }  // namespace
 
 RunResult RunTool(const std::vector<std::string>& args, const std::string& workDir) {
+  return RunBinary(ToolPath(), args, workDir);
+}
+
+RunResult RunBinary(const std::string& binary, const std::vector<std::string>& args,
+                    const std::string& workDir) {
   // Standard output and error go to files so that neither pipe can fill up and block.
   char outPath[] = "/tmp/hlsvtt-out-XXXXXX";
   char errPath[] = "/tmp/hlsvtt-err-XXXXXX";
@@ -40,7 +45,6 @@ RunResult RunTool(const std::vector<std::string>& args, const std::string& workD
     int devnull = open("/dev/null", O_RDONLY);
     dup2(devnull, 0);
     std::vector<char*> argv;
-    std::string binary = ToolPath();
     argv.push_back(const_cast<char*>(args.empty() ? binary.c_str() : args[0].c_str()));
     for (size_t i = 1; i < args.size(); i++) argv.push_back(const_cast<char*>(args[i].c_str()));
     argv.push_back(nullptr);

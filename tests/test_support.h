@@ -13,6 +13,9 @@ struct RunResult {
 
 // Runs the hlsvtt binary with `args` (argv[0] is the binary's path) in `workDir`.
 RunResult RunTool(const std::vector<std::string>& args, const std::string& workDir = ".");
+// The same for any binary.
+RunResult RunBinary(const std::string& binary, const std::vector<std::string>& args,
+                    const std::string& workDir = ".");
 // Runs any command through the shell; returns its exit status and captures standard output.
 int RunShell(const std::string& command, std::string* output = nullptr);
 

@@ -22,6 +22,10 @@ enum : OSStatus {
   // Failure of the AES encryptor (the cryptographic library reports no number of its own).
   kErrCryptor = -45100,
 
+  // The master playlist tool's codes.
+  kErrPlaylistSyntax = -45200,  // a playlist is malformed, or not the kind of playlist expected
+  kErrPlaylistRule = -45201,    // a playlist breaks a rule of HTTP Live Streaming
+
   // Media library codes.
   kMxErrUnimplemented = -12782,  // the object's class lacks the operation
   kMxErrPropertyNotAvailable = -12783,

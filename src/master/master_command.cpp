@@ -1,0 +1,165 @@
+#include "master/master_command.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "master/master_check.h"
+#include "master/master_merge.h"
+#include "master/segment_pts.h"
+#include "master/text_file.h"
+#include "master/uri_reference.h"
+
+namespace {
+
+constexpr const char* kUsage =
+    "usage: hlsvtt-master merge MASTER FRAGMENT... [-o OUT] [--group ID] [--conform]\n"
+    "       hlsvtt-master check MASTER\n"
+    "       hlsvtt-master pts SEGMENT.ts\n"
+    "\n"
+    "merge   adds the subtitle renditions of each FRAGMENT (a file of\n"
+    "        #EXT-X-MEDIA:TYPE=SUBTITLES lines, such as hlsvtt's subtitle_media.m3u8) to the\n"
+    "        master playlist MASTER as one group, with URIs relative to the written master,\n"
+    "        and makes every #EXT-X-STREAM-INF refer to that group. Renditions of the group\n"
+    "        already in MASTER are replaced; every other line is kept as it is.\n"
+    "  -o OUT        write the result to OUT instead of replacing MASTER\n"
+    "  --group ID    the group ID (default subtitles)\n"
+    "  --conform     make DEFAULT=NO a rendition that is DEFAULT=YES with AUTOSELECT=NO,\n"
+    "                and every DEFAULT=YES after the first; without it these are kept\n"
+    "                with a warning\n"
+    "check   checks MASTER, the subtitle playlists it references and their WebVTT segments;\n"
+    "        prints one line per problem (FILE:LINE: problem) and exits 0 only when there\n"
+    "        is none\n";
+
+const char* kTool = "hlsvtt-master";
+
+OSStatus UsageError(const char* message, const char* detail = "") {
+  fprintf(stderr, "%s: %s%s\n%s", kTool, message, detail, kUsage);
+  return kErrBadArgument;
+}
+
+std::string DirectoryOf(const std::string& path) {
+  std::string directory = std::filesystem::path(path).parent_path().string();
+  return directory.empty() ? "." : directory;
+}
+
+OSStatus RunMerge(const std::vector<std::string>& args) {
+  std::vector<std::string> paths;
+  std::string outPath;
+  MergeOptions options;
+  bool optionsEnded = false;
+  for (size_t i = 0; i < args.size(); i++) {
+    const std::string& arg = args[i];
+    if (optionsEnded || arg.empty() || arg[0] != '-' || arg == "-") {
+      paths.push_back(arg);
+    } else if (arg == "--") {
+      optionsEnded = true;
+    } else if (arg == "--conform") {
+      options.conform = true;
+    } else if (arg == "-o" || arg == "--group") {
+      if (i + 1 == args.size()) return UsageError("missing value after ", arg.c_str());
+      (arg == "-o" ? outPath : options.group) = args[++i];
+    } else if (arg.starts_with("--group=")) {
+      options.group = arg.substr(8);
+    } else {
+      return UsageError("unknown option ", arg.c_str());
+    }
+  }
+  if (paths.size() < 2) return UsageError("merge needs a master playlist and a fragment");
+  const std::string& masterPath = paths[0];
+  if (outPath.empty()) outPath = masterPath;
+
+  std::string masterText;
+  if (OSStatus status = ReadFileText(masterPath, kMaxPlaylistBytes, &masterText)) {
+    fprintf(stderr, "%s: cannot read %s: %s\n", kTool, masterPath.c_str(), strerror(status));
+    return status;
+  }
+  std::vector<SubtitleFragment> fragments;
+  std::string outDirectory = DirectoryOf(outPath);
+  for (size_t i = 1; i < paths.size(); i++) {
+    SubtitleFragment fragment;
+    fragment.name = paths[i];
+    if (OSStatus status = ReadFileText(paths[i], kMaxPlaylistBytes, &fragment.text)) {
+      fprintf(stderr, "%s: cannot read %s: %s\n", kTool, paths[i].c_str(), strerror(status));
+      return status;
+    }
+    if (OSStatus status =
+            RelativeDirectoryPrefix(DirectoryOf(paths[i]), outDirectory, &fragment.uriPrefix)) {
+      fprintf(stderr, "%s: cannot locate %s: %s\n", kTool, paths[i].c_str(), strerror(status));
+      return status;
+    }
+    fragments.push_back(std::move(fragment));
+  }
+
+  MergeOutcome outcome;
+  OSStatus status = MergeSubtitleFragments(masterPath, masterText, fragments, options, &outcome);
+  for (const std::string& note : outcome.notes) fprintf(stderr, "%s: %s\n", kTool, note.c_str());
+  if (status != kNoErr) {
+    fprintf(stderr, "%s: %s\n%s: nothing was written\n", kTool, outcome.error.c_str(), kTool);
+    return status;
+  }
+  if (OSStatus written = ReplaceFileText(outPath, outcome.text)) {
+    fprintf(stderr, "%s: cannot write %s: %s\n", kTool, outPath.c_str(), strerror(written));
+    return written;
+  }
+  return kNoErr;
+}
+
+OSStatus RunCheck(const std::vector<std::string>& args) {
+  if (args.size() != 1) return UsageError("check needs exactly one master playlist");
+  MasterCheckReport report;
+  if (OSStatus status = CheckMasterPlaylistFiles(args[0], &report)) {
+    fprintf(stderr, "%s: cannot read %s: %s\n", kTool, args[0].c_str(), strerror(status));
+    return status;
+  }
+  for (const std::string& notice : report.notices)
+    fprintf(stderr, "%s: %s\n", kTool, notice.c_str());
+  for (const PlaylistProblem& problem : report.problems)
+    printf("%s:%zu: %s\n", problem.file.c_str(), problem.line, problem.message.c_str());
+  return report.problems.empty() ? kNoErr : kErrPlaylistRule;
+}
+
+OSStatus RunPts(const std::vector<std::string>& args) {
+  if (args.size() != 1) return UsageError("pts needs exactly one MPEG transport stream file");
+  const char* path = args[0].c_str();
+  int64_t pts = 0;
+  OSStatus status = ReadSegmentFirstPTS(args[0], &pts);
+  if (status == kMxErrNotMPEGStream) {
+    fprintf(stderr, "%s: %s is not an MPEG transport stream\n", kTool, path);
+  } else if (status == kMxErrPropertyNotAvailable) {
+    fprintf(stderr, "%s: %s has no video or audio stream with a time stamp near its start\n", kTool,
+            path);
+  } else if (status > 0) {
+    fprintf(stderr, "%s: cannot read %s: %s\n", kTool, path, strerror(status));
+  } else if (status != kNoErr) {
+    fprintf(stderr, "%s: cannot read %s as an MPEG transport stream (error %d)\n", kTool, path,
+            static_cast<int>(status));
+  }
+  if (status != kNoErr) return status;
+  printf("%lld\n", static_cast<long long>(pts));
+  // hlsvtt reads -m as a signed 32-bit number; larger time stamps do not survive it.
+  if (pts > INT32_MAX)
+    fprintf(stderr, "%s: warning: %lld is above 2147483647, which hlsvtt -m cannot carry\n", kTool,
+            static_cast<long long>(pts));
+  return kNoErr;
+}
+
+}  // namespace
+
+OSStatus RunMasterTool(int argc, char** argv) {
+  if (argc < 2) return UsageError("no command given");
+  std::string_view command = argv[1];
+  std::vector<std::string> args(argv + 2, argv + argc);
+  if (command == "-h" || command == "--help") {
+    fputs(kUsage, stdout);
+    return kNoErr;
+  }
+  if (command == "merge") return RunMerge(args);
+  if (command == "check") return RunCheck(args);
+  if (command == "pts") return RunPts(args);
+  return UsageError("unknown command ", argv[1]);
+}

@@ -1,0 +1,190 @@
+// hlsvtt-master end to end: media playlists made by hlsvtt from examples/sample.vtt, a movie's
+// subtitle fragment written by hand, a master playlist with two variants; merged, read back by
+// hls-parser, merged again, checked, damaged and checked again.
+#include <gtest/gtest.h>
+
+#include "test_support.h"
+
+namespace {
+
+const std::string kFragment =
+    "#EXTM3U\n"
+    "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"subtitles\",NAME=\"English\",DEFAULT=YES,"
+    "AUTOSELECT=YES,FORCED=NO,LANGUAGE=\"en\",URI=\"en2/prog_index.m3u8\"\n"
+    "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"subtitles\",NAME=\"English (forced)\",DEFAULT=YES,"
+    "AUTOSELECT=NO,FORCED=YES,LANGUAGE=\"en\",URI=\"en2-forced/prog_index.m3u8\"\n"
+    "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"subtitles\",NAME=\"fr 3\",DEFAULT=YES,"
+    "AUTOSELECT=YES,FORCED=NO,LANGUAGE=\"fr\",URI=\"fr3/prog_index.m3u8\"\n";
+
+const std::string kMaster =
+    "#EXTM3U\n"
+    "#EXT-X-VERSION:3\n"
+    "#EXT-X-STREAM-INF:BANDWIDTH=800000,RESOLUTION=640x360,CODECS=\"avc1.4d401e,mp4a.40.2\"\n"
+    "low/index.m3u8\n"
+    "#EXT-X-STREAM-INF:BANDWIDTH=2000000,RESOLUTION=1280x720,CODECS=\"avc1.4d401f,mp4a.40.2\"\n"
+    "high/index.m3u8\n";
+
+std::string operator/(const std::string& a, const std::string& b) {
+  return a + "/" + b;
+}
+
+size_t Count(const std::string& text, const std::string& what) {
+  size_t count = 0;
+  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) count++;
+  return count;
+}
+
+RunResult Master(const std::vector<std::string>& args, const std::string& dir) {
+  std::vector<std::string> argv = {"hlsvtt-master"};
+  argv.insert(argv.end(), args.begin(), args.end());
+  return RunBinary(HLSVTT_MASTER_BINARY, argv, dir);
+}
+
+class MasterToolTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    for (const char* stream : {"en2", "en2-forced", "fr3"}) {
+      ASSERT_EQ(RunShell("mkdir -p '" + dir_ / "movie" / stream + "'"), 0);
+      RunResult run = RunTool({"hlsvtt", "-q", "-t", "10", "-f", dir_ / "movie" / stream,
+                               HLSVTT_SOURCE_DIR "/examples/sample.vtt"});
+      ASSERT_EQ(run.status, 0) << run.err;
+    }
+    WriteFile(dir_ / "movie/subtitle_media.m3u8", kFragment);
+    ASSERT_EQ(RunShell("mkdir -p '" + dir_ / "video/low' '" + dir_ / "video/high'"), 0);
+    WriteFile(dir_ / "video/master.m3u8", kMaster);
+    WriteFile(dir_ / "video/low/index.m3u8", "");
+    WriteFile(dir_ / "video/high/index.m3u8", "");
+  }
+
+  ScratchDir dir_;
+};
+
+TEST_F(MasterToolTest, MergeIsReadByClientsIdempotentAndCheckedCleanAfterConform) {
+  RunResult merge =
+      Master({"merge", "video/master.m3u8", "movie/subtitle_media.m3u8"}, dir_.path());
+  ASSERT_EQ(merge.status, 0) << merge.err;
+  // The two deliberate breaks are kept and reported: one forced default, two extra defaults.
+  EXPECT_EQ(Count(merge.err, "hlsvtt-master: warning: movie/subtitle_media.m3u8:"), 3u)
+      << merge.err;
+  std::string merged = ReadFile(dir_ / "video/master.m3u8");
+  EXPECT_NE(merged.find("URI=\"../movie/en2-forced/prog_index.m3u8\"\n"), std::string::npos);
+
+  if (FileExists(HLSVTT_SOURCE_DIR "/tests/clients/node_modules")) {
+    std::string output;
+    EXPECT_EQ(RunShell("node '" HLSVTT_SOURCE_DIR "/tests/clients/check_master.js' '" +
+                           dir_ / "video/master.m3u8' subtitles 3 2>&1",
+                       &output),
+              0)
+        << output;
+  }
+
+  RunResult again =
+      Master({"merge", "video/master.m3u8", "movie/subtitle_media.m3u8"}, dir_.path());
+  ASSERT_EQ(again.status, 0) << again.err;
+  EXPECT_EQ(ReadFile(dir_ / "video/master.m3u8"), merged);
+
+  RunResult check = Master({"check", "video/master.m3u8"}, dir_.path());
+  EXPECT_EQ(check.status, 111);
+  EXPECT_EQ(check.out,
+            "video/master.m3u8:4: DEFAULT=YES needs AUTOSELECT=YES\n"
+            "video/master.m3u8:4: a second DEFAULT=YES in group \"subtitles\" (the first is at "
+            "video/master.m3u8:3)\n"
+            "video/master.m3u8:5: a second DEFAULT=YES in group \"subtitles\" (the first is at "
+            "video/master.m3u8:3)\n");
+
+  RunResult conform =
+      Master({"merge", "--conform", "video/master.m3u8", "movie/subtitle_media.m3u8"}, dir_.path());
+  ASSERT_EQ(conform.status, 0) << conform.err;
+  EXPECT_NE(
+      conform.err.find("changed movie/subtitle_media.m3u8:3 \"English (forced)\" to DEFAULT=NO"),
+      std::string::npos)
+      << conform.err;
+  check = Master({"check", "video/master.m3u8"}, dir_.path());
+  EXPECT_EQ(check.status, 0) << check.out;
+  EXPECT_EQ(check.out, "");
+  EXPECT_EQ(ListDir(dir_ / "video"), (std::vector<std::string>{"high", "low", "master.m3u8"}));
+}
+
+TEST_F(MasterToolTest, OutputElsewhereLeavesTheMasterAndRefusalsChangeNothing) {
+  ASSERT_EQ(RunShell("mkdir -p '" + dir_ / "site'"), 0);
+  RunResult merge = Master({"merge", "video/master.m3u8", "movie/subtitle_media.m3u8", "-o",
+                            "site/all.m3u8", "--group", "subs", "--conform"},
+                           dir_.path());
+  ASSERT_EQ(merge.status, 0) << merge.err;
+  EXPECT_EQ(ReadFile(dir_ / "video/master.m3u8"), kMaster);
+  std::string out = ReadFile(dir_ / "site/all.m3u8");
+  EXPECT_NE(out.find("GROUP-ID=\"subs\",NAME=\"English\""), std::string::npos);
+  EXPECT_NE(out.find("URI=\"../movie/fr3/prog_index.m3u8\""), std::string::npos);
+
+  WriteFile(dir_ / "bad.m3u8",
+            "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"s\",NAME=\"A \"b\"\",URI=\"a\"\n");
+  struct Case {
+    std::vector<std::string> args;
+    int status;
+    const char* message;
+  } cases[] = {
+      {{"merge", "video/master.m3u8", "bad.m3u8"}, 112, "bad.m3u8:1: #EXT-X-MEDIA:"},
+      {{"merge", "movie/en2/prog_index.m3u8", "movie/subtitle_media.m3u8"},
+       112,
+       "not a master playlist"},
+      {{"merge", "video/master.m3u8", "missing.m3u8"}, 2, "cannot read missing.m3u8"},
+      {{"merge", "video/master.m3u8"}, 56, "merge needs a master playlist and a fragment"},
+      {{"merge", "video/master.m3u8", "movie/subtitle_media.m3u8", "--bogus"},
+       56,
+       "unknown option"},
+      {{"check"}, 56, "check needs exactly one master playlist"},
+      {{"frobnicate"}, 56, "unknown command frobnicate"},
+  };
+  for (const Case& c : cases) {
+    RunResult run = Master(c.args, dir_.path());
+    EXPECT_EQ(run.status, c.status) << c.args[1];
+    EXPECT_NE(run.err.find(c.message), std::string::npos) << run.err;
+  }
+  EXPECT_EQ(ReadFile(dir_ / "video/master.m3u8"), kMaster);
+  EXPECT_EQ(ListDir(dir_ / "video"), (std::vector<std::string>{"high", "low", "master.m3u8"}));
+}
+
+TEST_F(MasterToolTest, CheckFollowsUrisToPlaylistsAndSegments) {
+  ASSERT_EQ(
+      Master({"merge", "--conform", "video/master.m3u8", "movie/subtitle_media.m3u8"}, dir_.path())
+          .status,
+      0);
+  ASSERT_EQ(unlink((dir_ / "movie/fr3/fileSequence1.webvtt").c_str()), 0);
+  ASSERT_EQ(unlink((dir_ / "video/high/index.m3u8").c_str()), 0);
+  WriteFile(dir_ / "movie/en2/fileSequence2.webvtt",
+            "WEBVTT\n\n00:00:21.000 --> 00:00:24.000\nx\n");
+  RunResult check = Master({"check", "video/master.m3u8"}, dir_.path());
+  EXPECT_EQ(check.status, 111);
+  EXPECT_EQ(check.out,
+            "movie/en2/fileSequence2.webvtt:1: no X-TIMESTAMP-MAP in the segment header\n"
+            "movie/fr3/prog_index.m3u8:9: URI \"fileSequence1.webvtt\" does not resolve "
+            "(movie/fr3/fileSequence1.webvtt: No such file or directory)\n"
+            "video/master.m3u8:9: URI \"high/index.m3u8\" does not resolve "
+            "(video/high/index.m3u8: No such file or directory)\n");
+}
+
+TEST(MasterToolPts, PrintsTheFirstVideoTimeStampOfATransportStream) {
+  ScratchDir dir;
+  if (RunShell("command -v ffmpeg >/dev/null") != 0) GTEST_SKIP() << "ffmpeg not installed";
+  ASSERT_EQ(RunShell("cd '" + dir.path() +
+                     "' && ffmpeg -v error -f lavfi -i testsrc=size=160x120:rate=25 -f lavfi -i "
+                     "sine -t 1 -c:v mpeg2video -c:a mp2 -output_ts_offset 20 -f mpegts seg.ts"),
+            0);
+  std::string expected;
+  ASSERT_EQ(RunShell("ffprobe -v error -select_streams v:0 -show_entries stream=start_pts -of "
+                     "csv=p=0 '" +
+                         dir / "seg.ts' | head -n 1 | cut -d, -f1",
+                     &expected),
+            0);
+  RunResult pts = Master({"pts", "seg.ts"}, dir.path());
+  EXPECT_EQ(pts.status, 0) << pts.err;
+  EXPECT_EQ(pts.out, expected);
+  EXPECT_GE(std::stoll(pts.out), 20 * 90000);
+
+  WriteFile(dir / "text.ts", std::string(4096, 'x'));
+  pts = Master({"pts", "text.ts"}, dir.path());
+  EXPECT_EQ(pts.status, 85);  // -12971
+  EXPECT_EQ(pts.err, "hlsvtt-master: text.ts is not an MPEG transport stream\n");
+}
+
+}  // namespace
