@@ -329,6 +329,8 @@ async function checkRendition(page, rendition, testCase, duration) {
       const onTrack = now.cues.filter((c) => sameCue(c, cue)).length;
       if (onScreen > 1) problems[i].add(`on screen ${onScreen} times`);
       if (onTrack > 1) problems[i].add(`on the track ${onTrack} times`);
+      const strays = now.cues.filter((c) => c.text === cue.text && !expected.some((e) => sameCue(e, c)));
+      if (strays.length > 0) problems[i].add(`also on the track at ${span(strays)}`);
     } else {
       await seek(page, t);
       // activeCues may lag the seek by a frame; a cue still there a moment later is on screen.
@@ -345,6 +347,8 @@ async function checkRendition(page, rendition, testCase, duration) {
   for (const [i, cue] of expected.entries()) {
     const onTrack = last.cues.filter((c) => sameCue(c, cue)).length;
     if (onTrack > 1) problems[i].add(`on the track ${onTrack} times`);
+    const strays = last.cues.filter((c) => c.text === cue.text && !expected.some((e) => sameCue(e, c)));
+    if (strays.length > 0) problems[i].add(`also on the track at ${span(strays)}`);
   }
   const lines = [];
   for (const [i, cue] of expected.entries()) {
