@@ -59,6 +59,10 @@ const VIDEOS = {
   'start-10s': ['-muxdelay', '0', '-output_ts_offset', '10'],
 };
 // `mpegts` is what -m is given: 'first-pts' for the video's first PTS, null for the default.
+// A case is { name, video, master, shift, players, renditions: [{ name, cues }] }; the master
+// playlist is made from EXT-X-MEDIA lines by `mediaLines` and `masterPlaylist`. A movie source
+// takes the same road: the lines come from the subtitle_media.m3u8 hlsvtt writes for it, and each
+// rendition's cues (its NAME, its expected start, end and text) from the movie itself.
 const CASES = [
   { video: 'start-1.4s', mpegts: 'first-pts' },
   { video: 'start-1.4s', mpegts: null },
