@@ -193,15 +193,6 @@ function buildWebvttCase(work, options, c, firstPts) {
 
 const owned = { server: null, browser: null };
 
-function alive(pid) {
-  try {
-    process.kill(pid, 0);
-    return true;
-  } catch {
-    return false;
-  }
-}
-
 // Stops the HTTP server and the browser (with the processes it started, which share its
 // process group) by process id. Safe to call more than once and from an exit handler.
 function stopProcesses() {
