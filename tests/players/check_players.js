@@ -245,7 +245,7 @@ async function startBrowser(executablePath) {
     handleSIGINT: false,
     handleSIGTERM: false,
     handleSIGHUP: false,
-    args: ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
+    args: ['--no-sandbox', '--no-zygote', '--disable-gpu', '--disable-quic', '--no-first-run',
       '--disable-background-networking', '--disable-component-update', '--disable-sync',
       '--disable-extensions', '--mute-audio', '--window-size=800,600'],
   }));
