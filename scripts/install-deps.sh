@@ -9,6 +9,7 @@ packages=(
   libgtest-dev libgmock-dev                            # unit tests
   clang-format                                         # formatting
   ffmpeg nodejs npm python3 python3-webvtt             # real clients and benchmark peers
+  chromium fonts-dejavu-core                           # browser and cue font for the player tests
 )
 missing=()
 for p in "${packages[@]}"; do
