@@ -4,22 +4,11 @@
 #include <cstdlib>
 
 #include "media/formats/dv/dv_probe.h"
-
-namespace {
-
-void Check(const ContainerProbe& probe, const ProbeReader& reader) {
-  if (reader.BytesRead() > kProbeReadBudget) abort();
-  for (const ProbedTrack& track : probe.tracks)
-    if (track.mediaType == 0) abort();
-  if (MxTimeIsValid(probe.duration) && (probe.duration.timescale <= 0 || probe.duration.value < 0))
-    abort();
-}
-
-}  // namespace
+#include "probe_check.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   ContainerProbe probe;
   ProbeReader reader = ProbeReader::ForMemory(data, size);
-  if (DVProbe(reader, &probe) == kNoErr) Check(probe, reader);
+  if (DVProbe(reader, &probe) == kNoErr) CheckProbeResult(probe, reader);
   return 0;
 }

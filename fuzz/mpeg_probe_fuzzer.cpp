@@ -5,24 +5,13 @@
 #include <cstdlib>
 
 #include "media/formats/mpeg/mpeg_probe.h"
-
-namespace {
-
-void Check(const ContainerProbe& probe, const ProbeReader& reader) {
-  if (reader.BytesRead() > kProbeReadBudget) abort();
-  for (const ProbedTrack& track : probe.tracks)
-    if (track.mediaType == 0) abort();
-  if (MxTimeIsValid(probe.duration) && (probe.duration.timescale <= 0 || probe.duration.value < 0))
-    abort();
-}
-
-}  // namespace
+#include "probe_check.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   ContainerProbe probe;
   for (bool precise : {false, true}) {
     ProbeReader reader = ProbeReader::ForMemory(data, size);
-    if (MPEGProbe(reader, precise, &probe) == kNoErr) Check(probe, reader);
+    if (MPEGProbe(reader, precise, &probe) == kNoErr) CheckProbeResult(probe, reader);
   }
   ProbeReader reader = ProbeReader::ForMemory(data, size);
   int64_t pts = 0;

@@ -14,7 +14,7 @@ const TYPES = {
   '.html': 'text/html; charset=utf-8',
   '.js': 'text/javascript; charset=utf-8',
   '.css': 'text/css; charset=utf-8',
-  '.m3u8': 'application/vnd.apple.mpegurl',
+  '.m3u8': 'application/x-mpegURL',
   '.ts': 'video/mp2t',
   '.webvtt': 'text/vtt; charset=utf-8',
   '.vtt': 'text/vtt; charset=utf-8',

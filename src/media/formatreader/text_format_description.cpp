@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "media/core/big_endian_reader.h"
+#include "media/core/byte_cursor.h"
 #include "media/core/error_signal.h"
 #include "media/core/text_encoding.h"
 
@@ -69,7 +69,7 @@ bool IsValidUTF8(const uint8_t* bytes, size_t size) {
 // The fixed part of each layout, read field by field into extension values. The reader was
 // sized-checked by the caller, so a failed read cannot happen; it is still checked.
 struct FixedPartReader {
-  MxBigEndianReader& in;
+  MxByteCursor& in;
   bool ok = true;
   MxValue S8() {
     int8_t v = 0;
@@ -106,7 +106,7 @@ struct FixedPartReader {
   }
 };
 
-void ReadTimedTextFixedPart(MxBigEndianReader in, MxDictionary* extensions) {
+void ReadTimedTextFixedPart(MxByteCursor in, MxDictionary* extensions) {
   FixedPartReader r{in};
   (void)r.in.Seek(16);
   extensions->emplace(kMxTextFormatDescriptionExtension_DisplayFlags, r.S32());
@@ -126,7 +126,7 @@ void ReadTimedTextFixedPart(MxBigEndianReader in, MxDictionary* extensions) {
   extensions->emplace(kMxTextFormatDescriptionExtension_DefaultStyle, MxValue(std::move(style)));
 }
 
-void ReadClassicTextFixedPart(MxBigEndianReader in, MxDictionary* extensions) {
+void ReadClassicTextFixedPart(MxByteCursor in, MxDictionary* extensions) {
   FixedPartReader r{in};
   (void)r.in.Seek(16);
   extensions->emplace(kMxTextFormatDescriptionExtension_DisplayFlags, r.S32());
@@ -158,7 +158,7 @@ void ReadClassicTextFixedPart(MxBigEndianReader in, MxDictionary* extensions) {
 // A font table atom's entries, added to `table` (an identifier already there keeps its name).
 // A count that cannot fit leaves the table as it is; an entry running past the atom drops the
 // whole table.
-void ReadFontTable(MxBigEndianReader payload, MxDictionary* table) {
+void ReadFontTable(MxByteCursor payload, MxDictionary* table) {
   uint16_t count = 0;
   if (!payload.ReadU16(&count) || size_t{count} * 3 > payload.Remaining()) {
     (void)QorSignalErrorAt(kMxTextDescErrMalformed);
@@ -182,7 +182,7 @@ void ReadFontTable(MxBigEndianReader payload, MxDictionary* table) {
 }
 
 // Extension atoms from the reader's position to its end. Fails only on an atom size below 8.
-OSStatus ReadExtensionAtoms(MxBigEndianReader in, bool fontTableAllowed, MxDictionary* fontTable,
+OSStatus ReadExtensionAtoms(MxByteCursor in, bool fontTableAllowed, MxDictionary* fontTable,
                             MxDictionary* atoms) {
   while (in.Remaining() >= 9) {
     uint32_t atomSize = 0, type = 0;
@@ -191,7 +191,7 @@ OSStatus ReadExtensionAtoms(MxBigEndianReader in, bool fontTableAllowed, MxDicti
     if (atomSize < 8) return QorSignalErrorAt(kMxTextDescErrMalformed);
     // An empty atom, or one longer than what is left, ends the atoms without error.
     if (atomSize == 8 || atomSize - 8 > in.Remaining()) break;
-    MxBigEndianReader payload(nullptr, 0);
+    MxByteCursor payload(nullptr, 0);
     if (!in.Sub(atomSize - 8, &payload)) return QorSignalErrorAt(kMxTextDescErrMalformed);
     if (type == kFtab && fontTableAllowed) {
       ReadFontTable(payload, fontTable);
@@ -235,7 +235,7 @@ OSStatus MxTextFormatDescriptionCreateFromBigEndianTextDescriptionData(
     MxFormatDescriptionRef* out) {
   if (out == nullptr || (bytes == nullptr && size > 0))
     return QorSignalErrorAt(kMxErrInvalidParameter);
-  MxBigEndianReader in(bytes, size);
+  MxByteCursor in(bytes, size);
   uint32_t entryType = 0;
   if (!in.Skip(4) || !in.ReadU32(&entryType)) return QorSignalErrorAt(kMxTextDescErrMalformed);
 
@@ -257,7 +257,7 @@ OSStatus MxTextFormatDescriptionCreateFromBigEndianTextDescriptionData(
   if (entryType == kText) ReadClassicTextFixedPart(in, &extensions);
 
   MxDictionary fontTable, atoms;
-  MxBigEndianReader rest(bytes + fixedSize, size - fixedSize);
+  MxByteCursor rest(bytes + fixedSize, size - fixedSize);
   OSStatus status = ReadExtensionAtoms(rest, !IsWebVTT(entryType), &fontTable, &atoms);
   if (status != kNoErr) return status;
   if (!fontTable.empty())

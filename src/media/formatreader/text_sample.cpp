@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "media/core/big_endian_reader.h"
+#include "media/core/byte_cursor.h"
 #include "media/core/error_signal.h"
 #include "media/core/text_encoding.h"
 
@@ -98,7 +98,7 @@ OSStatus MakeSampleText(const uint8_t* bytes, size_t size, SampleText* out) {
   return kNoErr;
 }
 
-void ApplyStyleBox(MxBigEndianReader payload, const SampleText& text,
+void ApplyStyleBox(MxByteCursor payload, const SampleText& text,
                    const MxFormatDescription* description, MxAttributedString* string) {
   uint16_t count = 0;
   if (payload.Size() <= 13 || !payload.ReadU16(&count) ||
@@ -208,7 +208,7 @@ OSStatus QorTextSampleBufferCopyAttributedString(QorTextSampleBufferState* state
     status = MxBlockBufferCopyDataBytes(data, 0, bytes.size(), bytes.data());
     if (status != kNoErr) return status;
   }
-  MxBigEndianReader in(bytes.data(), bytes.size());
+  MxByteCursor in(bytes.data(), bytes.size());
   int16_t textLength = 0;
   const uint8_t* textBytes = nullptr;
   if (!in.ReadS16(&textLength) || textLength < 0 ||
@@ -226,7 +226,7 @@ OSStatus QorTextSampleBufferCopyAttributedString(QorTextSampleBufferState* state
   MxTextRect box = state->defaultTextBox;
   while (in.Remaining() >= 8) {
     uint32_t boxSize = 0, type = 0;
-    MxBigEndianReader payload(nullptr, 0);
+    MxByteCursor payload(nullptr, 0);
     if (!in.ReadU32(&boxSize) || !in.ReadU32(&type) || boxSize < 8 ||
         !in.Sub(boxSize - 8, &payload))
       return QorSignalErrorAt(kQorTextSampleErrMalformed);

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "media/core/byte_cursor.h"
 #include "media/core/error_signal.h"
 #include "media/formats/audiofile/audio_file_probe.h"
-#include "media/formats/byte_cursor.h"
 
 namespace {
 
@@ -29,9 +29,9 @@ OSStatus AIFFFileProbe(ProbeReader& reader, ContainerProbe* out) {
   std::vector<uint8_t> bytes;
   OSStatus status = reader.ReadAt(0, 12, &bytes);
   if (status != kNoErr) return status;
-  ByteCursor head(bytes.data(), bytes.size());
+  MxByteCursor head(bytes.data(), bytes.size());
   uint32_t form = 0, formSize = 0, type = 0;
-  if (!head.U32BE(&form) || !head.U32BE(&formSize) || !head.U32BE(&type) ||
+  if (!head.ReadU32(&form) || !head.ReadU32(&formSize) || !head.ReadU32(&type) ||
       form != MxFourCharCode("FORM") ||
       (type != MxFourCharCode("AIFF") && type != MxFourCharCode("AIFC")))
     return kMxErrFormatNotRecognised;
@@ -45,19 +45,19 @@ OSStatus AIFFFileProbe(ProbeReader& reader, ContainerProbe* out) {
   for (int i = 0; i < kMaxAudioFileChunks && !(haveCommon && haveSound); i++) {
     status = reader.ReadAt(at, 8, &bytes);
     if (status != kNoErr) return status;
-    ByteCursor chunk(bytes.data(), bytes.size());
+    MxByteCursor chunk(bytes.data(), bytes.size());
     uint32_t tag = 0, size = 0;
-    if (!chunk.U32BE(&tag) || !chunk.U32BE(&size)) break;
+    if (!chunk.ReadU32(&tag) || !chunk.ReadU32(&size)) break;
     if (tag == MxFourCharCode("COMM")) {
       status = reader.ReadAt(at + 8, 22, &bytes);
       if (status != kNoErr) return status;
-      ByteCursor body(bytes.data(), bytes.size());
+      MxByteCursor body(bytes.data(), bytes.size());
       uint16_t exponent = 0;
       uint64_t mantissa = 0;
-      if (!body.U16BE(&channels) || !body.U32BE(&frames) || !body.U16BE(&bits) ||
-          !body.U16BE(&exponent) || !body.U64BE(&mantissa))
+      if (!body.ReadU16(&channels) || !body.ReadU32(&frames) || !body.ReadU16(&bits) ||
+          !body.ReadU16(&exponent) || !body.ReadU64(&mantissa))
         return QorSignalErrorAt(kMxErrFormatDamaged);
-      if (type == MxFourCharCode("AIFC") && !body.U32BE(&compression))
+      if (type == MxFourCharCode("AIFC") && !body.ReadU32(&compression))
         return QorSignalErrorAt(kMxErrFormatDamaged);
       rate = ExtendedToDouble(exponent, mantissa);
       if (!(rate > 0 && rate <= kMaxSampleRate)) return QorSignalErrorAt(kMxErrFormatDamaged);

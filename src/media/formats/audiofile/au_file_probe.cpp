@@ -1,8 +1,8 @@
 // AU: '.snd', then the data offset, data size (all ones when unknown), encoding, sample rate and
 // channel count, big-endian. The data runs to the end of the file when its size is unknown.
+#include "media/core/byte_cursor.h"
 #include "media/core/error_signal.h"
 #include "media/formats/audiofile/audio_file_probe.h"
-#include "media/formats/byte_cursor.h"
 
 namespace {
 
@@ -37,11 +37,11 @@ OSStatus AUFileProbe(ProbeReader& reader, ContainerProbe* out) {
   std::vector<uint8_t> bytes;
   OSStatus status = reader.ReadAt(0, 24, &bytes);
   if (status != kNoErr) return status;
-  ByteCursor head(bytes.data(), bytes.size());
+  MxByteCursor head(bytes.data(), bytes.size());
   uint32_t magic = 0, dataOffset = 0, dataSize = 0, encoding = 0, rate = 0, channels = 0;
-  if (!head.U32BE(&magic) || magic != MxFourCharCode(".snd")) return kMxErrFormatNotRecognised;
-  if (!head.U32BE(&dataOffset) || !head.U32BE(&dataSize) || !head.U32BE(&encoding) ||
-      !head.U32BE(&rate) || !head.U32BE(&channels) || dataOffset < 24 || rate == 0 ||
+  if (!head.ReadU32(&magic) || magic != MxFourCharCode(".snd")) return kMxErrFormatNotRecognised;
+  if (!head.ReadU32(&dataOffset) || !head.ReadU32(&dataSize) || !head.ReadU32(&encoding) ||
+      !head.ReadU32(&rate) || !head.ReadU32(&channels) || dataOffset < 24 || rate == 0 ||
       channels == 0 || BytesPerSample(encoding) == 0)
     return QorSignalErrorAt(kMxErrFormatDamaged);
   const int64_t available = reader.Length() - int64_t{dataOffset};

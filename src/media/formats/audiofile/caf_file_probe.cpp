@@ -4,9 +4,9 @@
 #include <cmath>
 #include <cstring>
 
+#include "media/core/byte_cursor.h"
 #include "media/core/error_signal.h"
 #include "media/formats/audiofile/audio_file_probe.h"
-#include "media/formats/byte_cursor.h"
 
 namespace {
 
@@ -26,10 +26,10 @@ OSStatus CAFFileProbe(ProbeReader& reader, ContainerProbe* out) {
   std::vector<uint8_t> bytes;
   OSStatus status = reader.ReadAt(0, 8, &bytes);
   if (status != kNoErr) return status;
-  ByteCursor head(bytes.data(), bytes.size());
+  MxByteCursor head(bytes.data(), bytes.size());
   uint32_t magic = 0;
   uint16_t version = 0;
-  if (!head.U32BE(&magic) || magic != MxFourCharCode("caff") || !head.U16BE(&version) ||
+  if (!head.ReadU32(&magic) || magic != MxFourCharCode("caff") || !head.ReadU16(&version) ||
       version != 1)
     return kMxErrFormatNotRecognised;
 
@@ -41,10 +41,10 @@ OSStatus CAFFileProbe(ProbeReader& reader, ContainerProbe* out) {
   for (int i = 0; i < kMaxAudioFileChunks && at < reader.Length(); i++) {
     status = reader.ReadAt(at, 12, &bytes);
     if (status != kNoErr) return status;
-    ByteCursor chunk(bytes.data(), bytes.size());
+    MxByteCursor chunk(bytes.data(), bytes.size());
     uint32_t tag = 0;
     uint64_t size = 0;
-    if (!chunk.U32BE(&tag) || !chunk.U64BE(&size)) break;
+    if (!chunk.ReadU32(&tag) || !chunk.ReadU64(&size)) break;
     const int64_t available = reader.Length() - (at + 12);
     const bool toTheEnd = size == ~uint64_t{0} || size > static_cast<uint64_t>(available);
     if (tag == MxFourCharCode("data")) {
@@ -55,15 +55,16 @@ OSStatus CAFFileProbe(ProbeReader& reader, ContainerProbe* out) {
     } else if (tag == MxFourCharCode("desc") || tag == MxFourCharCode("pakt")) {
       status = reader.ReadAt(at + 12, 32, &bytes);
       if (status != kNoErr) return status;
-      ByteCursor body(bytes.data(), bytes.size());
+      MxByteCursor body(bytes.data(), bytes.size());
       uint64_t rateBits = 0, packets = 0;
       uint32_t formatID = 0, flags = 0;
       if (tag == MxFourCharCode("desc")) {
-        haveDescription = body.U64BE(&rateBits) && body.U32BE(&formatID) && body.U32BE(&flags) &&
-                          body.U32BE(&bytesPerPacket) && body.U32BE(&framesPerPacket);
+        haveDescription = body.ReadU64(&rateBits) && body.ReadU32(&formatID) &&
+                          body.ReadU32(&flags) && body.ReadU32(&bytesPerPacket) &&
+                          body.ReadU32(&framesPerPacket);
         rate = DoubleFromBits(rateBits);
       } else {
-        havePackets = body.U64BE(&packets) && body.U64BE(&validFrames);
+        havePackets = body.ReadU64(&packets) && body.ReadU64(&validFrames);
       }
     }
     if (toTheEnd) break;

@@ -1,8 +1,8 @@
 // WAV: RIFF 'WAVE' (or RF64 'WAVE', whose 64-bit sizes sit in a 'ds64' chunk) with a 'fmt '
 // chunk and a 'data' chunk, in any order among other chunks.
+#include "media/core/byte_cursor.h"
 #include "media/core/error_signal.h"
 #include "media/formats/audiofile/audio_file_probe.h"
-#include "media/formats/byte_cursor.h"
 
 namespace {
 
@@ -21,9 +21,9 @@ OSStatus WaveFileProbe(ProbeReader& reader, ContainerProbe* out) {
   std::vector<uint8_t> bytes;
   OSStatus status = reader.ReadAt(0, 12, &bytes);
   if (status != kNoErr) return status;
-  ByteCursor head(bytes.data(), bytes.size());
+  MxByteCursor head(bytes.data(), bytes.size());
   uint32_t riff = 0, riffSize = 0, wave = 0;
-  if (!head.U32BE(&riff) || !head.U32LE(&riffSize) || !head.U32BE(&wave) ||
+  if (!head.ReadU32(&riff) || !head.ReadU32LE(&riffSize) || !head.ReadU32(&wave) ||
       (riff != MxFourCharCode("RIFF") && riff != MxFourCharCode("RF64")) ||
       wave != MxFourCharCode("WAVE"))
     return kMxErrFormatNotRecognised;
@@ -36,9 +36,9 @@ OSStatus WaveFileProbe(ProbeReader& reader, ContainerProbe* out) {
   for (int i = 0; i < kMaxAudioFileChunks && !(haveFormat && haveData); i++) {
     status = reader.ReadAt(at, 8, &bytes);
     if (status != kNoErr) return status;
-    ByteCursor chunk(bytes.data(), bytes.size());
+    MxByteCursor chunk(bytes.data(), bytes.size());
     uint32_t tag = 0, size32 = 0;
-    if (!chunk.U32BE(&tag) || !chunk.U32LE(&size32)) break;
+    if (!chunk.ReadU32(&tag) || !chunk.ReadU32LE(&size32)) break;
     uint64_t size = size32;
     if (tag == MxFourCharCode("data")) {
       haveData = true;
@@ -52,13 +52,14 @@ OSStatus WaveFileProbe(ProbeReader& reader, ContainerProbe* out) {
                tag == MxFourCharCode("ds64")) {
       status = reader.ReadAt(at + 8, size32 < 64 ? size32 : 64, &bytes);
       if (status != kNoErr) return status;
-      ByteCursor body(bytes.data(), bytes.size());
+      MxByteCursor body(bytes.data(), bytes.size());
       if (tag == MxFourCharCode("fmt ")) {
-        haveFormat = body.U16LE(&formatTag) && body.U16LE(&channels) && body.U32LE(&sampleRate) &&
-                     body.U32LE(&byteRate) && body.U16LE(&blockAlign);
+        haveFormat = body.ReadU16LE(&formatTag) && body.ReadU16LE(&channels) &&
+                     body.ReadU32LE(&sampleRate) && body.ReadU32LE(&byteRate) &&
+                     body.ReadU16LE(&blockAlign);
       } else if (tag == MxFourCharCode("fact")) {
-        haveFact = body.U32LE(&factFrames);
-      } else if (!body.Skip(8) || !body.U64LE(&dataSize64)) {
+        haveFact = body.ReadU32LE(&factFrames);
+      } else if (!body.Skip(8) || !body.ReadU64LE(&dataSize64)) {
         return QorSignalErrorAt(kMxErrFormatDamaged);
       }
     }

@@ -2,8 +2,8 @@
 
 #include <cstring>
 
+#include "media/core/byte_cursor.h"
 #include "media/core/four_char_code.h"
-#include "media/formats/byte_cursor.h"
 
 namespace {
 
@@ -135,19 +135,19 @@ bool MPEGAudioInfoFrame(const uint8_t* frame, size_t size, bool* haveCount, uint
   const bool mono = (frame[3] >> 6) == 3;
   // 'Xing' or 'Info' follows the side information, whose size depends on version and mode.
   const size_t sideInfo = version == 3 ? (mono ? 17 : 32) : (mono ? 9 : 17);
-  ByteCursor xing(frame, header.size);
+  MxByteCursor xing(frame, header.size);
   uint32_t tag = 0, flags = 0;
-  if (xing.Skip(4 + sideInfo) && xing.U32BE(&tag) &&
+  if (xing.Skip(4 + sideInfo) && xing.ReadU32(&tag) &&
       (tag == MxFourCharCode("Xing") || tag == MxFourCharCode("Info"))) {
-    if (!xing.U32BE(&flags)) return true;
-    if ((flags & 1) && xing.U32BE(frames)) *haveCount = true;
-    if ((flags & 2) && !xing.U32BE(bytes)) *bytes = 0;
+    if (!xing.ReadU32(&flags)) return true;
+    if ((flags & 1) && xing.ReadU32(frames)) *haveCount = true;
+    if ((flags & 2) && !xing.ReadU32(bytes)) *bytes = 0;
     return true;
   }
   // 'VBRI' sits 32 bytes after the header: version, delay, quality, bytes, frames.
-  ByteCursor vbri(frame, header.size);
-  if (vbri.Skip(4 + 32) && vbri.U32BE(&tag) && tag == MxFourCharCode("VBRI")) {
-    if (vbri.Skip(2 + 2 + 2) && vbri.U32BE(bytes) && vbri.U32BE(frames)) *haveCount = true;
+  MxByteCursor vbri(frame, header.size);
+  if (vbri.Skip(4 + 32) && vbri.ReadU32(&tag) && tag == MxFourCharCode("VBRI")) {
+    if (vbri.Skip(2 + 2 + 2) && vbri.ReadU32(bytes) && vbri.ReadU32(frames)) *haveCount = true;
     return true;
   }
   return false;

@@ -1,7 +1,7 @@
 #include "media/formats/avi/avi_probe.h"
 
+#include "media/core/byte_cursor.h"
 #include "media/core/error_signal.h"
-#include "media/formats/byte_cursor.h"
 
 namespace {
 
@@ -14,8 +14,8 @@ constexpr FourCharCode kRIFF = MxFourCharCode("RIFF");
 constexpr FourCharCode kLIST = MxFourCharCode("LIST");
 
 // Four-character codes are stored in file order, which reads as big-endian.
-bool ReadTag(ByteCursor& cursor, FourCharCode* tag) {
-  return cursor.U32BE(tag);
+bool ReadTag(MxByteCursor& cursor, FourCharCode* tag) {
+  return cursor.ReadU32(tag);
 }
 
 struct StreamHeader {
@@ -23,9 +23,9 @@ struct StreamHeader {
   uint32_t scale = 0, rate = 0, start = 0, length = 0;
 };
 
-bool ParseStreamHeader(ByteCursor body, StreamHeader* out) {
-  return ReadTag(body, &out->type) && body.Skip(4 + 4 + 2 + 2 + 4) && body.U32LE(&out->scale) &&
-         body.U32LE(&out->rate) && body.U32LE(&out->start) && body.U32LE(&out->length);
+bool ParseStreamHeader(MxByteCursor body, StreamHeader* out) {
+  return ReadTag(body, &out->type) && body.Skip(4 + 4 + 2 + 2 + 4) && body.ReadU32LE(&out->scale) &&
+         body.ReadU32LE(&out->rate) && body.ReadU32LE(&out->start) && body.ReadU32LE(&out->length);
 }
 
 FourCharCode MediaTypeOfStream(FourCharCode type) {
@@ -39,12 +39,12 @@ FourCharCode MediaTypeOfStream(FourCharCode type) {
 // Walks the chunks of one list; `visit` gets each chunk's tag (for a nested list, its list
 // type with `isList` set) and body.
 template <class Visit>
-bool WalkChunks(ByteCursor list, Visit visit) {
+bool WalkChunks(MxByteCursor list, Visit visit) {
   FourCharCode tag = 0;
   uint32_t size = 0;
   while (list.Remaining() >= 8) {
-    if (!ReadTag(list, &tag) || !list.U32LE(&size)) return false;
-    ByteCursor body(nullptr, 0);
+    if (!ReadTag(list, &tag) || !list.ReadU32LE(&size)) return false;
+    MxByteCursor body(nullptr, 0);
     // A chunk cut short by the end of the header list is taken as far as it goes.
     if (!list.Sub(size <= list.Remaining() ? size : list.Remaining(), &body)) return false;
     if (size & 1) (void)list.Skip(1);
@@ -67,10 +67,10 @@ OSStatus AVIProbe(ProbeReader& reader, ContainerProbe* out) {
   std::vector<uint8_t> bytes;
   OSStatus status = reader.ReadAt(0, 12, &bytes);
   if (status != kNoErr) return status;
-  ByteCursor riff(bytes.data(), bytes.size());
+  MxByteCursor riff(bytes.data(), bytes.size());
   FourCharCode tag = 0, form = 0;
   uint32_t riffSize = 0;
-  if (!ReadTag(riff, &tag) || tag != kRIFF || !riff.U32LE(&riffSize) || !ReadTag(riff, &form) ||
+  if (!ReadTag(riff, &tag) || tag != kRIFF || !riff.ReadU32LE(&riffSize) || !ReadTag(riff, &form) ||
       form != MxFourCharCode("AVI "))
     return QorSignalErrorAt(kMxErrFormatNotRecognised);
 
@@ -80,10 +80,10 @@ OSStatus AVIProbe(ProbeReader& reader, ContainerProbe* out) {
   for (int i = 0; i < kMaxLeadingChunks && header.empty(); i++) {
     status = reader.ReadAt(at, 12, &bytes);
     if (status != kNoErr) return status;
-    ByteCursor chunk(bytes.data(), bytes.size());
+    MxByteCursor chunk(bytes.data(), bytes.size());
     uint32_t size = 0;
     FourCharCode type = 0;
-    if (!ReadTag(chunk, &tag) || !chunk.U32LE(&size)) break;
+    if (!ReadTag(chunk, &tag) || !chunk.ReadU32LE(&size)) break;
     if (tag == kLIST && ReadTag(chunk, &type) && type == MxFourCharCode("hdrl")) {
       if (size < 4) break;
       if (size - 4 > kMaxHeaderList) return QorSignalErrorAt(kMxErrFormatDamaged);
@@ -101,18 +101,18 @@ OSStatus AVIProbe(ProbeReader& reader, ContainerProbe* out) {
   double longest = -1;
   MxTime duration = kMxTimeInvalid;
   const bool walked =
-      WalkChunks(ByteCursor(header.data(), header.size()),
-                 [&](FourCharCode chunkTag, bool isList, ByteCursor body) {
+      WalkChunks(MxByteCursor(header.data(), header.size()),
+                 [&](FourCharCode chunkTag, bool isList, MxByteCursor body) {
                    if (!isList && chunkTag == MxFourCharCode("avih")) {
-                     haveMainHeader = body.U32LE(&microsecondsPerFrame) && body.Skip(12) &&
-                                      body.U32LE(&totalFrames);
+                     haveMainHeader = body.ReadU32LE(&microsecondsPerFrame) && body.Skip(12) &&
+                                      body.ReadU32LE(&totalFrames);
                      return true;
                    }
                    if (!isList || chunkTag != MxFourCharCode("strl")) return true;
                    streamNumber++;
                    StreamHeader stream;
                    bool haveStreamHeader = false;
-                   (void)WalkChunks(body, [&](FourCharCode inner, bool innerList, ByteCursor b) {
+                   (void)WalkChunks(body, [&](FourCharCode inner, bool innerList, MxByteCursor b) {
                      if (!innerList && inner == MxFourCharCode("strh") && !haveStreamHeader)
                        haveStreamHeader = ParseStreamHeader(b, &stream);
                      return true;

@@ -12,25 +12,25 @@ OSStatus InflateCompressedMovieBox(std::span<const uint8_t> payload, uint64_t ma
                                    std::vector<uint8_t>* out) {
   std::optional<uint32_t> method;
   std::span<const uint8_t> data;
-  ByteCursor c(payload);
+  MxByteCursor c(payload);
   while (!c.AtEnd()) {
     BoxHeader h;
     if (OSStatus err = ParseBoxHeader(c, c.Remaining(), &h)) return err;
     std::span<const uint8_t> body;
     if (!c.Take(size_t(h.size - h.headerSize), &body)) return QorSignalErrorAt(kMovieErrMalformed);
-    if (h.type == FourCC("dcom") && !method) {
-      ByteCursor d(body);
+    if (h.type == MxFourCharCode("dcom") && !method) {
+      MxByteCursor d(body);
       uint32_t m;
       if (!d.ReadU32(&m)) return QorSignalErrorAt(kMovieErrMalformed);
       method = m;
-    } else if (h.type == FourCC("cmvd") && data.empty()) {
+    } else if (h.type == MxFourCharCode("cmvd") && data.empty()) {
       data = body;
     }
   }
   if (!method || data.empty()) return QorSignalErrorAt(kMovieErrMalformed);
-  if (*method != FourCC("zlib")) return QorSignalErrorAt(kMovieErrUnsupported);
+  if (*method != MxFourCharCode("zlib")) return QorSignalErrorAt(kMovieErrUnsupported);
 
-  ByteCursor d(data);
+  MxByteCursor d(data);
   uint32_t declared;
   if (!d.ReadU32(&declared)) return QorSignalErrorAt(kMovieErrMalformed);
   if (declared < 8) return QorSignalErrorAt(kMovieErrMalformed);

@@ -9,12 +9,12 @@ OSStatus Malformed() {
 }
 
 // Version and flags of a full box.
-bool ReadFullBoxHeader(ByteCursor& c, uint8_t* version, uint32_t* flags) {
+bool ReadFullBoxHeader(MxByteCursor& c, uint8_t* version, uint32_t* flags) {
   return c.ReadU8(version) && c.ReadU24(flags);
 }
 
 // A table of `count` entries of `entrySize` bytes that must fit in what is left of the box.
-bool TakeTable(ByteCursor& c, uint32_t count, uint32_t entrySize, EntryTable* out) {
+bool TakeTable(MxByteCursor& c, uint32_t count, uint32_t entrySize, EntryTable* out) {
   if (uint64_t(count) * entrySize > c.Remaining()) return false;
   out->count = count;
   out->entrySize = entrySize;
@@ -24,7 +24,7 @@ bool TakeTable(ByteCursor& c, uint32_t count, uint32_t entrySize, EntryTable* ou
 // Reads version, flags and an entry count, then the table of entries.
 bool ParseCountedTable(std::span<const uint8_t> payload, uint32_t entrySize, EntryTable* out,
                        uint8_t* version = nullptr) {
-  ByteCursor c(payload);
+  MxByteCursor c(payload);
   uint8_t v;
   uint32_t flags, count;
   if (!ReadFullBoxHeader(c, &v, &flags) || !c.ReadU32(&count)) return false;
@@ -34,8 +34,8 @@ bool ParseCountedTable(std::span<const uint8_t> payload, uint32_t entrySize, Ent
 
 }  // namespace
 
-OSStatus ParseBoxHeader(ByteCursor& cursor, uint64_t available, BoxHeader* out) {
-  ByteCursor c = cursor;
+OSStatus ParseBoxHeader(MxByteCursor& cursor, uint64_t available, BoxHeader* out) {
+  MxByteCursor c = cursor;
   uint32_t size32, type;
   if (!c.ReadU32(&size32) || !c.ReadU32(&type)) return Malformed();
   BoxHeader h;
@@ -49,7 +49,7 @@ OSStatus ParseBoxHeader(ByteCursor& cursor, uint64_t available, BoxHeader* out) 
   } else {
     h.size = size32;
   }
-  if (type == FourCC("uuid")) {
+  if (type == MxFourCharCode("uuid")) {
     if (!c.Skip(16)) return Malformed();
     h.headerSize += 16;
   }
@@ -60,14 +60,14 @@ OSStatus ParseBoxHeader(ByteCursor& cursor, uint64_t available, BoxHeader* out) 
 }
 
 OSStatus FileTypeBox::Parse(std::span<const uint8_t> payload) {
-  ByteCursor c(payload);
+  MxByteCursor c(payload);
   if (!c.ReadU32(&majorBrand) || !c.ReadU32(&minorVersion)) return Malformed();
   if (!TakeTable(c, uint32_t(c.Remaining() / 4), 4, &compatibleBrands)) return Malformed();
   return kNoErr;
 }
 
 OSStatus MovieHeaderBox::Parse(std::span<const uint8_t> payload) {
-  ByteCursor c(payload);
+  MxByteCursor c(payload);
   uint8_t version;
   uint32_t flags;
   if (!ReadFullBoxHeader(c, &version, &flags)) return Malformed();
@@ -81,7 +81,7 @@ OSStatus MovieHeaderBox::Parse(std::span<const uint8_t> payload) {
 }
 
 OSStatus TrackHeaderBox::Parse(std::span<const uint8_t> payload) {
-  ByteCursor c(payload);
+  MxByteCursor c(payload);
   uint8_t version;
   uint64_t creation, modification;
   if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU32or64(version == 1, &creation) ||
@@ -91,7 +91,7 @@ OSStatus TrackHeaderBox::Parse(std::span<const uint8_t> payload) {
 }
 
 OSStatus TrackReferenceTypeBox::Parse(std::span<const uint8_t> payload) {
-  ByteCursor c(payload);
+  MxByteCursor c(payload);
   // The number of IDs is bounded by the payload, which is part of the header already in memory.
   trackIDs.reserve(c.Remaining() / 4);
   uint32_t id;
@@ -114,7 +114,7 @@ EditListBox::Entry EditListBox::At(uint32_t index) const {
 }
 
 OSStatus EditListBox::Parse(std::span<const uint8_t> payload) {
-  ByteCursor c(payload);
+  MxByteCursor c(payload);
   uint8_t version;
   uint32_t flags, count;
   if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU32(&count)) return Malformed();
@@ -145,7 +145,7 @@ EditShift InterpretEditList(const std::optional<EditListBox>& editList) {
 }
 
 OSStatus MediaHeaderBox::Parse(std::span<const uint8_t> payload) {
-  ByteCursor c(payload);
+  MxByteCursor c(payload);
   uint8_t version;
   uint32_t flags;
   uint64_t creation, modification;
@@ -159,7 +159,7 @@ OSStatus MediaHeaderBox::Parse(std::span<const uint8_t> payload) {
 }
 
 OSStatus HandlerBox::Parse(std::span<const uint8_t> payload) {
-  ByteCursor c(payload);
+  MxByteCursor c(payload);
   uint8_t version;
   uint32_t flags, componentType;
   if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU32(&componentType) ||
@@ -169,7 +169,7 @@ OSStatus HandlerBox::Parse(std::span<const uint8_t> payload) {
 }
 
 OSStatus ExtendedLanguageBox::Parse(std::span<const uint8_t> payload) {
-  ByteCursor c(payload);
+  MxByteCursor c(payload);
   uint8_t version;
   uint32_t flags;
   if (!ReadFullBoxHeader(c, &version, &flags)) return Malformed();
@@ -182,7 +182,7 @@ OSStatus ExtendedLanguageBox::Parse(std::span<const uint8_t> payload) {
 }
 
 OSStatus SampleDescriptionBox::Parse(std::span<const uint8_t> payload) {
-  ByteCursor c(payload);
+  MxByteCursor c(payload);
   uint8_t version;
   uint32_t flags, count;
   if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU32(&count)) return Malformed();
@@ -190,7 +190,7 @@ OSStatus SampleDescriptionBox::Parse(std::span<const uint8_t> payload) {
   if (uint64_t(count) * 8 > c.Remaining()) return Malformed();
   entries.reserve(count);
   for (uint32_t i = 0; i < count; ++i) {
-    ByteCursor at = c;
+    MxByteCursor at = c;
     BoxHeader h;
     if (OSStatus err = ParseBoxHeader(at, c.Remaining(), &h)) return err;
     std::span<const uint8_t> entry;
@@ -202,7 +202,7 @@ OSStatus SampleDescriptionBox::Parse(std::span<const uint8_t> payload) {
 
 uint32_t SampleDescriptionBox::EntryType(size_t index) const {
   if (index >= entries.size()) return 0;
-  return uint32_t(ReadTableField(entries[index], 4, 4));
+  return uint32_t(MxLoadBigEndian(entries[index], 4, 4));
 }
 
 OSStatus TimeToSampleBox::Parse(std::span<const uint8_t> payload) {
@@ -231,14 +231,14 @@ uint32_t SampleSizeBox::SizeAt(uint32_t index) const {
     case 8:
       return table[index];
     case 16:
-      return uint32_t(ReadTableField(table, size_t(index) * 2, 2));
+      return uint32_t(MxLoadBigEndian(table, size_t(index) * 2, 2));
     default:
-      return uint32_t(ReadTableField(table, size_t(index) * 4, 4));
+      return uint32_t(MxLoadBigEndian(table, size_t(index) * 4, 4));
   }
 }
 
 OSStatus SampleSizeBox::Parse(std::span<const uint8_t> payload) {
-  ByteCursor c(payload);
+  MxByteCursor c(payload);
   uint8_t version;
   uint32_t flags;
   if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU32(&constantSize) ||
@@ -252,7 +252,7 @@ OSStatus SampleSizeBox::Parse(std::span<const uint8_t> payload) {
 }
 
 OSStatus SampleSizeBox::ParseCompact(std::span<const uint8_t> payload) {
-  ByteCursor c(payload);
+  MxByteCursor c(payload);
   uint8_t version, fieldSize;
   uint32_t flags, reserved;
   if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU24(&reserved) || !c.ReadU8(&fieldSize) ||

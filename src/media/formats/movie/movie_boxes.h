@@ -12,7 +12,8 @@
 #include <vector>
 
 #include "common/status.h"
-#include "media/formats/movie/byte_cursor.h"
+#include "media/core/byte_cursor.h"
+#include "media/core/four_char_code.h"
 
 // A box header: total size (header included) and the size of the header itself.
 struct BoxHeader {
@@ -24,7 +25,7 @@ struct BoxHeader {
 // Reads a box header at the cursor. `available` is the number of bytes from the box's start to
 // the end of its parent (or of the file): size 1 takes the 64-bit size that follows, size 0 means
 // "to the end of the parent", and a size below the header's or beyond `available` is malformed.
-[[nodiscard]] OSStatus ParseBoxHeader(ByteCursor& cursor, uint64_t available, BoxHeader* out);
+[[nodiscard]] OSStatus ParseBoxHeader(MxByteCursor& cursor, uint64_t available, BoxHeader* out);
 
 // A table of fixed-size entries inside the header bytes.
 struct EntryTable {
@@ -35,7 +36,7 @@ struct EntryTable {
   // The big-endian field of `width` bytes at `fieldOffset` in entry `index`; 0 outside the table.
   uint64_t Field(uint32_t index, uint32_t fieldOffset, uint32_t width) const {
     if (index >= count || fieldOffset + width > entrySize) return 0;
-    return ReadTableField(bytes, size_t(index) * entrySize + fieldOffset, width);
+    return MxLoadBigEndian(bytes, size_t(index) * entrySize + fieldOffset, width);
   }
 };
 

@@ -29,7 +29,7 @@ struct BoxHandlerEntry {
 OSStatus WalkChildren(ParseState& state, std::span<const uint8_t> payload, int depth,
                       std::span<const BoxHandlerEntry> table) {
   if (depth > kMaxBoxDepth) return Malformed();
-  ByteCursor c(payload);
+  MxByteCursor c(payload);
   // A trailing zero-filled word (a 32-bit terminator some writers put after the last child) ends
   // the list.
   while (c.Remaining() >= 8) {
@@ -68,7 +68,7 @@ void TakeText(std::optional<std::string>& slot, std::span<const uint8_t> payload
 }
 
 constexpr BoxHandlerEntry kTrackReferenceChildren[] = {
-    {FourCC("forc"),
+    {MxFourCharCode("forc"),
      [](ParseState& s, std::span<const uint8_t> p, int) -> OSStatus {
        TrackReferenceTypeBox box;
        if (OSStatus err = box.Parse(p)) return err;
@@ -79,22 +79,22 @@ constexpr BoxHandlerEntry kTrackReferenceChildren[] = {
 };
 
 constexpr BoxHandlerEntry kEditChildren[] = {
-    {FourCC("elst"), [](ParseState& s, std::span<const uint8_t> p,
-                        int) { return ParseOnce(s.track->editList, p); }},
+    {MxFourCharCode("elst"), [](ParseState& s, std::span<const uint8_t> p,
+                                int) { return ParseOnce(s.track->editList, p); }},
 };
 
 constexpr BoxHandlerEntry kSampleTableChildren[] = {
-    {FourCC("stsd"),
+    {MxFourCharCode("stsd"),
      [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->stsd, p); }},
-    {FourCC("stts"),
+    {MxFourCharCode("stts"),
      [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->stts, p); }},
-    {FourCC("ctts"),
+    {MxFourCharCode("ctts"),
      [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->ctts, p); }},
-    {FourCC("stsc"),
+    {MxFourCharCode("stsc"),
      [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->stsc, p); }},
-    {FourCC("stsz"),
+    {MxFourCharCode("stsz"),
      [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->sizes, p); }},
-    {FourCC("stz2"),
+    {MxFourCharCode("stz2"),
      [](ParseState& s, std::span<const uint8_t> p, int) -> OSStatus {
        if (s.track->sizes) return kNoErr;
        SampleSizeBox box;
@@ -102,7 +102,7 @@ constexpr BoxHandlerEntry kSampleTableChildren[] = {
        s.track->sizes = box;
        return kNoErr;
      }},
-    {FourCC("stco"),
+    {MxFourCharCode("stco"),
      [](ParseState& s, std::span<const uint8_t> p, int) -> OSStatus {
        if (s.track->chunkOffsets) return kNoErr;
        ChunkOffsetBox box;
@@ -110,7 +110,7 @@ constexpr BoxHandlerEntry kSampleTableChildren[] = {
        s.track->chunkOffsets = box;
        return kNoErr;
      }},
-    {FourCC("co64"),
+    {MxFourCharCode("co64"),
      [](ParseState& s, std::span<const uint8_t> p, int) -> OSStatus {
        if (s.track->chunkOffsets) return kNoErr;
        ChunkOffsetBox box;
@@ -121,30 +121,32 @@ constexpr BoxHandlerEntry kSampleTableChildren[] = {
 };
 
 constexpr BoxHandlerEntry kMediaInformationChildren[] = {
-    {FourCC("stbl"), [](ParseState& s, std::span<const uint8_t> p,
-                        int depth) { return WalkChildren(s, p, depth, kSampleTableChildren); }},
+    {MxFourCharCode("stbl"),
+     [](ParseState& s, std::span<const uint8_t> p, int depth) {
+       return WalkChildren(s, p, depth, kSampleTableChildren);
+     }},
 };
 
 constexpr BoxHandlerEntry kMediaChildren[] = {
-    {FourCC("mdhd"),
+    {MxFourCharCode("mdhd"),
      [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->mdhd, p); }},
-    {FourCC("hdlr"),
+    {MxFourCharCode("hdlr"),
      [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->hdlr, p); }},
-    {FourCC("elng"),
+    {MxFourCharCode("elng"),
      [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->elng, p); }},
-    {FourCC("minf"),
+    {MxFourCharCode("minf"),
      [](ParseState& s, std::span<const uint8_t> p, int depth) {
        return WalkChildren(s, p, depth, kMediaInformationChildren);
      }},
 };
 
 constexpr BoxHandlerEntry kTrackUserDataChildren[] = {
-    {FourCC("name"),
+    {MxFourCharCode("name"),
      [](ParseState& s, std::span<const uint8_t> p, int) -> OSStatus {
        TakeText(s.track->name, p, false);
        return kNoErr;
      }},
-    {FourCC("tagc"),
+    {MxFourCharCode("tagc"),
      [](ParseState& s, std::span<const uint8_t> p, int) -> OSStatus {
        TakeText(s.track->contentTag, p, true);
        return kNoErr;
@@ -152,16 +154,20 @@ constexpr BoxHandlerEntry kTrackUserDataChildren[] = {
 };
 
 constexpr BoxHandlerEntry kTrackChildren[] = {
-    {FourCC("tkhd"),
+    {MxFourCharCode("tkhd"),
      [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->tkhd, p); }},
-    {FourCC("tref"), [](ParseState& s, std::span<const uint8_t> p,
-                        int depth) { return WalkChildren(s, p, depth, kTrackReferenceChildren); }},
-    {FourCC("edts"), [](ParseState& s, std::span<const uint8_t> p,
-                        int depth) { return WalkChildren(s, p, depth, kEditChildren); }},
-    {FourCC("mdia"), [](ParseState& s, std::span<const uint8_t> p,
-                        int depth) { return WalkChildren(s, p, depth, kMediaChildren); }},
-    {FourCC("udta"), [](ParseState& s, std::span<const uint8_t> p,
-                        int depth) { return WalkChildren(s, p, depth, kTrackUserDataChildren); }},
+    {MxFourCharCode("tref"),
+     [](ParseState& s, std::span<const uint8_t> p, int depth) {
+       return WalkChildren(s, p, depth, kTrackReferenceChildren);
+     }},
+    {MxFourCharCode("edts"), [](ParseState& s, std::span<const uint8_t> p,
+                                int depth) { return WalkChildren(s, p, depth, kEditChildren); }},
+    {MxFourCharCode("mdia"), [](ParseState& s, std::span<const uint8_t> p,
+                                int depth) { return WalkChildren(s, p, depth, kMediaChildren); }},
+    {MxFourCharCode("udta"),
+     [](ParseState& s, std::span<const uint8_t> p, int depth) {
+       return WalkChildren(s, p, depth, kTrackUserDataChildren);
+     }},
 };
 
 OSStatus ParseTrack(ParseState& s, std::span<const uint8_t> payload, int depth) {
@@ -178,12 +184,12 @@ OSStatus ParseTrack(ParseState& s, std::span<const uint8_t> payload, int depth) 
 OSStatus ParseCompressedMovie(ParseState& s, std::span<const uint8_t> payload, int depth);
 
 constexpr BoxHandlerEntry kMovieChildren[] = {
-    {FourCC("mvhd"),
+    {MxFourCharCode("mvhd"),
      [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.movie->mvhd, p); }},
-    {FourCC("trak"), ParseTrack},
-    {FourCC("mvex"), [](ParseState&, std::span<const uint8_t>,
-                        int) { return QorSignalErrorAt(kMovieErrFragmented); }},
-    {FourCC("cmov"), ParseCompressedMovie},
+    {MxFourCharCode("trak"), ParseTrack},
+    {MxFourCharCode("mvex"), [](ParseState&, std::span<const uint8_t>,
+                                int) { return QorSignalErrorAt(kMovieErrFragmented); }},
+    {MxFourCharCode("cmov"), ParseCompressedMovie},
 };
 
 OSStatus ParseCompressedMovie(ParseState& s, std::span<const uint8_t> payload, int depth) {
@@ -193,10 +199,11 @@ OSStatus ParseCompressedMovie(ParseState& s, std::span<const uint8_t> payload, i
   if (OSStatus err = InflateCompressedMovieBox(payload, kMaxMovieHeaderBytes, &inflated))
     return err;
   s.movie->inflatedBytes = std::move(inflated);
-  ByteCursor c(s.movie->inflatedBytes);
+  MxByteCursor c(s.movie->inflatedBytes);
   BoxHeader h;
   if (OSStatus err = ParseBoxHeader(c, c.Remaining(), &h)) return err;
-  if (h.type != FourCC("moov") || h.size != s.movie->inflatedBytes.size()) return Malformed();
+  if (h.type != MxFourCharCode("moov") || h.size != s.movie->inflatedBytes.size())
+    return Malformed();
   s.inflated = true;
   OSStatus err = WalkChildren(s, c.Rest(), depth, kMovieChildren);
   s.inflated = false;
@@ -250,19 +257,19 @@ OSStatus MovieHeaderRead(MxByteStream* stream, std::unique_ptr<MovieHeader>* out
     uint8_t raw[32];
     const size_t want = size_t(std::min<int64_t>(32, length - offset));
     if (OSStatus err = ReadExactly(stream, offset, want, raw)) return err;
-    ByteCursor c(std::span<const uint8_t>(raw, want));
+    MxByteCursor c(std::span<const uint8_t>(raw, want));
     BoxHeader h;
     if (OSStatus err = ParseBoxHeader(c, uint64_t(length - offset), &h)) return err;
     const int64_t bodyOffset = offset + h.headerSize;
     const uint64_t bodySize = h.size - h.headerSize;
 
-    if (h.type == FourCC("moof") || h.type == FourCC("mfra"))
+    if (h.type == MxFourCharCode("moof") || h.type == MxFourCharCode("mfra"))
       return QorSignalErrorAt(kMovieErrFragmented);
-    if (h.type == FourCC("ftyp") && fileType.empty() && bodySize <= 4096) {
+    if (h.type == MxFourCharCode("ftyp") && fileType.empty() && bodySize <= 4096) {
       fileType.resize(size_t(bodySize));
       if (OSStatus err = ReadExactly(stream, bodyOffset, fileType.size(), fileType.data()))
         return err;
-    } else if (h.type == FourCC("moov")) {
+    } else if (h.type == MxFourCharCode("moov")) {
       if (bodySize > kMaxMovieHeaderBytes) return QorSignalErrorAt(kMovieErrUnsupported);
       std::vector<uint8_t> body;
       try {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <set>
 
+#include "media/core/byte_cursor.h"
 #include "media/core/error_signal.h"
-#include "media/formats/byte_cursor.h"
 #include "media/formats/mpeg/mpeg_timeline.h"
 #include "media/formats/mpeg/pes_header.h"
 #include "media/formats/mpeg/program_stream.h"
@@ -50,7 +50,9 @@ class TransportTiming final : public TransportStreamWalker::Visitor {
     uint64_t pts = 0;
     if (!PESHeaderGetPTS(pes, size, false, &pts, nullptr)) return;
     if (head_) timeline_->AddHead(pid, pts);
-    if (tail_) timeline_->AddTail(pid, pts, size >= 6 ? LoadU16BE(pes + 4) : 0);
+    if (tail_)
+      timeline_->AddTail(pid, pts,
+                         size >= 6 ? static_cast<uint16_t>(MxLoadBigEndian(pes + 4, 2)) : 0);
   }
   void ProgramClock(uint16_t, uint64_t clock) override {
     if (head_) timeline_->AddHeadClock(clock);

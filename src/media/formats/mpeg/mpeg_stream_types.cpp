@@ -1,6 +1,6 @@
 #include "media/formats/mpeg/mpeg_stream_types.h"
 
-#include "media/formats/byte_cursor.h"
+#include "media/core/byte_cursor.h"
 #include "media/formats/container_probe.h"
 
 namespace {
@@ -8,10 +8,10 @@ namespace {
 // Private data streams say what they carry through descriptors: a registration of a format
 // identifier, or a codec's own descriptor tag.
 uint32_t PrivateDataMediaType(const uint8_t* descriptors, size_t length) {
-  ByteCursor cursor(descriptors, length);
+  MxByteCursor cursor(descriptors, length);
   uint8_t tag = 0, size = 0;
-  while (cursor.U8(&tag) && cursor.U8(&size)) {
-    ByteCursor body(nullptr, 0);
+  while (cursor.ReadU8(&tag) && cursor.ReadU8(&size)) {
+    MxByteCursor body(nullptr, 0);
     if (!cursor.Sub(size, &body)) break;
     switch (tag) {
       case 0x6A:  // AC-3
@@ -21,7 +21,7 @@ uint32_t PrivateDataMediaType(const uint8_t* descriptors, size_t length) {
         return kProbeMediaType_Sound;
       case 0x05: {  // registration
         uint32_t format = 0;
-        if (!body.U32BE(&format)) break;
+        if (!body.ReadU32(&format)) break;
         if (format == MxFourCharCode("AC-3") || format == MxFourCharCode("EAC3") ||
             format == MxFourCharCode("DTS1") || format == MxFourCharCode("DTS2") ||
             format == MxFourCharCode("DTS3") || format == MxFourCharCode("Opus") ||

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "media/formats/byte_cursor.h"
+#include "media/core/byte_cursor.h"
 #include "media/formats/mpeg/mpeg_stream_types.h"
 #include "media/formats/mpeg/pes_header.h"
 
@@ -69,7 +69,7 @@ void ProgramStreamWalker::Walk(const uint8_t* bytes, size_t size, Visitor* visit
       at += 4;
       continue;
     }
-    const size_t length = LoadU16BE(bytes + at + 4);
+    const size_t length = static_cast<uint16_t>(MxLoadBigEndian(bytes + at + 4, 2));
     const size_t available = std::min(size - at, 6 + length);
     const uint8_t* packet = bytes + at;
     const bool elementary = id == kPrivateStream1 || (id >= 0xC0 && id <= 0xEF);

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "media/formats/byte_cursor.h"
+#include "media/core/byte_cursor.h"
 #include "media/formats/mpeg/mpeg_stream_types.h"
 
 namespace {
@@ -116,7 +116,9 @@ void TransportStreamWalker::SectionBytes(uint16_t pid, const uint8_t* p, size_t 
       return;
     }
     const size_t want =
-        section->bytes.size() < 3 ? 3 : 3 + (LoadU16BE(&section->bytes[1]) & 0x0FFF);
+        section->bytes.size() < 3
+            ? 3
+            : 3 + (static_cast<uint16_t>(MxLoadBigEndian(&section->bytes[1], 2)) & 0x0FFF);
     // A section too long to be a program table, or with no body at all, ends the collection.
     if (want > kMaxSectionSize || (section->bytes.size() >= 3 && want == 3)) {
       section->active = false;
@@ -135,17 +137,17 @@ void TransportStreamWalker::SectionBytes(uint16_t pid, const uint8_t* p, size_t 
 }
 
 void TransportStreamWalker::Table(uint16_t pid, const uint8_t* p, size_t size) {
-  ByteCursor cursor(p, size);
+  MxByteCursor cursor(p, size);
   uint8_t tableId = 0;
   uint16_t sectionLength = 0;
-  if (!cursor.U8(&tableId) || !cursor.U16BE(&sectionLength)) return;
-  ByteCursor body(nullptr, 0);
+  if (!cursor.ReadU8(&tableId) || !cursor.ReadU16(&sectionLength)) return;
+  MxByteCursor body(nullptr, 0);
   // The section body ends with a 4-byte checksum, which is not needed to list the streams.
   if ((sectionLength & 0x0FFF) < 9 || !cursor.Sub((sectionLength & 0x0FFF) - 4, &body)) return;
   if (pid == 0 && tableId == 0) {
     if (!body.Skip(5)) return;  // stream id, version, section numbers
     uint16_t program = 0, mapPid = 0;
-    while (body.U16BE(&program) && body.U16BE(&mapPid)) {
+    while (body.ReadU16(&program) && body.ReadU16(&mapPid)) {
       mapPid &= 0x1FFF;
       if (program != 0 && mapPid != 0 && !IsProgramMapPid(mapPid) &&
           programMapPids_.size() < kMaxProgramMaps)
@@ -155,12 +157,12 @@ void TransportStreamWalker::Table(uint16_t pid, const uint8_t* p, size_t size) {
   }
   if (tableId != 2 || !IsProgramMapPid(pid)) return;
   uint16_t infoLength = 0;
-  if (!body.Skip(7) || !body.U16BE(&infoLength) || !body.Skip(infoLength & 0x0FFF)) return;
+  if (!body.Skip(7) || !body.ReadU16(&infoLength) || !body.Skip(infoLength & 0x0FFF)) return;
   sawProgramMap_ = true;
   uint8_t streamType = 0;
   uint16_t esPid = 0, esInfoLength = 0;
-  while (body.U8(&streamType) && body.U16BE(&esPid) && body.U16BE(&esInfoLength)) {
-    ByteCursor descriptors(nullptr, 0);
+  while (body.ReadU8(&streamType) && body.ReadU16(&esPid) && body.ReadU16(&esInfoLength)) {
+    MxByteCursor descriptors(nullptr, 0);
     if (!body.Sub(esInfoLength & 0x0FFF, &descriptors)) return;
     esPid &= 0x1FFF;
     const bool known = std::any_of(streams_.begin(), streams_.end(),
@@ -168,6 +170,6 @@ void TransportStreamWalker::Table(uint16_t pid, const uint8_t* p, size_t size) {
     if (known) continue;
     streams_.push_back(
         {esPid, streamType,
-         MPEGStreamTypeMediaType(streamType, descriptors.Here(), descriptors.Remaining())});
+         MPEGStreamTypeMediaType(streamType, descriptors.Current(), descriptors.Remaining())});
   }
 }
