@@ -81,22 +81,17 @@ struct StreamPaths {
 // which reports them.
 [[nodiscard]] OSStatus CheckOutputPathLengths(const RunSettings& s, QorFormatReader* reader,
                                               int64_t trackCount) {
-  std::string variantPath;
-  if (JoinPath(s.fileBase, s.subtitleVariantName, &variantPath) != kNoErr) {
-    OutputMessage(0,
-                  "The subtitle variant playlist path is longer than %zu bytes; shorten -f or -s",
-                  kMaxTrackPathLength);
-    return ENAMETOOLONG;
-  }
   const std::string segmentName =
       std::string(s.baseMediaFileName ? s.baseMediaFileName : "fileSequence") +
       kLongestSegmentSuffix;
+  unsigned subtitleTracks = 0;
   for (int64_t index = 0; index < trackCount; ++index) {
     QorTrackReaderRef track;
     FourCharCode mediaType = 0;
     if (QorFormatReaderCopyTrackByIndex(reader, index, &track, &mediaType, nullptr) != kNoErr ||
         mediaType != MxFourCharCode("sbtl"))
       continue;
+    ++subtitleTracks;
     std::optional<std::string> language;
     if (CopyTrackLanguage(track.get(), &language) != kNoErr) continue;
     StreamPaths paths;
@@ -109,6 +104,16 @@ struct StreamPaths {
                     "The output paths of track %u are longer than %zu bytes; shorten -f, -b, -i "
                     "or -B",
                     unsigned(index), kMaxTrackPathLength);
+      return ENAMETOOLONG;
+    }
+  }
+  // Without subtitle tracks no variant playlist is written.
+  if (subtitleTracks > 0) {
+    std::string variantPath;
+    if (JoinPath(s.fileBase, s.subtitleVariantName, &variantPath) != kNoErr) {
+      OutputMessage(0,
+                    "The subtitle variant playlist path is longer than %zu bytes; shorten -f or -s",
+                    kMaxTrackPathLength);
       return ENAMETOOLONG;
     }
   }

@@ -221,6 +221,13 @@ TEST(MovieSource, EndsAndFailuresWithTheirStatusAndMessage) {
        "Failed to generate chunk files with index 0, file ",
        false},
       {"a path too long for its buffer", {good}, {"-b", longName}, 36, "shorten -f, -b", false},
+      {"a variant playlist path too long", {good}, {"-s", longName}, 36, "shorten -f or -s", false},
+      {"a long variant name without subtitle tracks",
+       {Video(1)},
+       {"-s", longName},
+       0,
+       "No subtitle tracks found.",
+       false},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
