@@ -189,12 +189,9 @@ TEST(MovieSource, EndsAndFailuresWithTheirStatusAndMessage) {
     bool variantWritten;
   };
   Track good = Subtitles(1, "eng", {TextSample("hi")}, {1000});
-  Track text = good;
-  text.handler = "text";
   Track broken = Subtitles(1, "eng", {TextSample("hi"), U16(40) + "short"}, {500, 500});
   const std::vector<Case> cases = {
       {"only video", {Video(1)}, {}, 0, "No subtitle tracks found.", false},
-      {"a text track is not a subtitle track", {text}, {}, 0, "No subtitle tracks found.", false},
       {"-D shorter than the movie",
        {good},
        {"-D", "5"},

@@ -53,8 +53,6 @@ TEST(TrackDisplayName, PreferredLanguagesComeFromTheLocaleVariables) {
       {"fr_CA:en", "de_DE.UTF-8", nullptr, nullptr, {"fr_CA", "en"}},
       {"", nullptr, "pt_BR.UTF-8@x", "en_US", {"pt_BR"}},
       {nullptr, "C", "de_DE", "de_DE", {}},
-      {"POSIX", nullptr, nullptr, "it_IT.UTF-8", {"it_IT"}},
-      {nullptr, nullptr, nullptr, nullptr, {}},
   };
   const char* const kVariables[] = {"LANGUAGE", "LC_ALL", "LC_MESSAGES", "LANG"};
   std::vector<std::optional<std::string>> saved;
