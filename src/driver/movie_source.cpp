@@ -356,8 +356,7 @@ OSStatus MovieSegmenter::Run() {
 
   MxValue references;
   status = CopyProperty(reader_, kQorFormatReaderProperty_TrackReferenceDictionary, &references);
-  // A reader of a container without track references does not know the property: no references.
-  if (status != kNoErr && status != kMxErrPropertyNotSupported) return status;
+  if (status != kNoErr) return status;
   if (const MxValue* forced = MxDictionaryGetValue(references.GetDictionary(), kForcedReferenceKey))
     forcedReferences_ = *forced;
 

@@ -58,8 +58,13 @@ class QorProbedFormatReader final : public QorFormatReader {
   }
 
   // An exact duration answers "Duration" and "EstimatedDuration"; an estimate only the latter.
+  // These containers have no track references: the dictionary is empty.
   OSStatus CopyProperty(const std::string& key, MxValue* out) override {
     if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
+    if (key == kQorFormatReaderProperty_TrackReferenceDictionary) {
+      *out = MxValue(MxDictionary{});
+      return kNoErr;
+    }
     const bool known = MxTimeIsNumeric(probe_.duration);
     if (key == kQorFormatReaderProperty_AccurateDurationIsKnown) {
       *out = MxValue(known && probe_.durationIsExact);
