@@ -3,10 +3,10 @@
 #include <strings.h>
 
 #include "driver/cue_scheduler.h"
+#include "driver/movie_source.h"
 #include "driver/run_settings.h"
 #include "log/output.h"
 #include "media/core/file_byte_stream.h"
-#include "media/formatreader/reader_registry.h"
 
 namespace {
 
@@ -14,17 +14,6 @@ bool IsWebVTTExtension(const std::string& extension) {
   return !extension.empty() &&
          (strcasecmp(extension.c_str(), "webvtt") == 0 ||
           strcasecmp(extension.c_str(), "vtt") == 0 || strcasecmp(extension.c_str(), "srt") == 0);
-}
-
-[[nodiscard]] OSStatus RunMovieSource(const RunSettings& settings, MxByteStream* stream) {
-  QorFormatReaderRef reader;
-  OSStatus result = QorFormatReaderCreateForStream(stream, nullptr, nullptr, &reader);
-  if (result != kNoErr) {
-    OutputMessage(0, "can't create format reader %s %d", settings.inputPath, result);
-    return result;
-  }
-  OutputMessage(0, "%s: movie sources are not built yet", settings.inputPath);
-  return kMxErrUnimplemented;
 }
 
 }  // namespace

@@ -1,0 +1,384 @@
+#include "driver/movie_source.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "driver/chunk_file_settings.h"
+#include "driver/subtitle_variant_playlist.h"
+#include "driver/track_display_name.h"
+#include "driver/track_paths.h"
+#include "log/output.h"
+#include "media/formatreader/format_reader.h"
+#include "media/formatreader/reader_registry.h"
+#include "media/formatreader/text_format_description.h"
+#include "webvtt/text_track_converter.h"
+
+namespace {
+
+constexpr char kForcedSuffix[] = "(forced)";
+constexpr char kForcedReferenceKey[] = "forc";
+// Display flags of a description whose track holds only forced subtitles.
+constexpr uint32_t kAllSubtitlesForced = 0x80000000u;
+constexpr uint32_t kForcedSubtitlesPresent = 0x40000000u;
+// The longest segment file name the chunk file can make: its base name, a 32-bit number and the
+// extension.
+constexpr char kLongestSegmentSuffix[] = "4294967295.webvtt";
+
+// A property of a library object; a property without a value is an empty MxValue.
+[[nodiscard]] OSStatus CopyProperty(MxObject* object, const char* key, MxValue* out) {
+  return object->CopyProperty(key, out);
+}
+
+// The track's language: its extended language tag, else its language code.
+[[nodiscard]] OSStatus CopyTrackLanguage(QorTrackReader* track, std::optional<std::string>* out) {
+  MxValue tag;
+  if (CopyProperty(track, kQorTrackProperty_ExtendedLanguageTagString, &tag) == kNoErr &&
+      tag.GetString() != nullptr) {
+    *out = *tag.GetString();
+    return kNoErr;
+  }
+  MxValue code;
+  OSStatus status = CopyProperty(track, kQorTrackProperty_LanguageCode, &code);
+  if (status != kNoErr) return status;
+  if (code.GetString() != nullptr) *out = *code.GetString();
+  return kNoErr;
+}
+
+// Where one output stream goes: its directory on disk, the prefix of its playlist entries (empty
+// without -b) and its playlist's URI in the variant playlist.
+struct StreamPaths {
+  std::string directory;
+  std::string urlDirectory;
+  std::string uri;
+};
+
+[[nodiscard]] OSStatus MakeStreamPaths(const RunSettings& s,
+                                       const std::optional<std::string>& language, unsigned index,
+                                       bool forced, StreamPaths* out) {
+  std::string name;
+  OSStatus status = MakeTrackDirectoryName(language, index, forced, &name);
+  if (status == kNoErr) status = JoinPath(s.fileBase, name.c_str(), &out->directory);
+  if (status != kNoErr) return status;
+  std::string uri = name + "/" + s.indexFileName;
+  if (s.baseURL != nullptr) {
+    status = JoinPath(s.baseURL, name.c_str(), &out->urlDirectory);
+    if (status != kNoErr) return status;
+    uri = std::string(s.baseURL) + "/" + uri;
+  }
+  if (uri.size() > kMaxTrackPathLength) return ENAMETOOLONG;
+  out->uri = std::move(uri);
+  return kNoErr;
+}
+
+// Checks, before anything is written, that every path the movie's streams need fits: each
+// subtitle track's directory with its "-forced" name (the longer of its two), the files the
+// stream makes in it, its URIs, and the variant playlist. Returns ENAMETOOLONG with a message
+// naming the option to shorten; tracks whose properties cannot be read are left to the main pass,
+// which reports them.
+[[nodiscard]] OSStatus CheckOutputPathLengths(const RunSettings& s, QorFormatReader* reader,
+                                              int64_t trackCount) {
+  std::string variantPath;
+  if (JoinPath(s.fileBase, s.subtitleVariantName, &variantPath) != kNoErr) {
+    OutputMessage(0,
+                  "The subtitle variant playlist path is longer than %zu bytes; shorten -f or -s",
+                  kMaxTrackPathLength);
+    return ENAMETOOLONG;
+  }
+  const std::string segmentName =
+      std::string(s.baseMediaFileName ? s.baseMediaFileName : "fileSequence") +
+      kLongestSegmentSuffix;
+  for (int64_t index = 0; index < trackCount; ++index) {
+    QorTrackReaderRef track;
+    FourCharCode mediaType = 0;
+    if (QorFormatReaderCopyTrackByIndex(reader, index, &track, &mediaType, nullptr) != kNoErr ||
+        mediaType != MxFourCharCode("sbtl"))
+      continue;
+    std::optional<std::string> language;
+    if (CopyTrackLanguage(track.get(), &language) != kNoErr) continue;
+    StreamPaths paths;
+    std::string file;
+    OSStatus status = MakeStreamPaths(s, language, unsigned(index), true, &paths);
+    if (status == kNoErr) status = JoinPath(paths.directory.c_str(), s.indexFileName, &file);
+    if (status == kNoErr) status = JoinPath(paths.directory.c_str(), segmentName.c_str(), &file);
+    if (status != kNoErr) {
+      OutputMessage(0,
+                    "The output paths of track %u are longer than %zu bytes; shorten -f, -b, -i "
+                    "or -B",
+                    unsigned(index), kMaxTrackPathLength);
+      return ENAMETOOLONG;
+    }
+  }
+  return kNoErr;
+}
+
+// The track's name dictionary, enabled state and auto-selection exclusion.
+struct TrackFlags {
+  MxValue names;
+  std::optional<bool> enabled;
+  bool excludeFromAutoSelection = false;
+};
+
+class MovieSegmenter {
+ public:
+  MovieSegmenter(const RunSettings& settings, QorFormatReader* reader)
+      : s_(settings), reader_(reader) {}
+
+  [[nodiscard]] OSStatus Run();
+
+ private:
+  [[nodiscard]] OSStatus ReadDuration(double* seconds);
+  [[nodiscard]] OSStatus SegmentTrack(unsigned index);
+  [[nodiscard]] bool IsForcedByDisplayFlags(const MxValue& descriptions) const;
+  [[nodiscard]] OSStatus MakeDirectory(const std::string& path, const char* failureFormat);
+  [[nodiscard]] OSStatus WriteStream(unsigned index, const StreamPaths& paths, bool forcedPass,
+                                     QorTrackReader* track, uint8_t* sawForced);
+  void AddEntry(const TrackFlags& flags, const std::optional<std::string>& language, bool forced,
+                bool autoSelect, const std::string& uri);
+
+  const RunSettings& s_;
+  QorFormatReader* reader_;
+  double maxDuration_ = 0;
+  MxValue forcedReferences_;
+  std::vector<SubtitleVariantEntry> entries_;
+  long nameCounter_ = 1;
+  unsigned subtitleTrackCount_ = 0;
+};
+
+OSStatus MovieSegmenter::ReadDuration(double* seconds) {
+  MxValue known;
+  OSStatus status = CopyProperty(reader_, kQorFormatReaderProperty_AccurateDurationIsKnown, &known);
+  if (status != kNoErr) {
+    OutputMessage(0, "Can't get if accuration duration is known");
+    return status;
+  }
+  const bool accurate = known.GetBool().value_or(false);
+  MxValue duration;
+  status = CopyProperty(
+      reader_,
+      accurate ? kQorFormatReaderProperty_Duration : kQorFormatReaderProperty_EstimatedDuration,
+      &duration);
+  if (status != kNoErr) {
+    OutputMessage(0, "Could not get at format reader's duration property. Accurate duration is %s",
+                  accurate ? "[known]" : "[not known]");
+    return status;
+  }
+  *seconds = MillisecondSeconds(MxTimeMakeFromDictionary(duration.GetDictionary()));
+  return kNoErr;
+}
+
+bool MovieSegmenter::IsForcedByDisplayFlags(const MxValue& descriptions) const {
+  const MxArray* array = descriptions.GetArray();
+  if (array == nullptr || array->empty()) return false;
+  int32_t flags = 0;
+  if (MxTextFormatDescriptionGetDisplayFlags(array->front().GetObjectAs<MxFormatDescription>(),
+                                             &flags) != kNoErr)
+    return false;
+  const uint32_t bits = uint32_t(flags);
+  return (bits & kAllSubtitlesForced) && (bits & kForcedSubtitlesPresent);
+}
+
+OSStatus MovieSegmenter::MakeDirectory(const std::string& path, const char* failureFormat) {
+  struct stat info;
+  if (stat(path.c_str(), &info) != 0) {
+    if (mkdir(path.c_str(), 0777) != 0) {
+      const int error = errno;
+      OutputMessage(0, failureFormat, path.c_str());
+      return error;
+    }
+  } else if (!S_ISDIR(info.st_mode)) {
+    OutputMessage(0, "%s is already created, and is not a directory", path.c_str());
+  }
+  return kNoErr;
+}
+
+void MovieSegmenter::AddEntry(const TrackFlags& flags, const std::optional<std::string>& language,
+                              bool forced, bool autoSelect, const std::string& uri) {
+  SubtitleVariantEntry entry;
+  entry.trackName = CopyTrackDisplayName(flags.names.GetDictionary(), language, nameCounter_,
+                                         forced ? kForcedSuffix : nullptr);
+  entry.isDefault = flags.enabled;
+  entry.languageCode = language;
+  entry.autoSelect = autoSelect;
+  entry.forced = forced;
+  entry.uri = uri;
+  entries_.push_back(std::move(entry));
+  ++nameCounter_;
+}
+
+OSStatus MovieSegmenter::WriteStream(unsigned index, const StreamPaths& paths, bool forcedPass,
+                                     QorTrackReader* track, uint8_t* sawForced) {
+  ChunkFile* chunk = ChunkFileCreate(
+      MakeChunkFileSettings(s_, paths.directory.empty() ? nullptr : paths.directory.c_str(),
+                            paths.urlDirectory.empty() ? nullptr : paths.urlDirectory.c_str()));
+  if (chunk == nullptr) {
+    OutputMessage(0, "can't set up the output stream in %s", paths.directory.c_str());
+    return kErrCreateFailed;
+  }
+  double lastSegmentDuration = 0, lastEndTime = 0;
+  OSStatus status = WriteTextTrackAsWebVTT(
+      chunk, forcedPass ? 1 : 0, s_.targetDuration, int32_t(uint32_t(s_.mpegtsStartOffset)),
+      reader_, track, sawForced, &lastSegmentDuration, &lastEndTime, maxDuration_);
+  if (status != kNoErr) {
+    OutputMessage(0, "Failed to generate chunk files with index %u, file %s", index, s_.inputPath);
+    // A broken stream gets no playlist that would look complete.
+    ChunkFileAbandon(chunk);
+    return status;
+  }
+  return ChunkFileReleaseSecs(chunk, lastSegmentDuration, lastEndTime);
+}
+
+OSStatus MovieSegmenter::SegmentTrack(unsigned index) {
+  QorTrackReaderRef track;
+  FourCharCode mediaType = 0;
+  OSStatus status = QorFormatReaderCopyTrackByIndex(reader_, index, &track, &mediaType, nullptr);
+  if (status != kNoErr) {
+    OutputMessage(0, "can't get track index %u %s %d", index, s_.inputPath, status);
+    return status;
+  }
+  // Only subtitle tracks are segmented; other text-bearing media types are not.
+  if (mediaType != MxFourCharCode("sbtl")) return kNoErr;
+  ++subtitleTrackCount_;
+
+  bool forced = false;
+  QorTrackID trackID = 0;
+  status = QorTrackReaderGetTrackInfo(track.get(), &trackID, nullptr);
+  if (status != kNoErr) return status;
+  if (const MxArray* pairs = forcedReferences_.GetArray()) {
+    for (size_t i = 1; i < pairs->size(); i += 2) {
+      if ((*pairs)[i].GetInt64() == int64_t(trackID)) forced = true;
+    }
+  }
+  if (!forced) {
+    MxValue descriptions;
+    status = CopyProperty(track.get(), kQorTrackProperty_FormatDescriptionArray, &descriptions);
+    if (status != kNoErr) return status;
+    forced = IsForcedByDisplayFlags(descriptions);
+    if (forced) OutputMessage(2, "forced subtitle track from format description");
+  }
+
+  std::optional<std::string> language;
+  status = CopyTrackLanguage(track.get(), &language);
+  if (status != kNoErr) {
+    OutputMessage(0,
+                  "Failed to get the language code track property of track with index %u, file "
+                  "%s.",
+                  index, s_.inputPath);
+    return status;
+  }
+
+  TrackFlags flags;
+  auto readFlags = [&](const char* nameFailure, const char* enabledFailure) -> OSStatus {
+    OSStatus err = CopyProperty(track.get(), kQorTrackProperty_TrackName, &flags.names);
+    if (err != kNoErr) {
+      OutputMessage(0, nameFailure, index, s_.inputPath);
+      return err;
+    }
+    MxValue enabled;
+    err = CopyProperty(track.get(), kQorTrackProperty_Enabled, &enabled);
+    if (err != kNoErr) {
+      OutputMessage(0, enabledFailure, index, s_.inputPath, err);
+      return err;
+    }
+    flags.enabled = enabled.GetBool();
+    MxValue exclude;
+    err = CopyProperty(track.get(), kQorTrackProperty_ExcludeFromAutoSelection, &exclude);
+    if (err != kNoErr) {
+      OutputMessage(0,
+                    "Failed to  get the exclude from auto selection track property of track "
+                    "with index %u, file %s",
+                    index, s_.inputPath);
+      return err;
+    }
+    flags.excludeFromAutoSelection = exclude.GetBool().value_or(false);
+    return kNoErr;
+  };
+  status = readFlags("Failed to get the track name dictionary of track with index %u, file %s.",
+                     "Can't get enabled status of track index %u, file %s, error %d");
+  if (status != kNoErr) return status;
+
+  StreamPaths paths;
+  status = MakeStreamPaths(s_, language, index, forced, &paths);
+  if (status != kNoErr) return status;  // refused earlier, with its message
+  AddEntry(flags, language, forced, !flags.excludeFromAutoSelection, paths.uri);
+
+  status = MakeDirectory(paths.directory, "Couldn't make %s");
+  if (status != kNoErr) return status;
+  uint8_t sawForced = 0;
+  status = WriteStream(index, paths, false, track.get(), &sawForced);
+  if (status != kNoErr) return status;
+  if (forced || !sawForced) return kNoErr;
+
+  // The track's forced subtitles also get a stream of their own.
+  flags = TrackFlags{};
+  status = readFlags(
+      "Forced track: Failed to get the track name track property of track with index %u, file "
+      "%s.",
+      "Forced track: Can't get enabled status of track index %u, file %s, error %d");
+  if (status != kNoErr) return status;
+  StreamPaths forcedPaths;
+  status = MakeStreamPaths(s_, language, index, true, &forcedPaths);
+  if (status != kNoErr) return status;
+  // Auto-selected only when it would be the first entry, which the track's own entry precludes.
+  AddEntry(flags, language, true, entries_.empty(), forcedPaths.uri);
+  status = MakeDirectory(forcedPaths.directory, "Couldn't make forced track path at: %s");
+  if (status != kNoErr) return status;
+  return WriteStream(index, forcedPaths, true, track.get(), &sawForced);
+}
+
+OSStatus MovieSegmenter::Run() {
+  int64_t trackCount = 0;
+  OSStatus status = QorFormatReaderGetTrackCount(reader_, &trackCount);
+  if (status != kNoErr) {
+    OutputMessage(0, "can't get track count %s %d", s_.inputPath, status);
+    return status;
+  }
+  double presentationSeconds = 0;
+  status = ReadDuration(&presentationSeconds);
+  if (status != kNoErr) return status;
+  const bool durationGiven = s_.duration > 0;
+  if (durationGiven && presentationSeconds > s_.duration) {
+    OutputMessage(0,
+                  "Duration of presentation is longer than specified duration; please re-issue "
+                  "without duration command");
+    return kErrBadArgument;
+  }
+  maxDuration_ = durationGiven ? s_.duration : presentationSeconds;
+  OutputMessage(2, "Max duration is %g", presentationSeconds);
+
+  MxValue references;
+  status = CopyProperty(reader_, kQorFormatReaderProperty_TrackReferenceDictionary, &references);
+  if (status != kNoErr) return status;
+  if (const MxValue* forced = MxDictionaryGetValue(references.GetDictionary(), kForcedReferenceKey))
+    forcedReferences_ = *forced;
+
+  status = CheckOutputPathLengths(s_, reader_, trackCount);
+  if (status != kNoErr) return status;
+
+  for (int64_t index = 0; index < trackCount; ++index) {
+    status = SegmentTrack(unsigned(index));
+    if (status != kNoErr) return status;
+  }
+  if (subtitleTrackCount_ == 0) {
+    OutputMessage(0, "No subtitle tracks found.");
+    return kNoErr;
+  }
+  WriteSubtitleVariantPlaylist(s_.fileBase, s_.subtitleVariantName, entries_);
+  return kNoErr;
+}
+
+}  // namespace
+
+OSStatus RunMovieSource(const RunSettings& settings, MxByteStream* stream) {
+  QorFormatReaderRef reader;
+  OSStatus status = QorFormatReaderCreateForStream(stream, nullptr, nullptr, &reader);
+  if (status != kNoErr) {
+    OutputMessage(0, "can't create format reader %s %d", settings.inputPath, status);
+    return status;
+  }
+  MovieSegmenter segmenter(settings, reader.get());
+  return segmenter.Run();
+}

@@ -1,0 +1,27 @@
+// The subtitle variant playlist of a movie source: "#EXTM3U", then one
+// "#EXT-X-MEDIA:TYPE=SUBTITLES" line per output stream, in the order the streams were made, for
+// the operator to merge into a master playlist.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+// One output stream as the variant playlist lists it. A field that is not set ends the list at
+// that entry.
+struct SubtitleVariantEntry {
+  std::optional<std::string> trackName;
+  std::optional<bool> isDefault;
+  std::optional<std::string> languageCode;
+  std::optional<bool> autoSelect;
+  std::optional<bool> forced;
+  std::optional<std::string> uri;
+};
+
+// The file's text.
+std::string FormatSubtitleVariantPlaylist(const std::vector<SubtitleVariantEntry>& entries);
+
+// Writes `fileBase`/`subtitleVariantName`. Problems are reported and never change the run's
+// result: the segments and media playlists already written stand.
+void WriteSubtitleVariantPlaylist(const char* fileBase, const char* subtitleVariantName,
+                                  const std::vector<SubtitleVariantEntry>& entries);

@@ -1,0 +1,239 @@
+#include "webvtt/text_track_converter.h"
+
+#include <string>
+#include <string_view>
+
+#include "log/output.h"
+#include "media/core/text_encoding.h"
+#include "media/formatreader/text_sample.h"
+#include "webvtt/segment_writer.h"
+
+namespace {
+
+bool AttributeIsTrue(const MxDictionary* attributes, const char* key) {
+  const MxValue* value = MxDictionaryGetValue(attributes, key);
+  if (value == nullptr) return false;
+  std::optional<bool> flag = value->GetBool();
+  return flag && *flag;
+}
+
+// Writes UTF-8 text with "<", ">" and "&" as entities; every other byte as it is, newlines
+// included. Plain stretches go out in one write each: the bytes are the same as writing them one
+// at a time, and the chunk file sees fewer calls.
+OSStatus WriteEscaped(ChunkFile* chunk, std::string_view text) {
+  size_t plainStart = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char* entity = nullptr;
+    switch (text[i]) {
+      case '<':
+        entity = "&lt;";
+        break;
+      case '>':
+        entity = "&gt;";
+        break;
+      case '&':
+        entity = "&amp;";
+        break;
+      default:
+        continue;
+    }
+    if (i > plainStart) {
+      if (OSStatus status = ChunkFileWriteData(chunk, text.data() + plainStart, i - plainStart))
+        return status;
+    }
+    if (OSStatus status = ChunkFileWriteData(chunk, entity, std::char_traits<char>::length(entity)))
+      return status;
+    plainStart = i + 1;
+  }
+  if (text.size() > plainStart)
+    return ChunkFileWriteData(chunk, text.data() + plainStart, text.size() - plainStart);
+  return kNoErr;
+}
+
+// The cue text, attribute run by attribute run: tags open in the order b, i, u and close in
+// reverse within each run, so no tag stays open across runs.
+OSStatus WritePayload(ChunkFile* chunk, const MxAttributedString& text) {
+  static const struct {
+    const char* key;
+    const char* open;
+    const char* close;
+  } kTags[] = {{kMxTextMarkupAttribute_BoldStyle, "<b>", "</b>"},
+               {kMxTextMarkupAttribute_ItalicStyle, "<i>", "</i>"},
+               {kMxTextMarkupAttribute_UnderlineStyle, "<u>", "</u>"}};
+  const int64_t length = text.length();
+  int64_t position = 0;
+  while (position < length) {
+    MxRange run{position, length - position};
+    const MxDictionary* attributes =
+        text.AttributesAtIndex(position, MxRange{position, length - position}, &run);
+    if (run.End() <= position) run = MxRange{position, length - position};
+    bool opened[3] = {};
+    for (int t = 0; t < 3; ++t) {
+      opened[t] = attributes != nullptr && AttributeIsTrue(attributes, kTags[t].key);
+      if (opened[t]) {
+        if (OSStatus status = ChunkFileWriteData(chunk, kTags[t].open, 3)) return status;
+      }
+    }
+    std::string utf8;
+    if (MxTextCreateUTF8FromUTF16(text.string().data() + position, size_t(run.End() - position),
+                                  &utf8) != kNoErr) {
+      OutputMessage(0, "couldn't create string");
+    } else if (OSStatus status = WriteEscaped(chunk, utf8)) {
+      return status;
+    }
+    for (int t = 2; t >= 0; --t) {
+      if (opened[t]) {
+        if (OSStatus status = ChunkFileWriteData(chunk, kTags[t].close, 4)) return status;
+      }
+    }
+    position = run.End();
+  }
+  return kNoErr;
+}
+
+class TrackConverter {
+ public:
+  TrackConverter(ChunkFile* chunk, uint32_t targetDurationSecs, int32_t mpegTimestamp)
+      : chunk_(chunk),
+        target_(targetDurationSecs),
+        // Widened as a signed value: 2147483648 and above print from 18446744071562067968 up.
+        timestampMapValue_(uint64_t(int64_t(mpegTimestamp))),
+        nextBoundary_(target_) {}
+
+  // Writes one kept cue, opening a new segment first when it starts past the boundary.
+  [[nodiscard]] OSStatus WriteCueText(double start, double end, const MxAttributedString& text) {
+    OSStatus status = kNoErr;
+    if (segmentOpen_ && start > nextBoundary_) {
+      status = ChunkFileMoveToNextFileSecs(chunk_, start - segmentStart_);
+      if (status != kNoErr) return status;
+      nextBoundary_ = start + target_;
+      segmentStart_ = start;
+      status = WriteSegmentHeader(chunk_, timestampMapValue_);
+    } else if (!segmentOpen_) {
+      status = WriteSegmentHeader(chunk_, timestampMapValue_);
+    }
+    if (status == kNoErr) status = WriteTimestamp(chunk_, start);
+    if (status == kNoErr) status = ChunkFileWriteData(chunk_, " --> ", 5);
+    if (status == kNoErr) status = WriteTimestamp(chunk_, end);
+    if (status == kNoErr) status = ChunkFileWriteData(chunk_, "\n", 1);
+    if (status == kNoErr) status = WritePayload(chunk_, text);
+    if (status == kNoErr) status = ChunkFileWriteData(chunk_, "\n\n", 2);
+    segmentOpen_ = true;
+    return status;
+  }
+
+  double segmentStart() const { return segmentStart_; }
+
+ private:
+  ChunkFile* chunk_;
+  const double target_;
+  const uint64_t timestampMapValue_;
+  double segmentStart_ = 0.0;
+  double nextBoundary_;
+  bool segmentOpen_ = false;
+};
+
+}  // namespace
+
+double MillisecondSeconds(MxTime time) {
+  return MxTimeGetSeconds(
+      MxTimeConvertScale(time, 1000, kMxTimeRoundingMethod_RoundHalfAwayFromZero));
+}
+
+OSStatus WriteTextTrackAsWebVTT(ChunkFile* chunk, uint32_t forcedOnly, uint32_t targetDurationSecs,
+                                int32_t mpegTimestamp, QorFormatReader* formatReader,
+                                QorTrackReader* trackReader, uint8_t* sawForced,
+                                double* lastSegmentDuration, double* lastEndTime,
+                                double presentationEnd) {
+  ChunkFileSetFileExtension(chunk, ".webvtt");
+
+  MxValue descriptions;
+  OSStatus status =
+      trackReader->CopyProperty(kQorTrackProperty_FormatDescriptionArray, &descriptions);
+  if (status != kNoErr) {
+    OutputMessage(0, "can't get track format reader. error: %d", status);
+    return status;
+  }
+  const MxArray* array = descriptions.GetArray();
+  MxFormatDescription* description =
+      array && !array->empty() ? array->front().GetObjectAs<MxFormatDescription>() : nullptr;
+  if (description == nullptr) {
+    // Such a track gives no output, and that is not a failure.
+    OutputMessage(0, "couldn't get first format description");
+    return kNoErr;
+  }
+
+  QorTextSampleBufferState state{};
+  status = QorTextSampleBufferSetUpState(&state, nullptr, description);
+  if (status != kNoErr) {
+    OutputMessage(0, "Couldn't init state %d", status);
+    return status;
+  }
+
+  QorSampleCursorServiceRef service;
+  status = QorTrackReaderCopySampleCursorService(trackReader, &service);
+  if (status != kNoErr) return status;
+  QorSampleCursorRef cursor;
+  status = QorSampleCursorServiceCreateCursorAtFirstSample(service.get(), &cursor);
+  // A track without samples has no first sample: it simply ends at once.
+  const bool emptyTrack = status == kMxErrEndOfTrack;
+  if (status != kNoErr && !emptyTrack) return status;
+
+  QorSampleGeneratorRef generator;
+  if (!emptyTrack) {
+    status = QorSampleGeneratorCreateForFormatReaderUsingByteStreams(
+        nullptr, formatReader, trackReader, nullptr, 0, 0, &generator);
+  }
+
+  TrackConverter converter(chunk, targetDurationSecs, mpegTimestamp);
+  const bool forcedPass = (forcedOnly & 0xFF) == 1;
+  double lastEnd = 0.0;
+  while (status == kNoErr) {
+    MxSampleBufferRef sample;
+    status = QorSampleGeneratorCreateSampleBufferAtCursor(generator.get(), cursor.get(), &sample);
+    if (status != kNoErr) return status;
+
+    MxAttributedStringRef text;
+    bool isForced = false;
+    MxTextRect textBox{};
+    status = QorTextSampleBufferCopyAttributedString(&state, nullptr, sample.get(), &text,
+                                                     &isForced, nullptr, &textBox);
+    if (status != kNoErr) {
+      OutputMessage(0, "QorTextSampleBufferCopyAttributedString() returned err=%d", status);
+      break;
+    }
+    if (text->length() == 0) {
+      OutputMessage(2, "Empty string so set attributedString to NULL");
+      text = nullptr;
+    } else if (isForced) {
+      *sawForced = 1;
+    } else if (forcedPass) {
+      text = nullptr;  // a normal sample in the forced pass writes nothing
+    }
+
+    const MxTime pts = MxSampleBufferGetOutputPresentationTimeStamp(sample.get());
+    const double start = MillisecondSeconds(pts);
+    const double end =
+        MillisecondSeconds(MxTimeAdd(pts, MxSampleBufferGetOutputDuration(sample.get())));
+    lastEnd = end;  // also for samples that write nothing
+
+    if (text) {
+      status = converter.WriteCueText(start, end, *text);
+      if (status != kNoErr) return status;
+    }
+
+    int64_t stepped = 0;
+    status = QorSampleCursorStep(cursor.get(), 1, &stepped);
+    if (status == kNoErr && stepped != 1) status = kMxErrEndOfTrack;
+  }
+  if (status == kMxErrEndOfTrack) status = kNoErr;
+
+  *lastEndTime = lastEnd;
+  if (presentationEnd > lastEnd) {
+    OutputMessage(1, "last PTS is %g - making %g to change to match presentation", lastEnd,
+                  presentationEnd);
+    *lastEndTime = presentationEnd;
+  }
+  *lastSegmentDuration = *lastEndTime - converter.segmentStart();
+  return status;
+}
