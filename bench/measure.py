@@ -5,7 +5,10 @@ time in seconds and the peak resident memory in KiB, or "timeout" / "failed".
 Memory comes from one more run under GNU time: the resident-memory high-water mark of a child
 of this Python process would include the parent's memory from before the exec.
 
-Usage: measure.py RUNS LIMIT_SECONDS OUT_DIR -- COMMAND...   (the word OUT in COMMAND is
+With --io, a third number: the bytes the command read through read calls in its last timed
+run (`rchar` of /proc/PID/io, read while the finished child is still unreaped).
+
+Usage: measure.py [--io] RUNS LIMIT_SECONDS OUT_DIR -- COMMAND...   (the word OUT in COMMAND is
 replaced by OUT_DIR)"""
 import os
 import shutil
@@ -16,10 +19,23 @@ import sys
 import time
 
 
+def read_char_count(pid):
+    with open(f"/proc/{pid}/io") as f:
+        for line in f:
+            if line.startswith("rchar:"):
+                return int(line.split()[1])
+    return 0
+
+
 def main():
-    runs, limit, out = int(sys.argv[1]), float(sys.argv[2]), sys.argv[3]
-    command = [out if word == "OUT" else word.replace("OUT/", out + "/") for word in sys.argv[5:]]
+    args = sys.argv[1:]
+    io = args[0] == "--io"
+    if io:
+        args = args[1:]
+    runs, limit, out = int(args[0]), float(args[1]), args[2]
+    command = [out if word == "OUT" else word.replace("OUT/", out + "/") for word in args[4:]]
     times = []
+    read_chars = 0
     for _ in range(runs):
         shutil.rmtree(out, ignore_errors=True)
         os.makedirs(out)
@@ -27,8 +43,11 @@ def main():
         child = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         deadline = start + limit
         while True:
-            pid, status, _ = os.wait4(child.pid, os.WNOHANG)
-            if pid:
+            if os.waitid(os.P_PID, child.pid, os.WEXITED | os.WNOHANG | os.WNOWAIT):
+                end = time.perf_counter()
+                if io:
+                    read_chars = read_char_count(child.pid)
+                _, status, _ = os.wait4(child.pid, 0)
                 break
             if time.perf_counter() > deadline:
                 child.send_signal(signal.SIGKILL)
@@ -36,7 +55,7 @@ def main():
                 print("timeout")
                 return
             time.sleep(0.0005)
-        times.append(time.perf_counter() - start)
+        times.append(end - start)
         if os.waitstatus_to_exitcode(status) != 0:
             print("failed")
             return
@@ -47,7 +66,7 @@ def main():
                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=limit)
     with open(report) as f:
         peak = int(f.read().split()[-1])
-    print(f"{statistics.median(times):.4f} {peak}")
+    print(f"{statistics.median(times):.4f} {peak}" + (f" {read_chars}" if io else ""))
 
 
 main()

@@ -223,11 +223,8 @@ int OpenFlags(uint32_t permissions) {
   return flags;
 }
 
-}  // namespace
-
-OSStatus MxByteStreamCreateForFileURL(MxAllocator* allocator, const MxURL& url,
-                                      uint32_t permissions, MxByteStreamRef* out) {
-  if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
+OSStatus CreateFileByteStream(MxAllocator* allocator, const MxURL& url, uint32_t permissions,
+                              bool cacheEnabled, MxByteStreamRef* out) {
   *out = nullptr;
   if (url.path.empty()) return QorSignalErrorAt(kMxErrBadPath);
   int fd = open(url.path.c_str(), OpenFlags(permissions), 0666);
@@ -237,7 +234,6 @@ OSStatus MxByteStreamCreateForFileURL(MxAllocator* allocator, const MxURL& url,
     close(fd);
     return QorSignalErrorAt(error);
   }
-  bool cacheEnabled = (permissions & kMxByteStreamNoCacheMask) == 0;
   auto* stream = new (std::nothrow) QorFileByteStream(url, fd, cacheEnabled);
   if (stream == nullptr) {
     close(fd);
@@ -246,6 +242,21 @@ OSStatus MxByteStreamCreateForFileURL(MxAllocator* allocator, const MxURL& url,
   stream->allocator = allocator;
   *out = MxByteStreamRef::Adopt(stream);
   return kNoErr;
+}
+
+}  // namespace
+
+OSStatus MxByteStreamCreateForFileURL(MxAllocator* allocator, const MxURL& url,
+                                      uint32_t permissions, MxByteStreamRef* out) {
+  if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
+  const bool cacheEnabled = (permissions & kMxByteStreamNoCacheMask) == 0;
+  return CreateFileByteStream(allocator, url, permissions, cacheEnabled, out);
+}
+
+OSStatus QorByteStreamCreateUncachedForFileURL(MxAllocator* allocator, const MxURL& url,
+                                               MxByteStreamRef* out) {
+  if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
+  return CreateFileByteStream(allocator, url, kMxByteStreamPermission_Read, false, out);
 }
 
 uint64_t QorFileByteStreamGetFileReadCount(MxByteStream* stream) {

@@ -4,6 +4,7 @@
 #include <new>
 
 #include "media/core/error_signal.h"
+#include "media/core/file_byte_stream.h"
 #include "media/formatreader/format_reader_instantiators.h"
 #include "media/formatreader/text_format_description.h"
 #include "media/formats/movie/language_code.h"
@@ -47,12 +48,13 @@ class MovieFormatReader final : public QorFormatReader {
                             QorTrackID* trackID) override;
 
   const TrackState& Track(size_t index) const { return tracks_[index]; }
-  MxByteStream* Stream() const { return stream_.get(); }
+  // Where sample bytes are read.
+  MxByteStream* SampleStream() const { return sampleStream_.get(); }
   int64_t FileLength() const { return fileLength_; }
   int32_t MovieTimescale() const { return int32_t(header_->mvhd->timescale); }
 
  private:
-  MxByteStreamRef stream_;
+  MxByteStreamRef sampleStream_;
   std::unique_ptr<MovieHeader> header_;
   int64_t fileLength_ = 0;
   std::vector<TrackState> tracks_;
@@ -104,7 +106,7 @@ class MovieSampleCursor final : public QorSampleCursor {
     const uint64_t fileLength = uint64_t(track_->Reader()->FileLength());
     if (info.fileOffset > fileLength || info.size > fileLength - info.fileOffset)
       return QorSignalErrorAt(kMovieErrSampleOutOfRange);
-    out->byteStream = MxByteStreamRef::Retained(track_->Reader()->Stream());
+    out->byteStream = MxByteStreamRef::Retained(track_->Reader()->SampleStream());
     out->offset = int64_t(info.fileOffset);
     out->length = int64_t(info.size);
     return kNoErr;
@@ -263,9 +265,25 @@ void MakeDescriptions(TrackState& t) {
   }
 }
 
+// A track's samples lie scattered through the file between other tracks' samples. Through the
+// source stream's 4096-byte cache each small sample would cost a 4096-byte read, mostly of
+// the neighbouring video; so when the source is a file, samples are read through a second,
+// uncached stream on it, which reads each sample's bytes and nothing more. The second stream is
+// used only when it sees a file of the length the header was read from.
+MxByteStreamRef SampleStreamFor(MxByteStream* source, int64_t fileLength) {
+  MxValue value;
+  MxByteStreamRef uncached;
+  int64_t length = -1;
+  if (source->CopyProperty(kMxByteStreamProperty_URL, &value) == kNoErr && value.GetURL() &&
+      QorByteStreamCreateUncachedForFileURL(nullptr, *value.GetURL(), &uncached) == kNoErr &&
+      uncached->GetLength(0, &length) == kNoErr && length == fileLength)
+    return uncached;
+  return MxByteStreamRef::Retained(source);
+}
+
 OSStatus MovieFormatReader::Open(MxByteStream* stream) {
-  stream_ = MxByteStreamRef::Retained(stream);
   if (OSStatus err = MovieHeaderRead(stream, &header_, &fileLength_)) return err;
+  sampleStream_ = SampleStreamFor(stream, fileLength_);
   const MovieHeaderBox& mvhd = *header_->mvhd;
   if (mvhd.timescale > uint32_t(INT32_MAX) || mvhd.duration > uint64_t(INT64_MAX))
     return QorSignalErrorAt(kMovieErrMalformed);

@@ -12,28 +12,12 @@ void PrintTo(const ReadSample& s, std::ostream* os) {
       << s.durationTimescale << " \"" << s.text << "\"}";
 }
 
-OSStatus RecordingByteStream::Read(size_t size, int64_t offset, void* destination, size_t* count) {
-  size_t got = 0;
-  OSStatus err = inner_->Read(size, offset, destination, &got);
-  if (err == kNoErr) {
-    reads.emplace_back(uint64_t(offset), got);
-    bytesRead += got;
-  }
-  if (count) *count = got;
-  return err;
-}
-
-OSStatus OpenedMovie::Open(const std::string& file, bool recordReads) {
+OSStatus OpenedMovie::Open(const std::string& file) {
   MxByteStreamRef memory;
   OSStatus err = MxByteStreamCreateForMemory(reinterpret_cast<const uint8_t*>(file.data()),
                                              file.size(), &memory);
   if (err) return err;
-  MxByteStreamRef stream = memory;
-  if (recordReads) {
-    recorder = MxRef<RecordingByteStream>::Adopt(new RecordingByteStream(memory));
-    stream = MxByteStreamRef::Retained(recorder.get());
-  }
-  return CinemoxMovieFormatReaderCreateFromStream(stream.get(), nullptr, nullptr, &reader);
+  return CinemoxMovieFormatReaderCreateFromStream(memory.get(), nullptr, nullptr, &reader);
 }
 
 OSStatus OpenedMovie::OpenPath(const std::string& path) {
@@ -43,8 +27,7 @@ OSStatus OpenedMovie::OpenPath(const std::string& path) {
   MxByteStreamRef file;
   err = MxByteStreamCreateForFileURL(nullptr, url, 0, &file);
   if (err) return err;
-  recorder = MxRef<RecordingByteStream>::Adopt(new RecordingByteStream(file));
-  return CinemoxMovieFormatReaderCreateFromStream(recorder.get(), nullptr, nullptr, &reader);
+  return CinemoxMovieFormatReaderCreateFromStream(file.get(), nullptr, nullptr, &reader);
 }
 
 OSStatus ReadSampleAtCursor(QorSampleGenerator* generator, QorSampleCursor* cursor,

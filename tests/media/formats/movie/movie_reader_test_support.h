@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "media/core/byte_stream.h"
@@ -26,28 +25,11 @@ struct ReadSample {
 };
 void PrintTo(const ReadSample& s, std::ostream* os);
 
-// A byte stream that forwards to another and records every read as (offset, length).
-class RecordingByteStream final : public MxByteStream {
- public:
-  explicit RecordingByteStream(MxByteStreamRef inner) : inner_(std::move(inner)) {}
-  const char* ClassName() const override { return "RecordingByteStream"; }
-  OSStatus Read(size_t size, int64_t offset, void* destination, size_t* bytesRead) override;
-  OSStatus GetLength(int64_t offset, int64_t* length) override {
-    return inner_->GetLength(offset, length);
-  }
-  std::vector<std::pair<uint64_t, uint64_t>> reads;
-  uint64_t bytesRead = 0;
-
- private:
-  MxByteStreamRef inner_;
-};
-
 struct OpenedMovie {
-  MxRef<RecordingByteStream> recorder;
   QorFormatReaderRef reader;
   // Opens `file` (bytes in memory) through the movie reader's instantiator.
-  OSStatus Open(const std::string& file, bool recordReads = false);
-  // Opens the file at `path` through a file byte stream, recording reads.
+  OSStatus Open(const std::string& file);
+  // Opens the file at `path` through a file byte stream.
   OSStatus OpenPath(const std::string& path);
 };
 
