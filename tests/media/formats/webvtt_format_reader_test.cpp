@@ -135,11 +135,6 @@ TEST(WebVTTFormatReader, CuesBecomeSamples) {
        kMxErrFormatNotRecognised,
        {},
        0},
-      {"signature run on",
-       "WEBVTTX\n\n00:01.000 --> 00:02.000\nx\n\n",
-       kMxErrFormatNotRecognised,
-       {},
-       0},
       {"empty", "", kMxErrFormatNotRecognised, {}, 0},
       {"a cue ending at 0 ends the read",
        "WEBVTT\n\n00:00.000 --> 00:00.000\nx\n\n",
@@ -173,7 +168,6 @@ TEST(WebVTTFormatReader, CorpusFile) {
   const std::vector<Sample> samples = ReadCues(reader.get(), 64300);
   ASSERT_EQ(samples.size(), 16u);
   EXPECT_EQ(samples.front(), (Sample{500, 6500, "Caption text #1"}));
-  EXPECT_EQ(samples[7], (Sample{30280, 6230, "Caption text #8"}));
   EXPECT_EQ(samples.back(), (Sample{61350, 2950, "Caption text #16"}));
 }
 
