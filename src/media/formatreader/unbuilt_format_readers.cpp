@@ -1,9 +1,0 @@
-// Readers the registry lists but the library does not have yet: each answers that the operation
-// is absent, so selection reports it ("can't create format reader x.avi -12782").
-#include "media/core/error_signal.h"
-#include "media/formatreader/format_reader_instantiators.h"
-
-OSStatus WebVTTFormatReaderCreateFromStream(MxByteStream*, MxAllocator*, const MxDictionary*,
-                                            QorFormatReaderRef*) {
-  return QorSignalErrorAt(kMxErrUnimplemented);
-}
