@@ -262,6 +262,14 @@ uint64_t IndexFileProcessorClock() {
   return static_cast<uint64_t>(clock());
 }
 
+namespace {
+IndexFileClockFunction gWallClock = nullptr;
+}  // namespace
+
 int64_t IndexFileWallClock() {
-  return static_cast<int64_t>(time(nullptr));
+  return gWallClock ? gWallClock() : static_cast<int64_t>(time(nullptr));
+}
+
+void IndexFileSetWallClock(IndexFileClockFunction clock) {
+  gWallClock = clock;
 }

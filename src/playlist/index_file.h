@@ -67,9 +67,9 @@ struct IndexFileCommands {
 
 // Everything the common part of a playlist is made from.
 struct IndexFileBaseOptions {
-  IndexFileOptions file;
+  IndexFileOptions file = {};
   uint32_t targetDuration = 0;  // whole seconds
-  IndexFileCommands commands;
+  IndexFileCommands commands = {};
   bool decimalDurations = false;  // EXTINF with five decimals instead of whole seconds
   bool independentSegments = false;
 };
@@ -163,3 +163,7 @@ class CIndexFileBase {
 // Processor-time and wall clocks of the rename bookkeeping (microsecond ticks, seconds).
 uint64_t IndexFileProcessorClock();
 int64_t IndexFileWallClock();
+// Puts another wall clock in place of the system's, so that deferred deletion can be driven
+// second by second; null restores the system clock.
+using IndexFileClockFunction = int64_t (*)();
+void IndexFileSetWallClock(IndexFileClockFunction clock);

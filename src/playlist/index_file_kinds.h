@@ -6,7 +6,7 @@
 #include "playlist/index_file.h"
 
 struct LiveIndexFileOptions {
-  IndexFileBaseOptions playlist;
+  IndexFileBaseOptions playlist = {};
   uint32_t minEntriesToWrite = 0;  // entries the window holds before the first write
   uint32_t windowSize = 0;         // the most entries the window holds
   bool deleteOldFiles = false;     // delete segments and keys that left the window
@@ -36,7 +36,7 @@ class CLiveIndexFile final : public CIndexFileBase {
 };
 
 struct ProgramIndexFileOptions {
-  IndexFileBaseOptions playlist;
+  IndexFileBaseOptions playlist = {};
   uint32_t firstWriteCount = 3;  // the entry count at which the playlist is first written
 };
 
@@ -57,7 +57,7 @@ class CProgramIndexFile final : public CIndexFileBase {
 
 // A VOD playlist starts with target duration 0 and runs no commands.
 struct VODIndexFileOptions {
-  IndexFileOptions file;
+  IndexFileOptions file = {};
   bool decimalDurations = false;
   bool independentSegments = false;
 };
@@ -77,7 +77,7 @@ class CVODIndexFile final : public CIndexFileBase {
 // An I-frame playlist always has decimal durations, no independent-segments line and no
 // commands.
 struct IFrameIndexFileOptions {
-  IndexFileOptions file;
+  IndexFileOptions file = {};
   uint32_t targetDuration = 0;
   CIndexFileBase* parent = nullptr;  // the playlist whose segments it follows; borrowed
   bool isLive = false;

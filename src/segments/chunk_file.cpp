@@ -24,8 +24,8 @@ std::unique_ptr<CIndexFileBase> CreatePlaylist(const ChunkFileSettings& s) {
   if (s.notLive && s.kindSelector < 0) {
     return std::make_unique<CVODIndexFile>(
         VODIndexFileOptions{.file = file,
-                            .decimalDurations = s.decimalDurations,
-                            .independentSegments = s.independentSegments});
+                            .decimalDurations = s.decimalDurations != 0,
+                            .independentSegments = s.independentSegments != 0});
   }
   const IndexFileBaseOptions playlist = {.file = file,
                                          .targetDuration = s.targetDuration,
@@ -33,14 +33,14 @@ std::unique_ptr<CIndexFileBase> CreatePlaylist(const ChunkFileSettings& s) {
                                                       .segmentDelete = s.segmentDeleteCommand,
                                                       .keyPost = s.keyPostCommand,
                                                       .keyDelete = s.keyDeleteCommand},
-                                         .decimalDurations = s.decimalDurations,
-                                         .independentSegments = s.independentSegments};
+                                         .decimalDurations = s.decimalDurations != 0,
+                                         .independentSegments = s.independentSegments != 0};
   if (!s.notLive && s.kindSelector == 0) {
     return std::make_unique<CLiveIndexFile>(
         LiveIndexFileOptions{.playlist = playlist,
                              .minEntriesToWrite = s.minEntriesToWrite,
                              .windowSize = s.liveWindowSize,
-                             .deleteOldFiles = s.liveDeleteOldFiles});
+                             .deleteOldFiles = s.liveDeleteOldFiles != 0});
   }
   return std::make_unique<CProgramIndexFile>(
       ProgramIndexFileOptions{.playlist = playlist, .firstWriteCount = s.minEntriesToWrite});

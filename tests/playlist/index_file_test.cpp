@@ -42,6 +42,16 @@ std::string Text(CIndexFileBase* p) {
   return text;
 }
 
+// A wall clock that stands still until the test moves it.
+class ManualClock {
+ public:
+  ManualClock() {
+    IndexFileSetWallClock([] { return now; });
+  }
+  ~ManualClock() { IndexFileSetWallClock(nullptr); }
+  static inline int64_t now = 1000;
+};
+
 LiveIndexFileOptions Live(const std::string& directory, uint32_t window, uint32_t minEntries) {
   return {.playlist = {.file = {.directory = directory.c_str(), .indexFileName = "live.m3u8"},
                        .targetDuration = 10,
@@ -161,6 +171,7 @@ TEST(VODIndexFile, WrittenOnceAtDestructionWithEndList) {
 TEST(LiveIndexFile, SlidingWindowDateTimeAndDiscontinuities) {
   ScratchDir dir;
   LogCapture log;
+  ManualClock clock;
   auto live = std::make_unique<CLiveIndexFile>(Live(dir.path(), 3, 3));
   live->SetProgramDateTimeOrigin(1794659645);  // 2026-11-14T12:34:05Z
   for (int i = 0; i < 4; i++) {
@@ -180,11 +191,14 @@ TEST(LiveIndexFile, SlidingWindowDateTimeAndDiscontinuities) {
   ASSERT_EQ(stat((dir / "live.m3u8").c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0664u);
   EXPECT_EQ(ListDir(dir.path()).size(), 5u);  // no temporary file left behind
-  // s0 lingers for the window's length before it is deleted, at the latest at the end.
+  // s0 lingers for the window's length (ceiling of 7.5 s) before it is deleted.
+  clock.now += 7;
   live->HandlePendingActions();
   EXPECT_TRUE(FileExists(dir / "s0"));
-  live.reset();
+  clock.now += 1;
+  live->HandlePendingActions();
   EXPECT_FALSE(FileExists(dir / "s0"));
+  live.reset();
   EXPECT_TRUE(ReadFile(dir / "live.m3u8").ends_with("s3\n#EXT-X-ENDLIST\n"));
 }
 
@@ -195,14 +209,22 @@ TEST(LiveIndexFile, DeletionRetriedUntilTheFileGoes) {
     // Zero-length segments linger for no time: the first one that leaves the window is due at
     // once, but its file does not exist yet.
     CLiveIndexFile live(Live(dir.path(), 1, 1));
+    WriteFile(dir / "k.key", "key");
+    live.AddCryptKey(nullptr, (dir / "k.key").c_str(), "k.key", true, false);
     live.AddFile("a", (dir / "a").c_str(), 0, 0, -1, -1, false);
     live.AddFile("b", (dir / "b").c_str(), 1, 0, -1, -1, false);
     live.HandlePendingActions();
+    EXPECT_TRUE(FileExists(dir / "k.key"));  // b still uses the key
     EXPECT_TRUE(log.Contains("unlinked " + (dir / "a") + " err -1\n"));
     EXPECT_TRUE(log.Contains("error No such file or directory unlinking " + (dir / "a")));
     WriteFile(dir / "a", "now it exists");
     live.HandlePendingActions();
     EXPECT_FALSE(FileExists(dir / "a"));
+    // Once no entry uses the key any more, its file goes too.
+    live.AddCryptKey(nullptr, nullptr, nullptr, true, false);
+    live.AddFile("c", (dir / "c").c_str(), 2, 0, -1, -1, false);
+    live.HandlePendingActions();
+    EXPECT_FALSE(FileExists(dir / "k.key"));
     live.Abandon();
   }
   // A directory that cannot hold the temporary file: the playlist gives up on that write.
