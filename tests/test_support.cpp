@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -118,4 +119,40 @@ std::vector<std::string> ListDir(const std::string& path) {
   }
   std::sort(names.begin(), names.end());
   return names;
+}
+
+namespace {
+double Seconds(const std::string& t) {  // [hh:]mm:ss.mmm
+  double value = 0;
+  size_t at = 0;
+  while (true) {
+    size_t colon = t.find(':', at);
+    if (colon == std::string::npos) return value * 60 + std::stod(t.substr(at));
+    value = value * 60 + std::stod(t.substr(at, colon - at));
+    at = colon + 1;
+  }
+}
+}  // namespace
+
+std::vector<TextCue> ParseWebVTTCues(const std::string& webvtt) {
+  std::vector<TextCue> cues;
+  std::istringstream in(webvtt);
+  for (std::string line; std::getline(in, line);) {
+    size_t arrow = line.find(" --> ");
+    if (arrow == std::string::npos) continue;
+    TextCue cue{Seconds(line.substr(0, arrow)), Seconds(line.substr(arrow + 5, 12)), ""};
+    while (std::getline(in, line) && !line.empty()) cue.text += line + "\n";
+    cues.push_back(cue);
+  }
+  return cues;
+}
+
+std::string FfmpegWebVTT(const std::string& dir, const std::string& input,
+                         const std::string& options) {
+  std::string out;
+  int status = RunShell("cd '" + dir + "' && ffmpeg -nostdin -v error " + options + " -i '" +
+                            input + "' -f webvtt - 2>&1",
+                        &out);
+  EXPECT_EQ(status, 0) << out;
+  return out;
 }

@@ -36,3 +36,15 @@ void WriteFile(const std::string& path, const std::string& contents);
 bool FileExists(const std::string& path);
 std::vector<std::string> ListDir(const std::string& path);  // sorted names
 std::string ToolPath();
+
+// A cue as a client prints it: times in seconds and the payload lines, each ending in "\n".
+struct TextCue {
+  double start, end;
+  std::string text;
+};
+// The cues of a WebVTT text, in order.
+std::vector<TextCue> ParseWebVTTCues(const std::string& webvtt);
+// The WebVTT text ffmpeg extracts from `input`, run in `dir` with extra input options; a failed
+// run fails the test.
+std::string FfmpegWebVTT(const std::string& dir, const std::string& input,
+                         const std::string& options = "");

@@ -1,12 +1,11 @@
 #include "playlist/index_file_kinds.h"
 
-CIFrameIndexFile::CIFrameIndexFile(uint32_t version, const char* baseURL, const char* directory,
-                                   const char* indexFileName, uint32_t targetDuration,
-                                   CIndexFileBase* parent, bool isLive)
-    : CIndexFileBase(version, baseURL, directory, indexFileName, targetDuration, nullptr, nullptr,
-                     nullptr, nullptr, true, false),
-      parent(parent),
-      isLive(isLive) {
+CIFrameIndexFile::CIFrameIndexFile(const IFrameIndexFileOptions& options)
+    : CIndexFileBase({.file = options.file,
+                      .targetDuration = options.targetDuration,
+                      .decimalDurations = true}),
+      parent(options.parent),
+      isLive(options.isLive) {
   headerExtra =
       isLive ? "#EXT-X-I-FRAMES-ONLY\n" : "#EXT-X-PLAYLIST-TYPE:VOD\n#EXT-X-I-FRAMES-ONLY\n";
 }

@@ -13,10 +13,6 @@
 
 namespace {
 
-std::unique_ptr<std::string> CopyOrNone(const char* s) {
-  return s ? std::make_unique<std::string>(s) : nullptr;
-}
-
 uint64_t ReadBigEndian64(const uint8_t* bytes) {
   uint64_t v = 0;
   for (int i = 0; i < 8; i++) v = (v << 8) | bytes[i];
@@ -29,20 +25,18 @@ const char* OrNullText(const std::unique_ptr<std::string>& s) {
 
 }  // namespace
 
-CIndexFileBase::CIndexFileBase(uint32_t version, const char* baseURL, const char* directory,
-                               const char* indexFileName, uint32_t targetDuration,
-                               const char* segmentPostCommand, const char* segmentDeleteCommand,
-                               const char* keyPostCommand, const char* keyDeleteCommand,
-                               bool decimalDurations, bool independentSegments)
-    : version(version),
-      targetDuration(targetDuration),
-      segmentPostCommand(CopyOrNone(segmentPostCommand)),
-      segmentDeleteCommand(CopyOrNone(segmentDeleteCommand)),
-      keyPostCommand(CopyOrNone(keyPostCommand)),
-      keyDeleteCommand(CopyOrNone(keyDeleteCommand)),
-      indexFileName(indexFileName ? indexFileName : ""),
-      decimalDurations(decimalDurations),
-      independentSegments(independentSegments) {
+CIndexFileBase::CIndexFileBase(const IndexFileBaseOptions& options)
+    : targetDuration(options.targetDuration),
+      segmentDeleteCommand(CopyOrNone(options.commands.segmentDelete)),
+      keyDeleteCommand(CopyOrNone(options.commands.keyDelete)),
+      indexFileName(options.file.indexFileName ? options.file.indexFileName : ""),
+      version(options.file.version),
+      segmentPostCommand(CopyOrNone(options.commands.segmentPost)),
+      keyPostCommand(CopyOrNone(options.commands.keyPost)),
+      decimalDurations(options.decimalDurations),
+      independentSegments(options.independentSegments) {
+  const char* baseURL = options.file.baseURL;
+  const char* directory = options.file.directory;
   if (baseURL) {
     this->baseURL = baseURL;
     hasBaseURL = true;
@@ -56,7 +50,10 @@ CIndexFileBase::CIndexFileBase(uint32_t version, const char* baseURL, const char
 }
 
 CIndexFileBase::~CIndexFileBase() {
+  // The drain frees every queued command, so the entries and keys no longer hold theirs.
   DestroyAllFileCommands();
+  for (auto& entry : entries) entry->postCommand = nullptr;
+  for (auto& key : keys) key->postCommand = nullptr;
   while (!entries.empty()) {
     DestroyEntry(std::move(entries.front()));
     entries.pop_front();
@@ -265,6 +262,14 @@ uint64_t IndexFileProcessorClock() {
   return static_cast<uint64_t>(clock());
 }
 
+namespace {
+IndexFileClockFunction gWallClock = nullptr;
+}  // namespace
+
 int64_t IndexFileWallClock() {
-  return static_cast<int64_t>(time(nullptr));
+  return gWallClock ? gWallClock() : static_cast<int64_t>(time(nullptr));
+}
+
+void IndexFileSetWallClock(IndexFileClockFunction clock) {
+  gWallClock = clock;
 }

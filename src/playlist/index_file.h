@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 
+#include "common/optional_string.h"
 #include "postprocess/file_command.h"
 
 constexpr size_t kPathLimit = 1024;
@@ -47,12 +48,35 @@ struct DoomedFile {
   std::string fileName;
 };
 
+// Where a playlist lives and how its URIs are written: what every kind is made from.
+struct IndexFileOptions {
+  uint32_t version = 3;             // EXT-X-VERSION; below 2 no version line is written
+  const char* baseURL = nullptr;    // written before every URI; none = URIs as given
+  const char* directory = nullptr;  // where the playlist file goes; none = the working directory
+  const char* indexFileName = nullptr;
+};
+
+// Command templates queued for the files a playlist lists or drops; none = no command.
+// The segment post-processing template also serves for the playlist file itself.
+struct IndexFileCommands {
+  const char* segmentPost = nullptr;
+  const char* segmentDelete = nullptr;
+  const char* keyPost = nullptr;
+  const char* keyDelete = nullptr;
+};
+
+// Everything the common part of a playlist is made from.
+struct IndexFileBaseOptions {
+  IndexFileOptions file = {};
+  uint32_t targetDuration = 0;  // whole seconds
+  IndexFileCommands commands = {};
+  bool decimalDurations = false;  // EXTINF with five decimals instead of whole seconds
+  bool independentSegments = false;
+};
+
 class CIndexFileBase {
  public:
-  CIndexFileBase(uint32_t version, const char* baseURL, const char* directory,
-                 const char* indexFileName, uint32_t targetDuration, const char* segmentPostCommand,
-                 const char* segmentDeleteCommand, const char* keyPostCommand,
-                 const char* keyDeleteCommand, bool decimalDurations, bool independentSegments);
+  explicit CIndexFileBase(const IndexFileBaseOptions& options);
   virtual ~CIndexFileBase();
   CIndexFileBase(const CIndexFileBase&) = delete;
   CIndexFileBase& operator=(const CIndexFileBase&) = delete;
@@ -71,7 +95,18 @@ class CIndexFileBase {
   void AddMap(const char* uri, int64_t rangeStart, int64_t rangeEnd);
   bool FileInIndex(const char* fileName, const char* filePath) const;
   double GetTargetDuration() const { return targetDuration; }
+  // Seconds since 1970 UTC of the first segment ever added; 0 = no EXT-X-PROGRAM-DATE-TIME.
+  void SetProgramDateTimeOrigin(int64_t secondsSince1970) {
+    programDateTimeOrigin = secondsSince1970;
+  }
+  // The whole playlist text: header and every entry.
   void WriteAllEntries(FILE* out);
+
+  // Gives the playlist up after a failed run: destruction then writes nothing to disk, so a
+  // broken stream does not leave a playlist that looks complete.
+  void Abandon() { abandoned = true; }
+
+ protected:
   void FileEntryWrite(FILE* out, const FileEntry* entry, uint8_t lastIV[16]);
 
   // Disk operations: temporary file and rename, post-processing, deferred deletion.
@@ -82,55 +117,53 @@ class CIndexFileBase {
   void RemoveFile(const char* filePath, const char* fileName, bool isKeyFile);
   void DoomedFileCreate(const char* filePath, const char* fileName);
 
-  // Gives the playlist up after a failed run: destruction then writes nothing to disk, so a
-  // broken stream does not leave a playlist that looks complete.
-  void Abandon() { abandoned = true; }
+  // Frees an entry that has left the playlist, dropping its key reference.
+  static void DestroyEntry(std::unique_ptr<FileEntry> entry);
+  static void DestroyKeyRecord(std::unique_ptr<KeyRecord> key);
+  const char* SegmentPostCommand() const { return CStr(segmentPostCommand); }
 
-  // State; the kinds and the tests read it directly.
+  // State the kinds share.
   std::deque<std::unique_ptr<FileEntry>> entries;
   std::deque<std::unique_ptr<KeyRecord>> keys;
+  uint32_t entryCount = 0;
+  uint32_t targetDuration;
+  std::unique_ptr<std::string> segmentDeleteCommand, keyDeleteCommand;
+  std::string indexFileName;
+  const char* headerExtra = nullptr;
+  char indexFilePath[kPathLimit] = {};
+  char tempIndexFilePath[kPathLimit] = {};
+  bool wroteEntries = false;
+  uint8_t lastWrittenIV[16] = {};
+  uint64_t discontinuitySequence = 0;
+  bool abandoned = false;
+
+ private:
   std::string baseURL;
   bool hasBaseURL = false;
   int64_t programDateTimeOrigin = 0;
   uint32_t version;
-  uint32_t entryCount = 0;
-  uint32_t targetDuration;
   double totalDuration = 0;
   const KeyRecord* lastWrittenKey = nullptr;
   int32_t renameRetryCount = 0;
   uint64_t renameFailStamp = 0;
   uint64_t lastRenameAttempt = 0;
   bool renamePending = false;
-  std::unique_ptr<std::string> segmentPostCommand, segmentDeleteCommand, keyPostCommand,
-      keyDeleteCommand;
-  std::string indexFileName;
-  const char* headerExtra = nullptr;
-  char indexFilePath[kPathLimit] = {};
-  char tempIndexFilePath[kPathLimit] = {};
+  std::unique_ptr<std::string> segmentPostCommand, keyPostCommand;
   FileCommandEntry* indexPostCommand = nullptr;
-  bool wroteEntries = false;
   std::list<DoomedFile> doomedFiles;
   uint8_t currentIV[16] = {};
-  uint8_t lastWrittenIV[16] = {};
   bool hasExplicitIV = false;
   bool decimalDurations;
   bool mapWritten = false;
   std::unique_ptr<std::string> mapURI;
   int64_t mapRangeStart = -1, mapRangeEnd = -1;
   bool independentSegments;
-  uint64_t discontinuitySequence = 0;
-  bool abandoned = false;
-
- protected:
-  // Frees an entry that has left the playlist, dropping its key reference.
-  static void DestroyEntry(std::unique_ptr<FileEntry> entry);
-  static void DestroyKeyRecord(std::unique_ptr<KeyRecord> key);
-  const char* SegmentPostCommand() const { return CStr(segmentPostCommand); }
-  static const char* CStr(const std::unique_ptr<std::string>& s) {
-    return s ? s->c_str() : nullptr;
-  }
 };
 
 // Processor-time and wall clocks of the rename bookkeeping (microsecond ticks, seconds).
 uint64_t IndexFileProcessorClock();
 int64_t IndexFileWallClock();
+// Puts another wall clock in place of the system's, so that deferred deletion can be driven
+// second by second; null restores the system clock.
+using IndexFileClockFunction = int64_t (*)();
+void IndexFileSetWallClock(IndexFileClockFunction clock);

@@ -7,18 +7,11 @@
 #include "log/output.h"
 #include "playlist/index_file_kinds.h"
 
-CLiveIndexFile::CLiveIndexFile(uint32_t version, const char* baseURL, const char* directory,
-                               const char* indexFileName, uint32_t targetDuration,
-                               uint32_t minEntriesToWrite, uint32_t windowSize, bool deleteOldFiles,
-                               const char* segmentPostCommand, const char* segmentDeleteCommand,
-                               const char* keyPostCommand, const char* keyDeleteCommand,
-                               bool decimalDurations, bool independentSegments)
-    : CIndexFileBase(version, baseURL, directory, indexFileName, targetDuration, segmentPostCommand,
-                     segmentDeleteCommand, keyPostCommand, keyDeleteCommand, decimalDurations,
-                     independentSegments),
-      minEntriesToWrite(minEntriesToWrite),
-      windowSize(windowSize),
-      deleteOldFiles(deleteOldFiles) {}
+CLiveIndexFile::CLiveIndexFile(const LiveIndexFileOptions& options)
+    : CIndexFileBase(options.playlist),
+      minEntriesToWrite(options.minEntriesToWrite),
+      windowSize(options.windowSize),
+      deleteOldFiles(options.deleteOldFiles) {}
 
 FileEntry* CLiveIndexFile::AddFile(const char* fileName, const char* filePath,
                                    uint64_t mediaSequence, double duration, int64_t rangeStart,

@@ -9,16 +9,8 @@ namespace {
 const char* const kEventHeader = "#EXT-X-PLAYLIST-TYPE:EVENT\n";
 }
 
-CProgramIndexFile::CProgramIndexFile(uint32_t version, const char* baseURL, const char* directory,
-                                     const char* indexFileName, uint32_t targetDuration,
-                                     uint32_t firstWriteCount, const char* segmentPostCommand,
-                                     const char* segmentDeleteCommand, const char* keyPostCommand,
-                                     const char* keyDeleteCommand, bool decimalDurations,
-                                     bool independentSegments)
-    : CIndexFileBase(version, baseURL, directory, indexFileName, targetDuration, segmentPostCommand,
-                     segmentDeleteCommand, keyPostCommand, keyDeleteCommand, decimalDurations,
-                     independentSegments),
-      firstWriteCount(firstWriteCount) {}
+CProgramIndexFile::CProgramIndexFile(const ProgramIndexFileOptions& options)
+    : CIndexFileBase(options.playlist), firstWriteCount(options.firstWriteCount) {}
 
 FileEntry* CProgramIndexFile::AddFile(const char* fileName, const char* filePath,
                                       uint64_t mediaSequence, double duration, int64_t rangeStart,

@@ -5,11 +5,10 @@
 #include "log/output.h"
 #include "playlist/index_file_kinds.h"
 
-CVODIndexFile::CVODIndexFile(uint32_t version, const char* baseURL, const char* directory,
-                             const char* indexFileName, bool decimalDurations,
-                             bool independentSegments)
-    : CIndexFileBase(version, baseURL, directory, indexFileName, 0, nullptr, nullptr, nullptr,
-                     nullptr, decimalDurations, independentSegments) {
+CVODIndexFile::CVODIndexFile(const VODIndexFileOptions& options)
+    : CIndexFileBase({.file = options.file,
+                      .decimalDurations = options.decimalDurations,
+                      .independentSegments = options.independentSegments}) {
   headerExtra = "#EXT-X-PLAYLIST-TYPE:VOD\n";
 }
 

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "common/numeric.h"
+#include "common/optional_string.h"
 #include "log/output.h"
 #include "playlist/index_file_kinds.h"
 
@@ -16,28 +17,33 @@ constexpr uint64_t kMemoryBufferSize = 524288;
 
 // The playlist kind follows from the not-live flag and the selector.
 std::unique_ptr<CIndexFileBase> CreatePlaylist(const ChunkFileSettings& s) {
+  const IndexFileOptions file = {.version = s.version,
+                                 .baseURL = s.baseURL,
+                                 .directory = s.directory,
+                                 .indexFileName = s.indexFileName};
   if (s.notLive && s.kindSelector < 0) {
-    return std::make_unique<CVODIndexFile>(s.version, s.baseURL, s.directory, s.indexFileName,
-                                           s.decimalDurations, s.independentSegments);
+    return std::make_unique<CVODIndexFile>(
+        VODIndexFileOptions{.file = file,
+                            .decimalDurations = s.decimalDurations != 0,
+                            .independentSegments = s.independentSegments != 0});
   }
+  const IndexFileBaseOptions playlist = {.file = file,
+                                         .targetDuration = s.targetDuration,
+                                         .commands = {.segmentPost = s.segmentPostCommand,
+                                                      .segmentDelete = s.segmentDeleteCommand,
+                                                      .keyPost = s.keyPostCommand,
+                                                      .keyDelete = s.keyDeleteCommand},
+                                         .decimalDurations = s.decimalDurations != 0,
+                                         .independentSegments = s.independentSegments != 0};
   if (!s.notLive && s.kindSelector == 0) {
     return std::make_unique<CLiveIndexFile>(
-        s.version, s.baseURL, s.directory, s.indexFileName, s.targetDuration, s.minEntriesToWrite,
-        s.liveWindowSize, s.liveDeleteOldFiles, s.segmentPostCommand, s.segmentDeleteCommand,
-        s.keyPostCommand, s.keyDeleteCommand, s.decimalDurations, s.independentSegments);
+        LiveIndexFileOptions{.playlist = playlist,
+                             .minEntriesToWrite = s.minEntriesToWrite,
+                             .windowSize = s.liveWindowSize,
+                             .deleteOldFiles = s.liveDeleteOldFiles != 0});
   }
   return std::make_unique<CProgramIndexFile>(
-      s.version, s.baseURL, s.directory, s.indexFileName, s.targetDuration, s.minEntriesToWrite,
-      s.segmentPostCommand, s.segmentDeleteCommand, s.keyPostCommand, s.keyDeleteCommand,
-      s.decimalDurations, s.independentSegments);
-}
-
-std::unique_ptr<std::string> CopyOrNone(const char* s) {
-  return s ? std::make_unique<std::string>(s) : nullptr;
-}
-
-const char* CStr(const std::unique_ptr<std::string>& s) {
-  return s ? s->c_str() : nullptr;
+      ProgramIndexFileOptions{.playlist = playlist, .firstWriteCount = s.minEntriesToWrite});
 }
 
 // Every call made on the main playlist is repeated on the I-frame playlist, if there is one.
@@ -342,8 +348,13 @@ ChunkFile* ChunkFileCreate(const ChunkFileSettings& s) {
   c->indexFile = CreatePlaylist(s);
   if (s.iframeIndexFileName) {
     c->iframeIndexFile = std::make_unique<CIFrameIndexFile>(
-        std::max<uint32_t>(s.version, 4), s.baseURL, s.directory, s.iframeIndexFileName,
-        s.targetDuration, c->indexFile.get(), !s.notLive);
+        IFrameIndexFileOptions{.file = {.version = std::max<uint32_t>(s.version, 4),
+                                        .baseURL = s.baseURL,
+                                        .directory = s.directory,
+                                        .indexFileName = s.iframeIndexFileName},
+                               .targetDuration = s.targetDuration,
+                               .parent = c->indexFile.get(),
+                               .isLive = !s.notLive});
   }
   c->aes128 = s.aes128;
   c->streamingKeyDelivery = s.streamingKeyDelivery;

@@ -2,55 +2,14 @@
 // that it extracts from the source itself (it drops the repeated copies of spanning cues).
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "test_support.h"
 
 namespace {
 
-std::string FfmpegCues(const std::string& dir, const std::string& input,
-                       const std::string& options) {
-  std::string out;
-  int status = RunShell("cd '" + dir + "' && ffmpeg -nostdin -v error " + options + " -i '" +
-                            input + "' -f webvtt - 2>&1",
-                        &out);
-  EXPECT_EQ(status, 0) << out;
-  return out;
-}
-
-struct Cue {
-  double start, end;
-  std::string text;
-};
-
-double Seconds(const std::string& t) {  // [hh:]mm:ss.mmm
-  double value = 0;
-  size_t at = 0;
-  while (true) {
-    size_t colon = t.find(':', at);
-    if (colon == std::string::npos) return value * 60 + std::stod(t.substr(at));
-    value = value * 60 + std::stod(t.substr(at, colon - at));
-    at = colon + 1;
-  }
-}
-
-std::vector<Cue> ParseCues(const std::string& webvtt) {
-  std::vector<Cue> cues;
-  std::istringstream in(webvtt);
-  for (std::string line; std::getline(in, line);) {
-    size_t arrow = line.find(" --> ");
-    if (arrow == std::string::npos) continue;
-    Cue cue{Seconds(line.substr(0, arrow)), Seconds(line.substr(arrow + 5, 12)), ""};
-    while (std::getline(in, line) && !line.empty()) cue.text += line + "\n";
-    cues.push_back(cue);
-  }
-  return cues;
-}
-
 // Same cues: the same text, and times within the millisecond that the segment writer's
 // truncating time arithmetic may take off (16.159 is stored as 16.15899..., printed 16.158).
 void ExpectSameCues(const std::string& expected, const std::string& actual) {
-  std::vector<Cue> a = ParseCues(expected), b = ParseCues(actual);
+  std::vector<TextCue> a = ParseWebVTTCues(expected), b = ParseWebVTTCues(actual);
   ASSERT_EQ(a.size(), b.size());
   for (size_t i = 0; i < a.size(); i++) {
     EXPECT_EQ(a[i].text, b[i].text) << i;
@@ -77,7 +36,7 @@ TEST(Ffmpeg, ExtractsTheSourceCuesFromEveryKindOfPlaylist) {
   ASSERT_EQ(
       RunShell("python3 '" HLSVTT_SOURCE_DIR "/../shared/tools/gen_vtt.py' 300 '" + source + "'"),
       0);
-  const std::string expected = FfmpegCues(dir.path(), source, "");
+  const std::string expected = FfmpegWebVTT(dir.path(), source);
   ASSERT_NE(expected.find(" --> "), std::string::npos);
   WriteFile(dir / "key.bin", "0123456789ABCDEF");
 
@@ -111,8 +70,8 @@ TEST(Ffmpeg, ExtractsTheSourceCuesFromEveryKindOfPlaylist) {
       ASSERT_EQ(r.status, 0) << r.out << r.err;
       std::string playlist = ReadFile(out / "prog_index.m3u8");
       if (HasShortIV(playlist)) continue;
-      ExpectSameCues(expected, FfmpegCues(out.path(), "prog_index.m3u8",
-                                          "-allowed_extensions ALL -extension_picky 0"));
+      ExpectSameCues(expected, FfmpegWebVTT(out.path(), "prog_index.m3u8",
+                                            "-allowed_extensions ALL -extension_picky 0"));
       checked = true;
     }
     EXPECT_TRUE(checked) << "every attempt drew an IV in the short form";

@@ -3,26 +3,32 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cstring>
-
 #include "log_capture.h"
 #include "playlist/index_file_kinds.h"
 #include "test_support.h"
 
 namespace {
 
-// The base class alone, never written to disk: direct access to the text writer.
+// The common part alone, never written to disk: its text comes from WriteAllEntries.
 class TextOnlyPlaylist final : public CIndexFileBase {
  public:
   using CIndexFileBase::CIndexFileBase;
+  ~TextOnlyPlaylist() override { Abandon(); }
   void Pause() override {}
   void Resume() override {}
 };
 
 std::unique_ptr<CIndexFileBase> Playlist(uint32_t version, bool decimal,
-                                         const char* baseURL = nullptr) {
-  return std::make_unique<TextOnlyPlaylist>(version, baseURL, "/nonexistent", "p.m3u8", 10, nullptr,
-                                            nullptr, nullptr, nullptr, decimal, false);
+                                         const char* baseURL = nullptr,
+                                         bool independentSegments = false) {
+  return std::make_unique<TextOnlyPlaylist>(
+      IndexFileBaseOptions{.file = {.version = version,
+                                    .baseURL = baseURL,
+                                    .directory = "/nonexistent",
+                                    .indexFileName = "p.m3u8"},
+                           .targetDuration = 10,
+                           .decimalDurations = decimal,
+                           .independentSegments = independentSegments});
 }
 
 std::string Text(CIndexFileBase* p) {
@@ -36,30 +42,39 @@ std::string Text(CIndexFileBase* p) {
   return text;
 }
 
-void Abandon(CIndexFileBase* p) {
-  p->Abandon();
+// A wall clock that stands still until the test moves it.
+class ManualClock {
+ public:
+  ManualClock() {
+    IndexFileSetWallClock([] { return now; });
+  }
+  ~ManualClock() { IndexFileSetWallClock(nullptr); }
+  static inline int64_t now = 1000;
+};
+
+LiveIndexFileOptions Live(const std::string& directory, uint32_t window, uint32_t minEntries) {
+  return {.playlist = {.file = {.directory = directory.c_str(), .indexFileName = "live.m3u8"},
+                       .targetDuration = 10,
+                       .decimalDurations = true},
+          .minEntriesToWrite = minEntries,
+          .windowSize = window,
+          .deleteOldFiles = true};
 }
 
 TEST(IndexFileText, HeaderWithoutEntries) {
   struct Case {
     uint32_t version;
+    bool independent;
     std::string expected;
   } cases[] = {
-      {1, "#EXTM3U\n#EXT-X-TARGETDURATION:10\n"},
-      {2, "#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXT-X-VERSION:2\n"},
+      {1, false, "#EXTM3U\n#EXT-X-TARGETDURATION:10\n"},
+      {2, false, "#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXT-X-VERSION:2\n"},
+      {3, true,
+       "#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXT-X-VERSION:3\n#EXT-X-INDEPENDENT-SEGMENTS\n"},
   };
   for (const Case& c : cases) {
-    auto p = Playlist(c.version, true);
-    EXPECT_EQ(Text(p.get()), c.expected);
+    EXPECT_EQ(Text(Playlist(c.version, true, nullptr, c.independent).get()), c.expected);
   }
-  auto p = Playlist(3, true);
-  p->discontinuitySequence = 4;
-  p->headerExtra = "#EXT-X-PLAYLIST-TYPE:EVENT\n";
-  p->independentSegments = true;
-  EXPECT_EQ(Text(p.get()),
-            "#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXT-X-VERSION:3\n"
-            "#EXT-X-DISCONTINUITY-SEQUENCE:4\n#EXT-X-PLAYLIST-TYPE:EVENT\n"
-            "#EXT-X-INDEPENDENT-SEGMENTS\n");
 }
 
 TEST(IndexFileText, ExtinfForms) {
@@ -76,7 +91,6 @@ TEST(IndexFileText, ExtinfForms) {
     p->AddFile("a.webvtt", "/x/a.webvtt", 0, c.duration, -1, -1, false);
     EXPECT_NE(Text(p.get()).find(std::string(c.line) + "a.webvtt\n"), std::string::npos)
         << c.duration;
-    Abandon(p.get());
   }
 }
 
@@ -98,7 +112,6 @@ TEST(IndexFileText, MediaSequenceResyncRangesMapAndBaseURL) {
   EXPECT_TRUE(log.Contains("error rangeEnd 4 < rangeStart 5\n"));
   // The map is written once per playlist object, never again.
   EXPECT_EQ(Text(p.get()).find("#EXT-X-MAP"), std::string::npos);
-  Abandon(p.get());
 }
 
 TEST(IndexFileText, KeyLines) {
@@ -119,7 +132,7 @@ TEST(IndexFileText, KeyLines) {
   p->AddFile("fps", "/x/fps", 6, 1, -1, -1, false);
   const std::string text = Text(p.get());
   const char* expected =
-      "#EXTINF:1.00000,\t\nclear\n"
+      "#EXT-X-MEDIA-SEQUENCE:0\n#EXTINF:1.00000,\t\nclear\n"
       "#EXT-X-KEY:METHOD=AES-128,URI=\"crypt0.key\"\n#EXTINF:1.00000,\t\nk1\n"
       "#EXTINF:1.00000,\t\nk1b\n"
       "#EXT-X-KEY:METHOD=AES-128,URI=\"crypt0.key\",IV=0x102030405060708090a0b0c0d0e0f\n"
@@ -128,93 +141,111 @@ TEST(IndexFileText, KeyLines) {
       "#EXTINF:1.00000,\t\niv2\n"
       "#EXT-X-KEY:METHOD=SAMPLE-AES,URI=\"skd://k\",KEYFORMAT=\"com.zorva.streamingkeydelivery\","
       "KEYFORMATVERSIONS=\"1\"\n#EXTINF:1.00000,\t\nfps\n";
-  EXPECT_NE(text.find(expected), std::string::npos) << text;
-  EXPECT_EQ(p->keys.front()->refCount, 5);
-  Abandon(p.get());
-
-  // A keyless entry after keyed ones says so.
-  auto q = Playlist(3, true);
-  q->AddCryptKey("k", nullptr, nullptr, true, false);
-  q->AddFile("a", "/x/a", 0, 1, -1, -1, false);
-  q->entries.push_back(std::make_unique<FileEntry>());
-  q->entries.back()->fileName = "b";
-  q->entries.back()->mediaSequence = 1;
-  EXPECT_NE(Text(q.get()).find("a\n#EXT-X-KEY:NONE\n#EXTINF"), std::string::npos);
-  Abandon(q.get());
-}
-
-TEST(IndexFileText, ProgramDateTime) {
-  auto p = Playlist(3, true);
-  p->programDateTimeOrigin = 1794659645;  // 2026-11-14T12:34:05Z
-  p->AddFile("a", "/x/a", 0, 0.25, -1, -1, false);
-  p->AddFile("b", "/x/b", 1, 1, -1, -1, false);
-  p->entries.pop_front();  // the window now starts 0.25 s later
-  p->entryCount--;
-  EXPECT_NE(Text(p.get()).find("#EXT-X-PROGRAM-DATE-TIME:2026-11-14T12:34:05.250Z\n"),
-            std::string::npos);
-  Abandon(p.get());
+  EXPECT_TRUE(text.ends_with(expected)) << text;
 }
 
 TEST(VODIndexFile, WrittenOnceAtDestructionWithEndList) {
   ScratchDir dir;
   LogCapture log;
   {
-    CVODIndexFile vod(3, nullptr, dir.path().c_str(), "prog_index.m3u8", true, false);
+    CVODIndexFile vod(
+        {.file = {.directory = dir.path().c_str(), .indexFileName = "prog_index.m3u8"},
+         .decimalDurations = true});
     vod.AddFile("s0.webvtt", (dir / "s0.webvtt").c_str(), 0, 9.5, -1, -1, false);
     vod.AddFile("s1.webvtt", (dir / "s1.webvtt").c_str(), 1, 9.49, -1, -1, false);
-    EXPECT_EQ(vod.targetDuration, 10u);  // 9.5 rounds half away from zero
     EXPECT_FALSE(FileExists(dir / "prog_index.m3u8"));
     vod.Pause();
   }
+  // The target is the largest duration rounded half away from zero.
   EXPECT_EQ(ReadFile(dir / "prog_index.m3u8"),
             "#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXT-X-VERSION:3\n#EXT-X-MEDIA-SEQUENCE:0\n"
             "#EXT-X-PLAYLIST-TYPE:VOD\n#EXTINF:9.50000,\t\ns0.webvtt\n#EXTINF:9.49000,\t\n"
             "s1.webvtt\n#EXT-X-ENDLIST\n");
   EXPECT_TRUE(log.Contains("Pause called for VOD; ignoring\n"));
-  { CVODIndexFile empty(3, nullptr, (dir / "sub").c_str(), "none.m3u8", true, false); }
+  {
+    CVODIndexFile empty({.file = {.directory = (dir / "sub").c_str(), .indexFileName = "n.m3u8"}});
+  }
   EXPECT_EQ(ListDir(dir.path()).size(), 1u);
 }
 
-TEST(LiveIndexFile, SlidingWindowLingeringDeletionAndDiscontinuities) {
+TEST(LiveIndexFile, SlidingWindowDateTimeAndDiscontinuities) {
   ScratchDir dir;
   LogCapture log;
-  auto live =
-      std::make_unique<CLiveIndexFile>(3, nullptr, dir.path().c_str(), "live.m3u8", 10, 3, 3, true,
-                                       nullptr, nullptr, nullptr, nullptr, true, false);
+  ManualClock clock;
+  auto live = std::make_unique<CLiveIndexFile>(Live(dir.path(), 3, 3));
+  live->SetProgramDateTimeOrigin(1794659645);  // 2026-11-14T12:34:05Z
   for (int i = 0; i < 4; i++) {
     std::string name = "s" + std::to_string(i);
     WriteFile(dir / name, "x");
     live->AddFile(name.c_str(), (dir / name).c_str(), i, 2.5, -1, -1, i == 0);
     EXPECT_EQ(FileExists(dir / "live.m3u8"), i >= 2) << i;
+    EXPECT_EQ(live->IndexFileAvailable(), i >= 2) << i;
   }
   EXPECT_TRUE(log.Contains("wrote initial index file\n"));
-  std::string text = ReadFile(dir / "live.m3u8");
-  EXPECT_NE(text.find("#EXT-X-MEDIA-SEQUENCE:1\n#EXT-X-DISCONTINUITY-SEQUENCE:1\n"),
-            std::string::npos)
-      << text;
-  EXPECT_EQ(text.find("s0"), std::string::npos);
+  // The window starts 2.5 s after the first segment, which began a discontinuity.
+  EXPECT_EQ(ReadFile(dir / "live.m3u8"),
+            "#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXT-X-VERSION:3\n#EXT-X-MEDIA-SEQUENCE:1\n"
+            "#EXT-X-DISCONTINUITY-SEQUENCE:1\n#EXT-X-PROGRAM-DATE-TIME:2026-11-14T12:34:07.500Z\n"
+            "#EXTINF:2.50000,\t\ns1\n#EXTINF:2.50000,\t\ns2\n#EXTINF:2.50000,\t\ns3\n");
   struct stat st;
   ASSERT_EQ(stat((dir / "live.m3u8").c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0664u);
-  // s0 lingers for the window's length (ceil of 7.5 s) before it is deleted.
-  ASSERT_EQ(live->removedEntries.size(), 1u);
-  EXPECT_EQ(live->removedEntries.front()->lingerSeconds, 8u);
+  EXPECT_EQ(ListDir(dir.path()).size(), 5u);  // no temporary file left behind
+  // s0 lingers for the window's length (ceiling of 7.5 s) before it is deleted.
+  clock.now += 7;
   live->HandlePendingActions();
   EXPECT_TRUE(FileExists(dir / "s0"));
-  live->removedEntries.front()->deleteAt = 0;
+  clock.now += 1;
   live->HandlePendingActions();
   EXPECT_FALSE(FileExists(dir / "s0"));
-  EXPECT_TRUE(live->IndexFileAvailable());
   live.reset();
-  EXPECT_TRUE(ReadFile(dir / "live.m3u8").ends_with("#EXT-X-ENDLIST\n"));
+  EXPECT_TRUE(ReadFile(dir / "live.m3u8").ends_with("s3\n#EXT-X-ENDLIST\n"));
+}
+
+TEST(LiveIndexFile, DeletionRetriedUntilTheFileGoes) {
+  ScratchDir dir;
+  LogCapture log;
+  {
+    // Zero-length segments linger for no time: the first one that leaves the window is due at
+    // once, but its file does not exist yet.
+    CLiveIndexFile live(Live(dir.path(), 1, 1));
+    WriteFile(dir / "k.key", "key");
+    live.AddCryptKey(nullptr, (dir / "k.key").c_str(), "k.key", true, false);
+    live.AddFile("a", (dir / "a").c_str(), 0, 0, -1, -1, false);
+    live.AddFile("b", (dir / "b").c_str(), 1, 0, -1, -1, false);
+    live.HandlePendingActions();
+    EXPECT_TRUE(FileExists(dir / "k.key"));  // b still uses the key
+    EXPECT_TRUE(log.Contains("unlinked " + (dir / "a") + " err -1\n"));
+    EXPECT_TRUE(log.Contains("error No such file or directory unlinking " + (dir / "a")));
+    WriteFile(dir / "a", "now it exists");
+    live.HandlePendingActions();
+    EXPECT_FALSE(FileExists(dir / "a"));
+    // Once no entry uses the key any more, its file goes too.
+    live.AddCryptKey(nullptr, nullptr, nullptr, true, false);
+    live.AddFile("c", (dir / "c").c_str(), 2, 0, -1, -1, false);
+    live.HandlePendingActions();
+    EXPECT_FALSE(FileExists(dir / "k.key"));
+    live.Abandon();
+  }
+  // A directory that cannot hold the temporary file: the playlist gives up on that write.
+  CLiveIndexFile missing(Live(dir / "missing", 1, 1));
+  missing.AddFile("a", "a", 0, 1, -1, -1, false);
+  EXPECT_TRUE(log.Contains("unable to open " + (dir / "missing") + "/live.m3u8."));
+  EXPECT_TRUE(log.Contains(" (err 2).  Giving up on this index file\n")) << log.Text();
+  missing.Abandon();
 }
 
 TEST(ProgramIndexFile, FirstWriteThenAppend) {
   ScratchDir dir;
+  LogCapture log(1);
   const std::string path = dir / "event.m3u8";
   {
-    CProgramIndexFile event(3, nullptr, dir.path().c_str(), "event.m3u8", 10, 2, nullptr, nullptr,
-                            nullptr, nullptr, true, false);
+    CProgramIndexFile event(
+        {.playlist = {.file = {.directory = dir.path().c_str(), .indexFileName = "event.m3u8"},
+                      .targetDuration = 10,
+                      .commands = {.segmentPost = "true"},
+                      .decimalDurations = true},
+         .firstWriteCount = 2});
     event.AddFile("a", "a", 0, 1, -1, -1, true);  // the caller's discontinuity is ignored
     EXPECT_FALSE(FileExists(path));
     event.AddFile("b", "b", 1, 1, -1, -1, false);
@@ -229,13 +260,24 @@ TEST(ProgramIndexFile, FirstWriteThenAppend) {
     EXPECT_TRUE(ReadFile(path).ends_with("c\n#EXT-X-DISCONTINUITY\n"));
   }
   EXPECT_TRUE(ReadFile(path).ends_with("#EXT-X-DISCONTINUITY\n#EXT-X-ENDLIST\n"));
+  // The first write finds no earlier post-processing command and says so; later ones cancel
+  // the earlier command silently.
+  const std::string text = log.Text();
+  const size_t first = text.find("removed previous index file post process command");
+  EXPECT_NE(first, std::string::npos);
+  EXPECT_EQ(text.find("removed previous index file post process command", first + 1),
+            std::string::npos);
 }
 
 TEST(IFrameIndexFile, FollowsItsParent) {
   ScratchDir dir;
   {
-    CVODIndexFile parent(3, nullptr, dir.path().c_str(), "main.m3u8", true, false);
-    CIFrameIndexFile iframes(4, nullptr, dir.path().c_str(), "iframe.m3u8", 10, &parent, false);
+    CVODIndexFile parent({.file = {.directory = dir.path().c_str(), .indexFileName = "main.m3u8"},
+                          .decimalDurations = true});
+    CIFrameIndexFile iframes(
+        {.file = {.version = 4, .directory = dir.path().c_str(), .indexFileName = "iframe.m3u8"},
+         .targetDuration = 10,
+         .parent = &parent});
     parent.AddFile("a", "a", 0, 1, -1, -1, false);
     EXPECT_EQ(iframes.AddFile("a", "a", 0, 1, -1, -1, false), nullptr);
     iframes.SetTargetDuration(7.9);
@@ -243,39 +285,6 @@ TEST(IFrameIndexFile, FollowsItsParent) {
   EXPECT_EQ(ReadFile(dir / "iframe.m3u8"),
             "#EXTM3U\n#EXT-X-TARGETDURATION:7\n#EXT-X-VERSION:4\n#EXT-X-PLAYLIST-TYPE:VOD\n"
             "#EXT-X-I-FRAMES-ONLY\n");
-}
-
-TEST(IndexFileDisk, ReplacementFailuresAndDoomedFiles) {
-  ScratchDir dir;
-  LogCapture log;
-  CProgramIndexFile p(3, nullptr, (dir / "missing").c_str(), "x.m3u8", 10, 1000, "true %P", nullptr,
-                      nullptr, nullptr, true, false);
-  EXPECT_FALSE(p.UpdateIndexFile());
-  EXPECT_TRUE(log.Contains("unable to open " + (dir / "missing") + "/x.m3u8."));
-  EXPECT_TRUE(log.Contains(" (err 2).  Giving up on this index file\n")) << log.Text();
-  p.RemoveFile((dir / "nothing").c_str(), "nothing", false);
-  EXPECT_TRUE(log.Contains("unlinked " + (dir / "nothing") + " err -1\n"));
-  EXPECT_TRUE(log.Contains("error No such file or directory unlinking " + (dir / "nothing")));
-  ASSERT_EQ(p.doomedFiles.size(), 1u);
-  WriteFile(dir / "nothing", "now it exists");
-  p.HandlePendingActions();
-  EXPECT_TRUE(p.doomedFiles.empty());
-  EXPECT_FALSE(FileExists(dir / "nothing"));
-
-  // With a template, the first replacement logs that nothing was removed; later ones do not.
-  CProgramIndexFile q(3, nullptr, dir.path().c_str(), "q.m3u8", 10, 1000, "true", nullptr, nullptr,
-                      nullptr, true, false);
-  EXPECT_TRUE(q.UpdateIndexFile());
-  EXPECT_TRUE(q.UpdateIndexFile());
-  const std::string text = log.Text();
-  size_t first = text.find("removed previous index file post process command");
-  EXPECT_NE(first, std::string::npos);
-  EXPECT_EQ(text.find("removed previous index file post process command", first + 1),
-            std::string::npos);
-  EXPECT_TRUE(FileExists(dir / "q.m3u8"));
-  EXPECT_EQ(ListDir(dir.path()).size(), 1u);  // no temporary file left behind
-  p.Abandon();
-  q.Abandon();
 }
 
 }  // namespace

@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <regex>
 #include <set>
-#include <sstream>
 
 #include "chunk_settings.h"
 #include "crypto_support.h"
@@ -84,26 +81,56 @@ TEST(ChunkFile, BitRateText) {
   }
 }
 
-TEST(ChunkFile, EncryptedSegmentSizesAndRoundTrip) {
-  ScratchDir dir;
-  const uint8_t key[16] = {0x10, 0x21, 0x32, 0x43, 0x54, 0x65, 0x76, 0x87,
-                           0x98, 0xa9, 0xba, 0xcb, 0xdc, 0xed, 0xfe, 0x0f};
-  ChunkFileSettings s = TestVodSettings(dir.path().c_str());
-  s.keyData = key;
-  s.keyDataLength = 16;
-  s.keyLocation = "keys/static.key";
-  ChunkFile* chunk = ChunkFileCreate(s);
-  ASSERT_NE(chunk, nullptr);
+// Every key setup gives segments that decrypt with the key file and the IV the playlist names
+// (or the media sequence number when it names none), padded to whole blocks.
+TEST(ChunkFile, EncryptedSegmentsDecryptWithThePlaylistsKeysAndIVs) {
+  const std::string key = "0123456789abcdef";
+  std::string counting;  // a "random" source whose first IV starts with a zero byte
+  for (int i = 0; i < 64; i++) counting += static_cast<char>(i);
+  struct Case {
+    const char* name;
+    bool staticKey;
+    uint32_t rotation;
+    bool sequence;
+    bool shortIV;  // random bytes from `counting`
+    const char* lastKey;
+  } cases[] = {
+      {"static key, random IVs", true, 0, false, false, "static.key"},
+      {"generated keys rotated every 3 segments", false, 3, false, false, "crypt2.key"},
+      {"sequence IVs", false, 0, true, false, "crypt0.key"},
+      {"short IV form", true, 0, false, true, "static.key"},
+  };
   std::vector<std::string> plain;
   for (size_t n : {1, 10, 15, 16, 17, 31, 32, 1000}) plain.push_back(std::string(n, 'a' + n % 26));
-  ASSERT_EQ(WriteSegments(chunk, plain), kNoErr);
-  WriteFile(dir / "static.key", std::string(reinterpret_cast<const char*>(key), 16));
-  auto segments = ReadKeyedPlaylist(ReadFile(dir / "prog_index.m3u8"));
-  ASSERT_EQ(segments.size(), plain.size());
-  for (size_t i = 0; i < plain.size(); i++) {
-    EXPECT_EQ(ReadFile(dir / segments[i].uri).size(), (plain[i].size() / 16 + 1) * 16);  // PKCS#7
-    EXPECT_EQ(segments[i].keyUri, "static.key");
-    EXPECT_EQ(DecryptEntry(dir.path(), segments[i]), plain[i]);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    LogCapture log(0);
+    ScratchDir dir;
+    WriteFile(dir / "static.key", key);
+    const std::string device = dir / "random";
+    WriteFile(device, counting);
+    ScopedRandomDevice random(c.shortIV ? device.c_str() : gCryptKeyRandomDevice);
+    ChunkFileSettings s = TestVodSettings(dir.path().c_str());
+    s.keyLocation = c.staticKey ? "keys/static.key" : dir.path().c_str();
+    s.keyData = c.staticKey ? reinterpret_cast<const uint8_t*>(key.data()) : nullptr;
+    s.keyDataLength = c.staticKey ? 16 : 0;
+    s.keyRotationPeriod = c.rotation;
+    s.ivSequence = c.sequence;
+    ChunkFile* chunk = ChunkFileCreate(s);
+    ASSERT_NE(chunk, nullptr);
+    ASSERT_EQ(WriteSegments(chunk, plain), kNoErr);
+    const std::string playlist = ReadFile(dir / "prog_index.m3u8");
+    auto entries = ReadKeyedPlaylist(playlist);
+    ASSERT_EQ(entries.size(), plain.size());
+    for (size_t i = 0; i < plain.size(); i++) {
+      EXPECT_EQ(ReadFile(dir / entries[i].uri).size(), (plain[i].size() / 16 + 1) * 16);
+      EXPECT_EQ(DecryptEntry(dir.path(), entries[i]), plain[i]) << i;
+    }
+    EXPECT_EQ(entries.back().keyUri, c.lastKey);
+    EXPECT_FALSE(FileExists(dir / "crypt3.key"));  // no key beyond the last one used
+    EXPECT_EQ(playlist.find("IV=") == std::string::npos, c.sequence);
+    EXPECT_EQ(playlist.find(",IV=0x102030405060708090a0b0c0d0e0f\n") != std::string::npos,
+              c.shortIV);
   }
 }
 

@@ -45,6 +45,7 @@ TEST(CryptKey, GeneratedKeysSkipExistingFilesAndNeverOverwrite) {
   EXPECT_EQ(*named->url, "keys/mykey5.key");
   EXPECT_EQ(CryptKeyDestroyState(&state), 0);
   EXPECT_EQ(CryptKeyCreateRandomFromBase(nullptr, nullptr, nullptr, nullptr, &raw), -45009);
+  EXPECT_EQ(CryptKeyCreateStatic(nullptr, nullptr, nullptr, 0, &raw), -45009);
 }
 
 TEST(CryptKey, UnwritableKeyDirectoryIsReportedNotLoopedOn) {
@@ -58,30 +59,6 @@ TEST(CryptKey, UnwritableKeyDirectoryIsReportedNotLoopedOn) {
             ENOTDIR);
   EXPECT_TRUE(log.Contains("cannot create crypt key file " + (dir / "file") + "/crypt0.key"));
   CryptKeyDestroyState(&state);
-}
-
-TEST(CryptKey, StaticKeyNames) {
-  const uint8_t bytes[16] = {1, 2, 3};
-  struct Case {
-    const char* keyPath;
-    const char* path;
-    const char* fileName;
-  } cases[] = {{"keys/a.key", "keys/a.key", "a.key"}, {"a.key", nullptr, "a.key"}};
-  for (const Case& c : cases) {
-    CryptKey* raw = nullptr;
-    ASSERT_EQ(CryptKeyCreateStatic("https://k/a", c.keyPath, bytes, 16, &raw), kNoErr);
-    KeyPtr key(raw);
-    EXPECT_EQ(key->path != nullptr, c.path != nullptr) << c.keyPath;
-    if (c.path) {
-      EXPECT_EQ(*key->path, c.path);
-    }
-    EXPECT_EQ(*key->fileName, c.fileName);
-    EXPECT_EQ(*key->url, "https://k/a");
-    EXPECT_EQ(key->keyLength, 16u);
-    EXPECT_EQ(key->keyBytes[2], 3);
-  }
-  CryptKey* raw = nullptr;
-  EXPECT_EQ(CryptKeyCreateStatic(nullptr, nullptr, bytes, 0, &raw), -45009);
 }
 
 }  // namespace

@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "chunk_settings.h"
-#include "test_support.h"
-#include "webvtt/webvtt_parser.h"
+#include <cstring>
 
 namespace {
 
@@ -33,49 +31,6 @@ TEST(SegmentWriter, TimestampsTruncateEveryField) {
     EXPECT_EQ(FormatWebVTTTimestamp(c.seconds, text), static_cast<int>(strlen(c.text)));
     EXPECT_STREQ(text, c.text) << c.seconds;
   }
-}
-
-// A cue over caller-owned bytes, with ranges into them.
-struct TestCue {
-  std::string bytes;
-  WebVTTCue cue;
-  TestCue(std::string text, double start, double end, size_t idLen, size_t setOff, size_t setLen,
-          size_t payOff, size_t payLen)
-      : bytes(std::move(text)) {
-    EXPECT_EQ(MxBlockBufferCreateWithMemoryBlock(nullptr, bytes.data(), bytes.size(),
-                                                 MxAllocatorGetNull(), nullptr, 0, bytes.size(), 0,
-                                                 &cue.text),
-              kNoErr);
-    cue.start = start;
-    cue.end = end;
-    cue.identifierLength = idLen;
-    cue.settingsOffset = setOff;
-    cue.settingsLength = setLen;
-    cue.payloadOffset = payOff;
-    cue.payloadLength = payLen;
-  }
-};
-
-TEST(SegmentWriter, HeaderAndCueLayout) {
-  ScratchDir dir;
-  ChunkFile* chunk = ChunkFileCreate(TestVodSettings(dir.path().c_str()));
-  ASSERT_NE(chunk, nullptr);
-  ChunkFileSetFileExtension(chunk, ".webvtt");
-  TestCue full("intro\n00:01.000 --> 00:04.000 align:start\nHello\n\n", 1, 4, 5, 30, 11, 42, 5);
-  TestCue bare("00:05.000 --> 00:06.000\nA\r\nB\n\n", 5, 6, 0, 0, 0, 24, 4);
-  EXPECT_EQ(WriteSegmentHeader(chunk, 0), kNoErr);
-  EXPECT_EQ(WriteCue(chunk, &full.cue), kNoErr);
-  EXPECT_EQ(WriteCue(chunk, &bare.cue), kNoErr);
-  EXPECT_EQ(ChunkFileMoveToNextFileSecs(chunk, 10), kNoErr);
-  // The timestamp map value is printed as given (the caller narrows it).
-  EXPECT_EQ(WriteSegmentHeader(chunk, 18446744073709551615ull), kNoErr);
-  EXPECT_EQ(ChunkFileReleaseSecs(chunk, 1, 11), kNoErr);
-  EXPECT_EQ(ReadFile(dir / "fileSequence0.webvtt"),
-            "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:0,LOCAL:00:00:00.000\n\n"
-            "intro\n00:00:01.000 --> 00:00:04.000 align:start\nHello\n\n"
-            "00:00:05.000 --> 00:00:06.000\nA\r\nB\n\n");
-  EXPECT_EQ(ReadFile(dir / "fileSequence1.webvtt"),
-            "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:18446744073709551615,LOCAL:00:00:00.000\n\n");
 }
 
 }  // namespace

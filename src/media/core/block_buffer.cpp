@@ -7,7 +7,48 @@
 
 #include "media/core/error_signal.h"
 
-using Slot = MxBlockBuffer::Slot;
+struct MxBlockBufferTree {
+  using Slot = MxBlockBuffer::Slot;
+  using Kind = MxBlockBuffer::SlotKind;
+  template <class B>
+  static auto& Used(B* b) {
+    return b->subBlockCount;
+  }
+  template <class B>
+  static auto& SlotCount(B* b) {
+    return b->slotCount;
+  }
+  template <class B>
+  static auto& Length(B* b) {
+    return b->totalDataLength;
+  }
+  template <class B>
+  static auto& Slots(B* b) {
+    return b->slots;
+  }
+};
+
+using Slot = MxBlockBufferTree::Slot;
+using Kind = MxBlockBufferTree::Kind;
+
+namespace {
+template <class B>
+auto& Used(B* b) {
+  return MxBlockBufferTree::Used(b);
+}
+template <class B>
+auto& SlotCount(B* b) {
+  return MxBlockBufferTree::SlotCount(b);
+}
+template <class B>
+auto& Length(B* b) {
+  return MxBlockBufferTree::Length(b);
+}
+template <class B>
+auto& Slots(B* b) {
+  return MxBlockBufferTree::Slots(b);
+}
+}  // namespace
 
 namespace {
 
@@ -75,12 +116,12 @@ template <class Visitor>
   OSStatus status = kNoErr;
   while (!stack.empty()) {
     Frame& f = stack.back();
-    if (f.left == 0 || f.slot >= f.buffer->subBlockCount) {
+    if (f.left == 0 || f.slot >= Used(f.buffer)) {
       stack.pop_back();
       continue;
     }
     const int32_t index = f.slot;
-    const Slot& s = f.buffer->slots[index];
+    const Slot& s = Slots(f.buffer)[index];
     if (f.skip >= s.dataLength) {
       f.skip -= s.dataLength;
       f.slotStart += s.dataLength;
@@ -94,7 +135,7 @@ template <class Visitor>
     f.skip = 0;
     f.slotStart += s.dataLength;
     f.slot++;
-    if (s.kind == MxBlockBuffer::kReference) {
+    if (s.kind == Kind::kReference) {
       stack.push_back({ReferencedBuffer(s), 0, 0, s.offset + inSlot, take});  // invalidates f
       continue;
     }
@@ -107,11 +148,11 @@ template <class Visitor>
 }
 
 const Slot& SlotOf(const Piece& p) {
-  return p.owner->slots[p.slot];
+  return Slots(p.owner)[p.slot];
 }
 
 bool IsAllocated(const Slot& s) {
-  return s.kind == MxBlockBuffer::kAllocatorBlock || s.kind == MxBlockBuffer::kCustomBlock;
+  return s.kind == Kind::kAllocatorBlock || s.kind == Kind::kCustomBlock;
 }
 
 char* PieceBytes(const Piece& p) {
@@ -124,27 +165,27 @@ char* PieceBytes(const Piece& p) {
 // data lengths along the path grow only once the slot is secured.
 [[nodiscard]] OSStatus TakeSlot(MxBlockBuffer* root, uint64_t length, Slot** out) {
   MxBlockBuffer* leaf = root;
-  while (leaf->subBlockCount >= leaf->slotCount - 1) {
-    Slot& last = leaf->slots[leaf->slotCount - 1];
-    if (last.kind == MxBlockBuffer::kUnused) {
+  while (Used(leaf) >= SlotCount(leaf) - 1) {
+    Slot& last = Slots(leaf)[SlotCount(leaf) - 1];
+    if (last.kind == Kind::kUnused) {
       MxBlockBufferRef nested;
       OSStatus status =
-          MxBlockBufferCreateEmpty(nullptr, static_cast<uint32_t>(leaf->slotCount), 0, &nested);
+          MxBlockBufferCreateEmpty(nullptr, static_cast<uint32_t>(SlotCount(leaf)), 0, &nested);
       if (status != kNoErr) return status;
-      last.kind = MxBlockBuffer::kReference;
+      last.kind = Kind::kReference;
       last.offset = 0;
       last.dataLength = 0;
       last.data = nested.Detach();
-      leaf->subBlockCount++;
+      Used(leaf)++;
     }
     leaf = ReferencedBuffer(last);
   }
-  Slot& slot = leaf->slots[leaf->subBlockCount++];
+  Slot& slot = Slots(leaf)[Used(leaf)++];
   slot.dataLength = length;
-  for (MxBlockBuffer* b = root;; b = ReferencedBuffer(b->slots[b->slotCount - 1])) {
-    b->totalDataLength += length;
+  for (MxBlockBuffer* b = root;; b = ReferencedBuffer(Slots(b)[SlotCount(b) - 1])) {
+    Length(b) += length;
     if (b == leaf) break;
-    b->slots[b->slotCount - 1].dataLength += length;
+    Slots(b)[SlotCount(b) - 1].dataLength += length;
   }
   *out = &slot;
   return kNoErr;
@@ -152,13 +193,13 @@ char* PieceBytes(const Piece& p) {
 
 void FreeSlot(Slot& s) {
   switch (s.kind) {
-    case MxBlockBuffer::kReference:
+    case Kind::kReference:
       ReferencedBuffer(s)->Release();
       break;
-    case MxBlockBuffer::kAllocatorBlock:
+    case Kind::kAllocatorBlock:
       s.allocator->Deallocate(s.data, s.blockLength);
       break;
-    case MxBlockBuffer::kCustomBlock:
+    case Kind::kCustomBlock:
       if (s.customSource->FreeBlock)
         s.customSource->FreeBlock(s.customSource->refCon, s.data, s.blockLength);
       break;
@@ -171,14 +212,14 @@ void FreeSlot(Slot& s) {
 // Allocates the memory of a slot whose block was appended without it.
 [[nodiscard]] OSStatus AllocateSlotBlock(Slot& s) {
   void* memory = nullptr;
-  if (s.kind == MxBlockBuffer::kCustomBlockPending) {
+  if (s.kind == Kind::kCustomBlockPending) {
     memory = s.customSource->AllocateBlock(s.customSource->refCon, s.blockLength);
     if (!memory) return QorSignalErrorAt(kMxBlockBufferBlockAllocationFailed);
-    s.kind = MxBlockBuffer::kCustomBlock;
-  } else if (s.kind == MxBlockBuffer::kAllocatorBlockPending) {
+    s.kind = Kind::kCustomBlock;
+  } else if (s.kind == Kind::kAllocatorBlockPending) {
     memory = s.allocator->Allocate(s.blockLength);
     if (!memory) return QorSignalErrorAt(kMxBlockBufferBlockAllocationFailed);
-    s.kind = MxBlockBuffer::kAllocatorBlock;
+    s.kind = Kind::kAllocatorBlock;
   }
   if (memory) s.data = memory;
   return kNoErr;
@@ -187,10 +228,9 @@ void FreeSlot(Slot& s) {
 // The checks shared by the operations that read or write an existing byte range.
 [[nodiscard]] OSStatus CheckRange(const MxBlockBuffer* buffer, size_t offset, size_t length) {
   if (length == 0) return QorSignalErrorAt(kMxBlockBufferBadLengthParameter);
-  if (buffer->totalDataLength == 0) return QorSignalErrorAt(kMxBlockBufferEmptyBBuf);
-  if (offset >= buffer->totalDataLength) return QorSignalErrorAt(kMxBlockBufferBadOffsetParameter);
-  if (length > buffer->totalDataLength - offset)
-    return QorSignalErrorAt(kMxBlockBufferBadLengthParameter);
+  if (Length(buffer) == 0) return QorSignalErrorAt(kMxBlockBufferEmptyBBuf);
+  if (offset >= Length(buffer)) return QorSignalErrorAt(kMxBlockBufferBadOffsetParameter);
+  if (length > Length(buffer) - offset) return QorSignalErrorAt(kMxBlockBufferBadLengthParameter);
   return kNoErr;
 }
 
@@ -243,12 +283,12 @@ OSStatus MxBlockBufferCreateEmpty(MxAllocator* structureAllocator, uint32_t subB
   if (slotCount > INT32_MAX) return QorSignalErrorAt(kMxBlockBufferStructureAllocationFailed);
   auto* buffer = new (std::nothrow) MxBlockBuffer;
   if (buffer == nullptr) return QorSignalErrorAt(kMxBlockBufferStructureAllocationFailed);
-  buffer->slots.reset(new (std::nothrow) Slot[slotCount]);
-  if (!buffer->slots) {
+  Slots(buffer).reset(new (std::nothrow) Slot[slotCount]);
+  if (!Slots(buffer)) {
     buffer->Release();
     return QorSignalErrorAt(kMxBlockBufferStructureAllocationFailed);
   }
-  buffer->slotCount = static_cast<int32_t>(slotCount);
+  SlotCount(buffer) = static_cast<int32_t>(slotCount);
   *out = MxBlockBufferRef::Adopt(buffer);
   return kNoErr;
 }
@@ -327,11 +367,10 @@ OSStatus MxBlockBufferAppendMemoryBlock(MxBlockBuffer* buffer, void* memoryBlock
     return status;
   }
   if (sourceCopy) {
-    slot->kind = memoryBlock ? MxBlockBuffer::kCustomBlock : MxBlockBuffer::kCustomBlockPending;
+    slot->kind = memoryBlock ? Kind::kCustomBlock : Kind::kCustomBlockPending;
     slot->customSource = std::move(sourceCopy);
   } else {
-    slot->kind =
-        memoryBlock ? MxBlockBuffer::kAllocatorBlock : MxBlockBuffer::kAllocatorBlockPending;
+    slot->kind = memoryBlock ? Kind::kAllocatorBlock : Kind::kAllocatorBlockPending;
     allocator->Retain();
     slot->allocator = allocator;
   }
@@ -346,7 +385,7 @@ OSStatus MxBlockBufferAppendBufferReference(MxBlockBuffer* buffer, MxBlockBuffer
   // A buffer referencing itself would make a cycle that is never freed.
   if (buffer == nullptr || target == nullptr || buffer == target)
     return QorSignalErrorAt(kMxBlockBufferBadPointerParameter);
-  const uint64_t targetLength = target->totalDataLength;
+  const uint64_t targetLength = Length(target);
   bool withinTarget = false;
   if (targetLength != 0) {
     if (offset >= targetLength) return QorSignalErrorAt(kMxBlockBufferBadOffsetParameter);
@@ -364,7 +403,7 @@ OSStatus MxBlockBufferAppendBufferReference(MxBlockBuffer* buffer, MxBlockBuffer
     OSStatus status = TakeSlot(buffer, length, &slot);
     if (status != kNoErr) return status;
     to->Retain();
-    slot->kind = MxBlockBuffer::kReference;
+    slot->kind = Kind::kReference;
     slot->offset = at;
     slot->data = to;
     return kNoErr;
@@ -380,30 +419,30 @@ OSStatus MxBlockBufferAppendBufferReference(MxBlockBuffer* buffer, MxBlockBuffer
 }
 
 size_t MxBlockBufferGetDataLength(const MxBlockBuffer* buffer) {
-  return buffer ? buffer->totalDataLength : 0;
+  return buffer ? Length(buffer) : 0;
 }
 
 bool MxBlockBufferIsEmpty(const MxBlockBuffer* buffer) {
-  return buffer == nullptr || buffer->subBlockCount == 0;
+  return buffer == nullptr || Used(buffer) == 0;
 }
 
 OSStatus MxBlockBufferGetDataPointer(MxBlockBuffer* buffer, size_t offset, size_t* lengthAtOffset,
                                      size_t* totalLength, char** dataPointer) {
   if (buffer == nullptr) return QorSignalErrorAt(kMxBlockBufferBadPointerParameter);
-  if (offset >= buffer->totalDataLength) return QorSignalErrorAt(kMxBlockBufferBadOffsetParameter);
+  if (offset >= Length(buffer)) return QorSignalErrorAt(kMxBlockBufferBadOffsetParameter);
   Piece first{};
   bool found = false;
-  OSStatus status = ForEachPiece(buffer, offset, buffer->totalDataLength - offset,
-                                 [&](const Piece& p) -> OSStatus {
-                                   first = p;
-                                   found = true;
-                                   return kStopWalk;
-                                 });
+  OSStatus status =
+      ForEachPiece(buffer, offset, Length(buffer) - offset, [&](const Piece& p) -> OSStatus {
+        first = p;
+        found = true;
+        return kStopWalk;
+      });
   if (status != kNoErr) return status;
   if (!found) return QorSignalErrorAt(kMxBlockBufferBadOffsetParameter);
   if (!IsAllocated(SlotOf(first))) return QorSignalErrorAt(kMxBlockBufferUnallocatedBlock);
   if (lengthAtOffset) *lengthAtOffset = first.length;
-  if (totalLength) *totalLength = buffer->totalDataLength;
+  if (totalLength) *totalLength = Length(buffer);
   if (dataPointer) *dataPointer = PieceBytes(first);
   return kNoErr;
 }
@@ -434,14 +473,14 @@ OSStatus MxBlockBufferReplaceDataBytes(const void* source, MxBlockBuffer* destin
 
 OSStatus MxBlockBufferAssureBlockMemory(MxBlockBuffer* buffer) {
   if (buffer == nullptr) return QorSignalErrorAt(kMxBlockBufferBadPointerParameter);
-  if (buffer->subBlockCount == 0) return QorSignalErrorAt(kMxBlockBufferEmptyBBuf);
+  if (Used(buffer) == 0) return QorSignalErrorAt(kMxBlockBufferEmptyBBuf);
   std::vector<MxBlockBuffer*> pending{buffer};
   while (!pending.empty()) {
     MxBlockBuffer* b = pending.back();
     pending.pop_back();
-    for (int32_t i = 0; i < b->subBlockCount; i++) {
-      Slot& s = b->slots[i];
-      if (s.kind == MxBlockBuffer::kReference) {
+    for (int32_t i = 0; i < Used(b); i++) {
+      Slot& s = Slots(b)[i];
+      if (s.kind == Kind::kReference) {
         pending.push_back(ReferencedBuffer(s));
       } else {
         OSStatus status = AllocateSlotBlock(s);
@@ -466,8 +505,7 @@ OSStatus MxBlockBufferAccessDataBytes(MxBlockBuffer* buffer, size_t offset, size
     *returnedPointer = pointer;
     return kNoErr;
   }
-  if (length > buffer->totalDataLength - offset)
-    return QorSignalErrorAt(kMxBlockBufferBadLengthParameter);
+  if (length > Length(buffer) - offset) return QorSignalErrorAt(kMxBlockBufferBadLengthParameter);
   status = CopyPieces(buffer, offset, length, static_cast<char*>(temporaryBlock), false);
   if (status == kNoErr) *returnedPointer = static_cast<char*>(temporaryBlock);
   return status;
@@ -481,7 +519,7 @@ OSStatus MxBlockBufferCreateContiguous(MxAllocator* structureAllocator, MxBlockB
   if (source == nullptr || out == nullptr)
     return QorSignalErrorAt(kMxBlockBufferBadPointerParameter);
   *out = nullptr;
-  const uint64_t total = source->totalDataLength;
+  const uint64_t total = Length(source);
   if (total == 0) return QorSignalErrorAt(kMxBlockBufferEmptyBBuf);
   if (offset >= total) return QorSignalErrorAt(kMxBlockBufferBadOffsetParameter);
   if (dataLength > total - offset) return QorSignalErrorAt(kMxBlockBufferBadLengthParameter);
@@ -510,7 +548,7 @@ bool MxBlockBufferIsRangeContiguous(MxBlockBuffer* buffer, size_t offset, size_t
     static_cast<void>(QorSignalErrorAt(kMxBlockBufferBadPointerParameter));
     return false;
   }
-  const uint64_t total = buffer->totalDataLength;
+  const uint64_t total = Length(buffer);
   if (offset >= total || length > total - offset) return false;
   if (length == 0) length = total - offset;
   size_t here = 0;

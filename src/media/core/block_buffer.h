@@ -30,6 +30,16 @@ enum : uint32_t {
 
 class MxBlockBuffer final : public MxObject {
  public:
+  const char* ClassName() const override { return "MxBlockBuffer"; }
+  std::string CopyDebugDescription() const override;
+  // Multi-line dump of the slot tree, indented by nesting depth.
+  std::string CopyDebugDump(int indent = 0) const;
+
+ private:
+  // The slot tree is seen only by the block buffer functions, through this.
+  friend struct MxBlockBufferTree;
+  friend OSStatus MxBlockBufferCreateEmpty(MxAllocator*, uint32_t, uint32_t, MxRef<MxBlockBuffer>*);
+
   enum SlotKind : uint32_t {
     kUnused = 0,
     kReference = 1,
@@ -48,20 +58,13 @@ class MxBlockBuffer final : public MxObject {
     std::unique_ptr<MxBlockBufferCustomBlockSource> customSource;
   };
 
-  const char* ClassName() const override { return "MxBlockBuffer"; }
-  std::string CopyDebugDescription() const override;
-  // Multi-line dump of the slot tree, indented by nesting depth.
-  std::string CopyDebugDump(int indent = 0) const;
-
-  int32_t subBlockCount = 0;
-  int32_t slotCount = 0;
-  uint64_t totalDataLength = 0;
-  std::unique_ptr<Slot[]> slots;
-
- private:
-  friend OSStatus MxBlockBufferCreateEmpty(MxAllocator*, uint32_t, uint32_t, MxRef<MxBlockBuffer>*);
   MxBlockBuffer() = default;
   ~MxBlockBuffer() override;
+
+  int32_t subBlockCount = 0;  // slots in use
+  int32_t slotCount = 0;      // one more than the capacity: the last slot can hold a nested buffer
+  uint64_t totalDataLength = 0;
+  std::unique_ptr<Slot[]> slots;
 };
 
 using MxBlockBufferRef = MxRef<MxBlockBuffer>;

@@ -25,28 +25,6 @@ std::string Contents(MxBlockBuffer* b) {
   return text;
 }
 
-TEST(BlockBuffer, AppendsBeyondCapacityStillReadBack) {
-  MxBlockBufferRef b;
-  ASSERT_EQ(MxBlockBufferCreateEmpty(nullptr, 0, 0, &b), kNoErr);
-  EXPECT_TRUE(MxBlockBufferIsEmpty(b.get()));
-  std::string a = "hello ", c = "world", d = "!";
-  for (std::string* s : {&a, &c, &d}) {
-    ASSERT_EQ(MxBlockBufferAppendMemoryBlock(b.get(), s->data(), s->size(), MxAllocatorGetNull(),
-                                             nullptr, 0, s->size(), 0),
-              kNoErr);
-  }
-  EXPECT_EQ(Contents(b.get()), "hello world!");
-  size_t here = 0, total = 0;
-  char* p = nullptr;
-  ASSERT_EQ(MxBlockBufferGetDataPointer(b.get(), 8, &here, &total, &p), kNoErr);
-  EXPECT_EQ(here, 3u);
-  EXPECT_EQ(total, 12u);
-  EXPECT_EQ(std::string(p, here), "rld");
-  EXPECT_EQ(MxBlockBufferGetDataPointer(b.get(), 12, &here, &total, &p), -12703);
-  EXPECT_FALSE(MxBlockBufferIsRangeContiguous(b.get(), 4, 4));
-  EXPECT_TRUE(MxBlockBufferIsRangeContiguous(b.get(), 6, 5));
-}
-
 TEST(BlockBuffer, AppendValidation) {
   MxBlockBufferRef b;
   ASSERT_EQ(MxBlockBufferCreateEmpty(nullptr, 4, 0, &b), kNoErr);
@@ -145,14 +123,25 @@ TEST(BlockBuffer, ReferencesAreFlattenedAndKeepTargetsAlive) {
   EXPECT_EQ(MxBlockBufferCreateWithBufferReference(nullptr, joined.get(), 10, 4, 0, &ref), -12704);
 }
 
-TEST(BlockBuffer, CopyAccessAndContiguous) {
+TEST(BlockBuffer, PiecesBeyondCapacityCopyAccessAndContiguous) {
+  // No room for a second piece: it goes into a nested buffer.
   std::string one = "abc", two = "defgh";
   MxBlockBufferRef b;
-  ASSERT_EQ(MxBlockBufferCreateEmpty(nullptr, 4, 0, &b), kNoErr);
+  ASSERT_EQ(MxBlockBufferCreateEmpty(nullptr, 0, 0, &b), kNoErr);
+  EXPECT_TRUE(MxBlockBufferIsEmpty(b.get()));
   for (std::string* s : {&one, &two})
     ASSERT_EQ(MxBlockBufferAppendMemoryBlock(b.get(), s->data(), s->size(), MxAllocatorGetNull(),
                                              nullptr, 0, s->size(), 0),
               kNoErr);
+  EXPECT_EQ(Contents(b.get()), "abcdefgh");
+  size_t here = 0, total = 0;
+  char* p = nullptr;
+  ASSERT_EQ(MxBlockBufferGetDataPointer(b.get(), 4, &here, &total, &p), kNoErr);
+  EXPECT_EQ(std::string(p, here), "efgh");
+  EXPECT_EQ(total, 8u);
+  EXPECT_EQ(MxBlockBufferGetDataPointer(b.get(), 8, &here, &total, &p), -12703);
+  EXPECT_FALSE(MxBlockBufferIsRangeContiguous(b.get(), 2, 2));
+  EXPECT_TRUE(MxBlockBufferIsRangeContiguous(b.get(), 3, 5));
   char out[8];
   EXPECT_EQ(MxBlockBufferCopyDataBytes(b.get(), 0, 0, out), -12704);
   EXPECT_EQ(MxBlockBufferCopyDataBytes(b.get(), 8, 1, out), -12703);
@@ -160,7 +149,6 @@ TEST(BlockBuffer, CopyAccessAndContiguous) {
   EXPECT_EQ(MxBlockBufferCopyDataBytes(b.get(), 0, 1, nullptr), -12705);
 
   char temp[8];
-  char* p = nullptr;
   ASSERT_EQ(MxBlockBufferAccessDataBytes(b.get(), 1, 2, temp, &p), kNoErr);
   EXPECT_EQ(p, one.data() + 1);  // within one piece: no copy
   ASSERT_EQ(MxBlockBufferAccessDataBytes(b.get(), 1, 4, temp, &p), kNoErr);
