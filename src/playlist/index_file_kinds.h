@@ -59,6 +59,8 @@ class CVODIndexFile final : public CIndexFileBase {
                      bool discontinuity) override;
   void Pause() override;
   void Resume() override;
+  // Writes the finished playlist, end line included, in one replacement.
+  [[nodiscard]] OSStatus Finish() override;
 };
 
 // I-frame-only playlist that follows the segments of a parent playlist.
