@@ -51,6 +51,19 @@ void IncompleteFileDone(IncompleteFile which) {
   SlotFor(which).armed.store(false);
 }
 
+static_assert(sizeof(sigset_t) <= sizeof(unsigned long long[16]));
+
+InterruptsHeld::InterruptsHeld() {
+  sigset_t held;
+  sigemptyset(&held);
+  for (int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&held, signal);
+  sigprocmask(SIG_BLOCK, &held, reinterpret_cast<sigset_t*>(saved_));
+}
+
+InterruptsHeld::~InterruptsHeld() {
+  sigprocmask(SIG_SETMASK, reinterpret_cast<const sigset_t*>(saved_), nullptr);
+}
+
 void InstallInterruptCleanup() {
   struct sigaction action = {};
   action.sa_handler = RemoveIncompleteFilesAndExit;

@@ -10,5 +10,18 @@ enum class IncompleteFile { kSegment, kPlaylist, kKey };
 // not recorded.
 void IncompleteFileBegin(IncompleteFile which, const char* path);
 void IncompleteFileDone(IncompleteFile which);
+// Holds the interrupting signals back while it lives: a file created and recorded under it is
+// never seen by the handler half-way (created but not yet recorded).
+class InterruptsHeld {
+ public:
+  InterruptsHeld();
+  ~InterruptsHeld();
+  InterruptsHeld(const InterruptsHeld&) = delete;
+  InterruptsHeld& operator=(const InterruptsHeld&) = delete;
+
+ private:
+  unsigned long long saved_[16];  // the previous signal mask (a sigset_t)
+};
+
 // Installs the handler for SIGINT, SIGTERM and SIGHUP.
 void InstallInterruptCleanup();

@@ -65,7 +65,12 @@ bool CIndexFileBase::UpdateIndexFile() {
 }
 
 OSStatus CIndexFileBase::ReplaceIndexFile(bool withEndList) {
-  FILE* stream = CreateTempIndexFile();
+  FILE* stream = nullptr;
+  {
+    InterruptsHeld held;
+    stream = CreateTempIndexFile();
+    if (stream != nullptr) IncompleteFileBegin(IncompleteFile::kPlaylist, tempIndexFilePath);
+  }
   if (stream == nullptr) {
     const int error = errno != 0 ? errno : EIO;
     OutputMessage(0, "cannot create a temporary file for %s: %s", indexFilePath, strerror(error));
@@ -73,7 +78,6 @@ OSStatus CIndexFileBase::ReplaceIndexFile(bool withEndList) {
     tempIndexFilePath[0] = '\0';
     return error;
   }
-  IncompleteFileBegin(IncompleteFile::kPlaylist, tempIndexFilePath);
   const char* step = "write";
   errno = 0;
   WriteAllEntries(stream);

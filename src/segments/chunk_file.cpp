@@ -77,8 +77,11 @@ void AnnounceIV(ChunkFile* c) {
     if (status != kNoErr) return status;
     c->fileIndex++;
     if (c->maxFileIndex != 0 && c->fileIndex >= c->maxFileIndex) c->fileIndex = 0;
-    status = SegmentFile::CreateExclusive(c->filePath, &c->file);
-    if (status == kNoErr) IncompleteFileBegin(IncompleteFile::kSegment, c->filePath);
+    {
+      InterruptsHeld held;
+      status = SegmentFile::CreateExclusive(c->filePath, &c->file);
+      if (status == kNoErr) IncompleteFileBegin(IncompleteFile::kSegment, c->filePath);
+    }
     if (status != EEXIST) {
       // A file that could not be created keeps its number: the next try uses the same name.
       if (status != kNoErr) c->fileIndex = number;
@@ -96,7 +99,9 @@ void AnnounceIV(ChunkFile* c) {
   if (c->file) return kNoErr;  // the one file stays open for the whole run
   OSStatus status = SetFileName(c, c->baseName ? c->baseName : "main", "",
                                 c->extension ? c->extension->c_str() : ".ts");
-  if (status == kNoErr) status = SegmentFile::CreateExclusive(c->filePath, &c->file);
+  if (status != kNoErr) return status;
+  InterruptsHeld held;
+  status = SegmentFile::CreateExclusive(c->filePath, &c->file);
   if (status == kNoErr) IncompleteFileBegin(IncompleteFile::kSegment, c->filePath);
   return status;
 }

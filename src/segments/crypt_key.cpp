@@ -76,9 +76,13 @@ OSStatus CryptKeyCreateRandomFromBase(CryptKeyState* state, const char* director
     key->url = JoinOrName(urlPrefix, *key->fileName);
     // O_EXCL: an existing key file is never overwritten, even one that appears meanwhile.
     // Readable by the owner alone: the operator widens access where a key server needs it.
-    int fd = open(key->path->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    int fd = -1;
+    {
+      InterruptsHeld held;
+      fd = open(key->path->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+      if (fd >= 0) IncompleteFileBegin(IncompleteFile::kKey, key->path->c_str());
+    }
     if (fd >= 0) {
-      IncompleteFileBegin(IncompleteFile::kKey, key->path->c_str());
       errno = 0;
       bool written = write(fd, key->keyBytes.get(), kAes128KeyLength) ==
                      static_cast<ssize_t>(kAes128KeyLength);

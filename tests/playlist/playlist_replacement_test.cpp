@@ -76,7 +76,8 @@ TEST(PlaylistReplacement, AFailedPlaylistWriteFailsTheRun) {
     SCOPED_TRACE(c.name);
     ScratchDir dir;
     WriteFile(dir / "in.vtt", Source(2000));
-    RunShell("mkdir '" + (dir / "out") + "' && cd '" + (dir / "out") + "' && true " + c.setup);
+    RunShell("mkdir '" + (dir / "out") + "' && cd '" + (dir / "out") + "'" +
+             (c.setup.empty() ? "" : " && " + c.setup));
     int status = 0;
     const std::string out = Shell(c.limit + "'" + ToolPath() + "' -q -t 1 -f '" + (dir / "out") +
                                       "' '" + (dir / "in.vtt") + "'",

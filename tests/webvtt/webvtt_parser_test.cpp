@@ -120,7 +120,7 @@ TEST(WebVTTParser, SourcesAndTheirCues) {
       {"bad fraction", "WEBVTT\n\n00:01.0x0 --> 00:02.000\nA\n\n", 0, 0, {}},
       {"three-digit minutes need hours", "WEBVTT\n\n100:01.000 --> 100:02.000\nA\n\n", 0, 0, {}},
       {"timestamp glued to text", "WEBVTT\n\n00:01.000x --> 00:02.000\nA\n\n", 0, 0, {}},
-      {"single unterminated line without signature", "garbage", 1, 5, {}},
+      {"single unterminated line without signature", "garbage", 1, kWebVTTErrMalformedCue, {}},
       {"empty file", "", 1, kMxErrEndOfStream, {}},
   };
   for (const Case& c : cases) {
