@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "driver/chunk_file_settings.h"
+#include "driver/schedule_size.h"
 #include "log/output.h"
 #include "segments/chunk_file.h"
 #include "webvtt/segment_writer.h"
@@ -25,6 +28,19 @@ uint32_t SniffCommaDecimal(MxByteStream* stream) {
   OSStatus status = MxByteStreamReadBytes(stream, sizeof head, 0, head, &count);
   bool signature = status == kNoErr && WebVTTHasSignature(head, std::min(sizeof head, count));
   return signature ? 0 : 1;
+}
+
+// Why a source could not be parsed, in words.
+std::string ParseFailureReason(OSStatus status) {
+  switch (status) {
+    case kMxErrEndOfStream:
+      return "the file is empty";
+    case kWebVTTErrBadCueTime:
+      return "a cue ends at 0";
+    default:
+      if (status > 0) return strerror(status);
+      return "no cues could be read (error " + std::to_string(status) + ")";
+  }
 }
 
 void FreeQueue(WebVTTCueQueue* queue) {
@@ -100,7 +116,7 @@ class CueScheduler {
   // playlist that would look complete.
   [[nodiscard]] OSStatus Fail(OSStatus status) {
     OutputMessage(0, "Failed to generate chunk files with index %u, file %s", chunk_->segmentCount,
-                  chunk_->filePath);
+                  settings_.inputPath ? settings_.inputPath : "(source)");
     ChunkFileAbandon(chunk_);
     return status;
   }
@@ -157,10 +173,37 @@ OSStatus RunWebVTTSource(const RunSettings& settings, MxByteStream* stream) {
 
 OSStatus RunWebVTTSourceInto(const RunSettings& settings, MxByteStream* stream,
                              const ChunkFileSettings& chunkSettings) {
+  const char* source = settings.inputPath ? settings.inputPath : "(source)";
   const uint32_t commaDecimal = SniffCommaDecimal(stream);
   WebVTTParser* rawParser = nullptr;
   if (WebVTTParserCreate(&rawParser, commaDecimal) != kNoErr) return kErrCreateFailed;
   std::unique_ptr<WebVTTParser, ParserRelease> parser(rawParser);
+
+  // The whole source is parsed and its schedule measured before the output stream is made, so
+  // that a source refused here leaves nothing behind, not even a key file.
+  OSStatus status = WebVTTParserReadByteStream(parser.get(), stream);
+  if (status != kNoErr) {
+    OutputMessage(0, "%s: cannot read the source: %s", source, ParseFailureReason(status).c_str());
+    return kErrParse;
+  }
+  WebVTTCueQueue* cues = WebVTTParserGetCueQueue(parser.get());
+  if (cues->empty()) {
+    OutputMessage(1, "%s: no cues found (a WebVTT or SRT file in UTF-8 is expected)", source);
+  } else if (settings.targetDuration == 0) {
+    // Segments on a grid of zero seconds would never end.
+    OutputMessage(0, "%s: a target duration of 0 cannot cut cues into segments", source);
+    return kErrBadArgument;
+  } else {
+    const ScheduleSize size = MeasureSchedule(*cues, settings.targetDuration);
+    if (!ScheduleWithinLimits(size)) {
+      OutputMessage(0,
+                    "%s: refused: its %zu cues would need %.0f segments (at most %.0f) and %.0f "
+                    "cue copies (at most %.0f)",
+                    source, size.cues, size.segments, kMaxSegments, size.cueCopies,
+                    MaxCueCopies(size.cues));
+      return kErrBadArgument;
+    }
+  }
 
   ChunkFile* chunk = ChunkFileCreate(chunkSettings);
   if (chunk == nullptr) {
@@ -168,11 +211,7 @@ OSStatus RunWebVTTSourceInto(const RunSettings& settings, MxByteStream* stream,
                   settings.fileBase ? settings.fileBase : ".");
     return kErrCreateFailed;
   }
-  if (WebVTTParserReadByteStream(parser.get(), stream) != kNoErr) {
-    ChunkFileAbandon(chunk);  // nothing was written yet; leave no playlist
-    return kErrParse;
-  }
   ChunkFileSetFileExtension(chunk, ".webvtt");
-  CueScheduler scheduler(settings, chunk, WebVTTParserGetCueQueue(parser.get()));
+  CueScheduler scheduler(settings, chunk, cues);
   return scheduler.Run();
 }

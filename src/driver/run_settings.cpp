@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <cctype>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -79,8 +80,22 @@ constexpr const char* kUsage =
     "stream\n"
     "\t-h         | --help                          : show help\n\n";
 
+// Values that end up inside playlist lines may not break them: no control characters.
+bool HasControlCharacter(const char* text) {
+  for (const char* p = text; *p; p++) {
+    const unsigned char c = static_cast<unsigned char>(*p);
+    if (c < 0x20 || c == 0x7f) return true;
+  }
+  return false;
+}
+
 // Checks one option's argument. Returns false after printing the option's message.
 bool ApplyOption(int option, char* arg, const char* program, RunSettings* s) {
+  if (strchr("bKiBns", option) && HasControlCharacter(arg)) {
+    fprintf(stderr, "%s: the value of -%c contains a line break or other control character\n",
+            program, option);
+    return false;
+  }
   switch (option) {
     case 'b':
       if (!TrimTrailingSlashes(arg)) {
@@ -115,7 +130,7 @@ bool ApplyOption(int option, char* arg, const char* program, RunSettings* s) {
       return true;
     case 'D':
       s->duration = strtod(arg, nullptr);
-      if (!(s->duration > 0)) {
+      if (!(s->duration > 0) || !std::isfinite(s->duration)) {
         printf("%s: illegal duration %s\n", program, arg);
         return false;
       }

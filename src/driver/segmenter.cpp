@@ -2,8 +2,10 @@
 
 #include <strings.h>
 
+#include "common/incomplete_files.h"
 #include "driver/cue_scheduler.h"
 #include "driver/movie_source.h"
+#include "driver/output_path.h"
 #include "driver/run_settings.h"
 #include "log/output.h"
 #include "media/core/file_byte_stream.h"
@@ -24,6 +26,10 @@ OSStatus RunSegmenter(int argc, char** argv) {
   if (!ParseCommandLine(argc, argv, &settings, &result)) return result;
   result = LoadStaticKey(&settings);
   if (result != kNoErr) return result;
+  // Paths that do not fit are refused before anything is written.
+  result = CheckOutputPaths(settings, argv[0]);
+  if (result != kNoErr) return result;
+  InstallInterruptCleanup();
 
   OutputInit(settings.outputTimestamps);
   if (settings.debug) {

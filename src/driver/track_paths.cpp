@@ -20,5 +20,5 @@ OSStatus MakeTrackDirectoryName(const std::optional<std::string>& language, unsi
 OSStatus JoinPath(const char* first, const char* second, std::string* out) {
   if (first == nullptr) return Keep(second ? second : "", out);
   if (second == nullptr) return Keep(first, out);
-  return Keep(std::string(first) + "/" + second, out);
+  return JoinOutputPath(first, second, out);
 }

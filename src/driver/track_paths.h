@@ -7,9 +7,10 @@
 #include <string>
 
 #include "common/status.h"
+#include "driver/output_path.h"
 
 // Longest path kept, without the terminator.
-inline constexpr size_t kMaxTrackPathLength = 1023;
+inline constexpr size_t kMaxTrackPathLength = kOutputPathLimit - 1;
 
 // "<language><index>" ("track<index>" without a language), then "-forced" for a forced stream.
 [[nodiscard]] OSStatus MakeTrackDirectoryName(const std::optional<std::string>& language,

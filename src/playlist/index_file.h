@@ -11,6 +11,7 @@
 #include <string>
 
 #include "common/optional_string.h"
+#include "common/status.h"
 #include "postprocess/file_command.h"
 
 constexpr size_t kPathLimit = 1024;
@@ -91,6 +92,9 @@ class CIndexFileBase {
   virtual void Pause() = 0;
   virtual void Resume() = 0;
   virtual bool IndexFileAvailable() { return false; }
+  // Writes what the kind leaves for the end of the stream and reports whether it reached the
+  // disk. Kinds that write as they go have nothing left.
+  [[nodiscard]] virtual OSStatus Finish() { return kNoErr; }
 
   void AddMap(const char* uri, int64_t rangeStart, int64_t rangeEnd);
   bool FileInIndex(const char* fileName, const char* filePath) const;
@@ -113,6 +117,11 @@ class CIndexFileBase {
   FILE* CreateTempIndexFile();
   void RenameTempIndexFile();
   bool UpdateIndexFile();
+  // Writes the whole playlist (with the end line when asked) into a temporary file beside it
+  // and renames it over the playlist: a link at the name is replaced, never followed, and a
+  // reader never sees half a playlist. Every failure is reported and returned, and the
+  // temporary file is removed.
+  [[nodiscard]] OSStatus ReplaceIndexFile(bool withEndList);
   void PostProcessIndexFile();
   void RemoveFile(const char* filePath, const char* fileName, bool isKeyFile);
   void DoomedFileCreate(const char* filePath, const char* fileName);

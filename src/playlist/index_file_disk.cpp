@@ -10,6 +10,7 @@
 #include <cstring>
 #include <string>
 
+#include "common/incomplete_files.h"
 #include "log/output.h"
 #include "playlist/index_file.h"
 
@@ -33,9 +34,13 @@ FILE* CIndexFileBase::CreateTempIndexFile() {
     tempIndexFilePath[0] = '\0';
     renamePending = false;
   }
-  // Bounded like every path here: an over-long one is truncated, not reported.
+  // A name that does not fit is refused: truncated, it would name another file.
   std::string temp = std::string(indexFilePath) + ".XXXXXX";
-  temp.resize(std::min(temp.size(), sizeof tempIndexFilePath - 1));
+  if (temp.size() >= sizeof tempIndexFilePath) {
+    tempIndexFilePath[0] = '\0';
+    errno = ENAMETOOLONG;
+    return nullptr;
+  }
   memcpy(tempIndexFilePath, temp.c_str(), temp.size() + 1);
   int fd = mkstemp(tempIndexFilePath);
   if (fd < 0) return nullptr;
@@ -57,6 +62,47 @@ bool CIndexFileBase::UpdateIndexFile() {
   chmod(tempIndexFilePath, 0664);
   RenameTempIndexFile();
   return true;
+}
+
+OSStatus CIndexFileBase::ReplaceIndexFile(bool withEndList) {
+  FILE* stream = nullptr;
+  {
+    InterruptsHeld held;
+    stream = CreateTempIndexFile();
+    if (stream != nullptr) IncompleteFileBegin(IncompleteFile::kPlaylist, tempIndexFilePath);
+  }
+  if (stream == nullptr) {
+    const int error = errno != 0 ? errno : EIO;
+    OutputMessage(0, "cannot create a temporary file for %s: %s", indexFilePath, strerror(error));
+    if (tempIndexFilePath[0] != '\0') unlink(tempIndexFilePath);
+    tempIndexFilePath[0] = '\0';
+    return error;
+  }
+  const char* step = "write";
+  errno = 0;
+  WriteAllEntries(stream);
+  if (withEndList) fputs("#EXT-X-ENDLIST\n", stream);
+  int error = fflush(stream) != 0 || ferror(stream) ? (errno != 0 ? errno : EIO) : 0;
+  if (fclose(stream) != 0 && error == 0) {
+    step = "close";
+    error = errno != 0 ? errno : EIO;
+  }
+  if (error == 0 && chmod(tempIndexFilePath, 0664) != 0) {
+    step = "set the mode of";
+    error = errno;
+  }
+  if (error == 0 && rename(tempIndexFilePath, indexFilePath) != 0) {
+    step = "rename";
+    error = errno;
+  }
+  if (error != 0) {
+    OutputMessage(0, "cannot %s playlist %s (temporary file %s): %s", step, indexFilePath,
+                  tempIndexFilePath, strerror(error));
+    unlink(tempIndexFilePath);
+  }
+  IncompleteFileDone(IncompleteFile::kPlaylist);
+  tempIndexFilePath[0] = '\0';
+  return error;
 }
 
 void CIndexFileBase::RenameTempIndexFile() {

@@ -72,6 +72,8 @@ class CVODIndexFile final : public CIndexFileBase {
                      bool discontinuity) override;
   void Pause() override;
   void Resume() override;
+  // Writes the finished playlist, end line included, in one replacement.
+  [[nodiscard]] OSStatus Finish() override;
 };
 
 // An I-frame playlist always has decimal durations, no independent-segments line and no

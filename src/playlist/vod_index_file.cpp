@@ -30,12 +30,15 @@ void CVODIndexFile::Resume() {
   OutputMessage(0, "Resume called for VOD; ignoring");
 }
 
+OSStatus CVODIndexFile::Finish() {
+  if (abandoned || !wroteEntries) return kNoErr;
+  // The end line is part of the one replacement, so the base destructor adds nothing.
+  wroteEntries = false;
+  return ReplaceIndexFile(true);
+}
+
 CVODIndexFile::~CVODIndexFile() {
-  if (abandoned || entryCount == 0) return;
-  // Written once and directly: nothing reads a VOD playlist before the run is over. The base
-  // destructor then appends the end line.
-  if (FILE* out = fopen(indexFilePath, "wb")) {
-    WriteAllEntries(out);
-    fclose(out);
-  }
+  // An owner that did not ask for the status still gets the playlist; a failure has been
+  // reported by the message.
+  static_cast<void>(Finish());
 }

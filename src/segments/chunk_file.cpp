@@ -5,7 +5,9 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <string>
 
+#include "common/incomplete_files.h"
 #include "common/numeric.h"
 #include "common/optional_string.h"
 #include "log/output.h"
@@ -57,14 +59,17 @@ void AnnounceIV(ChunkFile* c) {
   ForEachPlaylist(c, [&](CIndexFileBase* p) { p->ChangeCryptKeyIV(c->iv); });
 }
 
-// filePath = directory/fileName, or fileName alone; truncated to the path limit.
-void SetFilePath(ChunkFile* c) {
-  if (c->directory) {
-    std::string path = std::string(c->directory) + "/" + c->fileName;
-    snprintf(c->filePath, sizeof c->filePath, "%s", path.c_str());
-  } else {
-    snprintf(c->filePath, sizeof c->filePath, "%s", c->fileName);
-  }
+// fileName from its parts and filePath = directory/fileName, or fileName alone. A path that
+// does not fit is refused with ENAMETOOLONG: truncated, it would name another file.
+[[nodiscard]] OSStatus SetFileName(ChunkFile* c, const char* base, const char* number,
+                                   const char* extension) {
+  int length = snprintf(c->fileName, sizeof c->fileName, "%s%s%s", base, number, extension);
+  if (length < 0 || static_cast<size_t>(length) >= sizeof c->fileName) return ENAMETOOLONG;
+  length = c->directory
+               ? snprintf(c->filePath, sizeof c->filePath, "%s/%s", c->directory, c->fileName)
+               : snprintf(c->filePath, sizeof c->filePath, "%s", c->fileName);
+  if (length < 0 || static_cast<size_t>(length) >= sizeof c->filePath) return ENAMETOOLONG;
+  return kNoErr;
 }
 
 // Opens the next free file name exclusively: a name already in use is skipped, never truncated.
@@ -73,12 +78,21 @@ void SetFilePath(ChunkFile* c) {
   const char* base = c->baseName ? c->baseName : "fileSequence";
   const char* extension = c->extension ? c->extension->c_str() : ".ts";
   for (;;) {
-    snprintf(c->fileName, sizeof c->fileName, "%s%u%s", base, c->fileIndex, extension);
-    SetFilePath(c);
+    const uint32_t number = c->fileIndex;
+    OSStatus status = SetFileName(c, base, std::to_string(number).c_str(), extension);
+    if (status != kNoErr) return status;
     c->fileIndex++;
     if (c->maxFileIndex != 0 && c->fileIndex >= c->maxFileIndex) c->fileIndex = 0;
-    OSStatus status = SegmentFile::CreateExclusive(c->filePath, &c->file);
-    if (status != EEXIST) return status;
+    {
+      InterruptsHeld held;
+      status = SegmentFile::CreateExclusive(c->filePath, &c->file);
+      if (status == kNoErr) IncompleteFileBegin(IncompleteFile::kSegment, c->filePath);
+    }
+    if (status != EEXIST) {
+      // A file that could not be created keeps its number: the next try uses the same name.
+      if (status != kNoErr) c->fileIndex = number;
+      return status;
+    }
     if (c->fileIndex == start) {
       OutputMessage(0,
                     "we've wrapped the entire sequence without finding a valid header.- aborting");
@@ -89,10 +103,13 @@ void SetFilePath(ChunkFile* c) {
 
 [[nodiscard]] OSStatus OpenSingleFile(ChunkFile* c) {
   if (c->file) return kNoErr;  // the one file stays open for the whole run
-  snprintf(c->fileName, sizeof c->fileName, "%s%s", c->baseName ? c->baseName : "main",
-           c->extension ? c->extension->c_str() : ".ts");
-  SetFilePath(c);
-  return SegmentFile::CreateExclusive(c->filePath, &c->file);
+  OSStatus status = SetFileName(c, c->baseName ? c->baseName : "main", "",
+                                c->extension ? c->extension->c_str() : ".ts");
+  if (status != kNoErr) return status;
+  InterruptsHeld held;
+  status = SegmentFile::CreateExclusive(c->filePath, &c->file);
+  if (status == kNoErr) IncompleteFileBegin(IncompleteFile::kSegment, c->filePath);
+  return status;
 }
 
 // Sets up the key, IV and encryptor for the file just opened.
@@ -107,7 +124,10 @@ void SetFilePath(ChunkFile* c) {
       c->keyChanged = true;
       if (!c->ivSequence) c->bytesSinceIVChange = c->ivRotationBytes + 1;  // new key, new IV
     } else {
+      // Going on with the previous key would break the rotation promised: the stream ends
+      // here like a segment that could not be written.
       OutputMessage(0, "Error %d generating new crypt key with CryptKeyCreateFromBase", status);
+      return status;
     }
   }
   if (!c->aes128) {
@@ -160,9 +180,15 @@ void SetFilePath(ChunkFile* c) {
   c->plainBytesWritten = 0;
   c->writeError = kNoErr;
   OSStatus status = c->singleFile ? OpenSingleFile(c) : OpenNamedFile(c);
-  // Every write retries a failed open; say why once, not once per write.
+  // Every write retries a failed open; say why once, not once per write. A directory that is
+  // missing or not writable is named as such.
   if (status > 0 && status != c->openError) {
-    OutputMessage(0, "cannot create %s: %s", c->filePath, strerror(status));
+    if (c->directory &&
+        (status == ENOENT || status == EACCES || status == ENOTDIR || status == EROFS)) {
+      OutputMessage(0, "cannot create files in %s: %s", c->directory, strerror(status));
+    } else {
+      OutputMessage(0, "cannot create %s: %s", c->filePath, strerror(status));
+    }
   }
   c->openError = status;
   if (status != kNoErr) return status;
@@ -181,6 +207,7 @@ void SetFilePath(ChunkFile* c) {
     // A failed open leaves no file open and no empty file behind.
     c->file.reset();
     unlink(c->filePath);
+    IncompleteFileDone(IncompleteFile::kSegment);
   }
   return status;
 }
@@ -270,6 +297,9 @@ void NoteWriteError(ChunkFile* c, OSStatus error) {
       OutputMessage(1, "Finalized %s", c->filePath);
       NoteWriteError(c, c->file->Close());
       c->file.reset();
+      // A segment that could not be completed (a full disk) is not left behind.
+      if (c->writeError != kNoErr) unlink(c->filePath);
+      IncompleteFileDone(IncompleteFile::kSegment);
     } else {
       NoteWriteError(c, c->file->Flush());
     }
@@ -277,6 +307,7 @@ void NoteWriteError(ChunkFile* c, OSStatus error) {
     // Nothing was written: no file, no entry; the number is not reused.
     c->file.reset();
     unlink(c->filePath);
+    IncompleteFileDone(IncompleteFile::kSegment);
   }
   if (c->bufferInMemory) {
     c->buffer.reset();
@@ -504,6 +535,9 @@ OSStatus ChunkFileReleaseSecs(ChunkFile* c, double lastSeconds, double totalSeco
   }
   // A stream whose last segment could not even be created has failed too.
   if (status == kNoErr) status = c->openError;
+  // The playlists that are written at the end: a failure there fails the stream.
+  if (status == kNoErr) status = c->indexFile->Finish();
+  if (status == kNoErr && c->iframeIndexFile) status = c->iframeIndexFile->Finish();
   // A failed stream leaves no playlist that would look complete.
   if (status != kNoErr) {
     c->indexFile->Abandon();
@@ -516,7 +550,13 @@ OSStatus ChunkFileReleaseSecs(ChunkFile* c, double lastSeconds, double totalSeco
 }
 
 void ChunkFileAbandon(ChunkFile* c) {
+  // The open segment is incomplete: it goes with the stream.
+  if (c->file && !c->singleFile) {
+    c->file.reset();
+    unlink(c->filePath);
+  }
   c->file.reset();
+  IncompleteFileDone(IncompleteFile::kSegment);
   CryptKeyDestroyState(&c->keyState);
   c->indexFile->Abandon();
   if (c->iframeIndexFile) c->iframeIndexFile->Abandon();

@@ -11,6 +11,7 @@
 #include <ctime>
 #include <new>
 
+#include "common/incomplete_files.h"
 #include "log/output.h"
 
 const char* gCryptKeyRandomDevice = "/dev/random";
@@ -74,17 +75,27 @@ OSStatus CryptKeyCreateRandomFromBase(CryptKeyState* state, const char* director
     key->path = JoinOrName(directory, *key->fileName);
     key->url = JoinOrName(urlPrefix, *key->fileName);
     // O_EXCL: an existing key file is never overwritten, even one that appears meanwhile.
-    int fd = open(key->path->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    // Readable by the owner alone: the operator widens access where a key server needs it.
+    int fd = -1;
+    {
+      InterruptsHeld held;
+      fd = open(key->path->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+      if (fd >= 0) IncompleteFileBegin(IncompleteFile::kKey, key->path->c_str());
+    }
     if (fd >= 0) {
+      errno = 0;
       bool written = write(fd, key->keyBytes.get(), kAes128KeyLength) ==
                      static_cast<ssize_t>(kAes128KeyLength);
-      if (close(fd) != 0) written = false;
-      if (!written) {
+      int error = written ? 0 : (errno != 0 ? errno : ENOSPC);  // a short write: no room
+      if (close(fd) != 0 && error == 0) error = errno;
+      if (error != 0) {
         // Leave no key file that does not hold the key.
-        OutputMessage(0, "cannot write crypt key file %s: %s", key->path->c_str(), strerror(errno));
+        OutputMessage(0, "cannot write crypt key file %s: %s", key->path->c_str(), strerror(error));
         unlink(key->path->c_str());
-        return errno ? errno : EIO;
+        IncompleteFileDone(IncompleteFile::kKey);
+        return error;
       }
+      IncompleteFileDone(IncompleteFile::kKey);
       state->keyNumber = n + 1;
       *out = key.release();
       return kNoErr;

@@ -1,6 +1,7 @@
 #include "webvtt/webvtt_parser.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <new>
 
@@ -384,6 +385,9 @@ OSStatus WebVTTParserReadByteStream(WebVTTParser* parser, MxByteStream* stream) 
 
   if (!parser->partialLine) return kNoErr;  // a last block without a blank line stays unparsed
   status = FinishPartialLine(parser, 0);
+  // The file's one line, unterminated and without a signature, asks to be fed again when
+  // there is nothing left to feed: no cue can come of it.
+  if (status == kFeedLineAgain) status = QorSignalErrorAt(kWebVTTErrMalformedCue);
   if (status == kNoErr && !parser->cueLines.empty() && parser->state == kStateCues)
     status = ParseCueBlock(parser);
   parser->state = kStateSignature;
@@ -431,6 +435,8 @@ OSStatus WebVTTParseTimestamp(WebVTTParser* parser, const char** cursor, size_t*
     SkipBlanks(&p, &r);
     if (spaceSeen) *spaceSeen = r < before;
   }
+  // Hours with hundreds of digits overflow to infinity; such a time is malformed.
+  if (!std::isfinite(value)) return QorSignalErrorAt(kWebVTTErrMalformedTimestamp);
   *cursor = p;
   *remaining = r;
   *seconds = value;

@@ -134,8 +134,8 @@ TEST(BadInput, FailuresAndTheirStatuses) {
   RunResult r =
       RunTool({"hlsvtt", "--no-output-timestamps", "-f", dir / "nowhere", dir / "one.vtt"});
   EXPECT_EQ(r.status, 2);
-  EXPECT_TRUE(r.out.starts_with("cannot create " + (dir / "nowhere") +
-                                "/fileSequence0.webvtt: No such file or directory\n"))
+  EXPECT_TRUE(r.out.starts_with("cannot create files in " + (dir / "nowhere") +
+                                ": No such file or directory\n"))
       << r.out;
   // A cue block with zero end time ends the read: status 47 and no playlist.
   SegmentRun zero("WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:00.000 --> 00:00.000\nB\n\n", {});

@@ -64,7 +64,7 @@ TEST(ChunkFile, UnwritableOutputDirectoryGivesTheSystemError) {
   ASSERT_NE(chunk, nullptr);
   EXPECT_EQ(ChunkFileWriteData(chunk, "x", 1), ENOTDIR);
   EXPECT_EQ(ChunkFileWriteData(chunk, "y", 1), ENOTDIR);
-  EXPECT_EQ(log.Text(), "cannot create " + blocked + "/fileSequence0.ts: Not a directory\n");
+  EXPECT_EQ(log.Text(), "cannot create files in " + blocked + ": Not a directory\n");
   EXPECT_EQ(ChunkFileReleaseSecs(chunk, 0, 0), ENOTDIR);  // the run fails too
   EXPECT_EQ(ReadFile(dir / "file"), "in the way");
 }

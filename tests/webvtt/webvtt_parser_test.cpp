@@ -99,7 +99,7 @@ TEST(WebVTTParser, SourcesAndTheirCues) {
       {"bad fraction", "WEBVTT\n\n00:01.0x0 --> 00:02.000\nA\n\n", {}},
       {"three-digit minutes need hours", "WEBVTT\n\n100:01.000 --> 100:02.000\nA\n\n", {}},
       {"timestamp glued to text", "WEBVTT\n\n00:01.000x --> 00:02.000\nA\n\n", {}},
-      {"single unterminated line without signature", "garbage", {}, 5, 1},
+      {"single unterminated line without signature", "garbage", {}, kWebVTTErrMalformedCue, 1},
       {"empty file", "", {}, kMxErrEndOfStream, 1},
   };
   for (const Case& c : cases) {

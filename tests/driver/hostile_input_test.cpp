@@ -1,0 +1,253 @@
+// Hostile sources and option values: every one ends with a message and a status, quickly, and
+// without unbounded output or a file that would have to be truncated.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include "driver/schedule_size.h"
+#include "media/core/memory_byte_stream.h"
+#include "test_support.h"
+#include "webvtt/webvtt_parser.h"
+
+namespace {
+
+std::string Cue(const std::string& start, const std::string& end, const std::string& text) {
+  return start + " --> " + end + "\n" + text + "\n\n";
+}
+
+std::string Time(long seconds, int millis = 0) {
+  char text[32];
+  snprintf(text, sizeof text, "%02ld:%02ld:%02ld.%03d", seconds / 3600, seconds / 60 % 60,
+           seconds % 60, millis);
+  return text;
+}
+
+// Runs the tool on `source` into an empty out/ (made unless `makeOut` is false) under a time
+// limit, so that a run that never ends fails the test instead of hanging it.
+struct ToolRun {
+  ScratchDir dir;
+  RunResult result;
+  ToolRun(const std::string& source, const std::vector<std::string>& options,
+          const std::string& name = "in.vtt") {
+    WriteFile(dir / name, source);
+    RunShell("mkdir -p '" + (dir / "out") + "'");
+    std::vector<std::string> args{"/usr/bin/timeout",       "60", ToolPath(),
+                                  "--no-output-timestamps", "-f", dir / "out"};
+    args.insert(args.end(), options.begin(), options.end());
+    args.push_back(dir / name);
+    result = RunBinary("/usr/bin/timeout", args);
+  }
+  std::vector<std::string> Files() const { return ListDir(dir / "out"); }
+};
+
+TEST(HostileInput, RefusedSourcesAndOptionsWriteNothing) {
+  const std::string oneCue = "WEBVTT\n\n" + Cue("00:01.000", "00:02.000", "A");
+  const std::string spanning = "WEBVTT\n\n" + Cue("00:00.000", "1000000000:00:00.000", "forever") +
+                               Cue("999999999:00:00.000", "999999999:00:01.000", "late");
+  // 600 cues that all last the whole hour: each is repeated in every one of 3600 segments.
+  std::string overlapping = "WEBVTT\n\n";
+  for (int i = 0; i < 600; i++) overlapping += Cue(Time(i), "01:00:00.000", "x");
+  overlapping += Cue("00:59:59.000", "01:00:00.000", "end");
+  struct Case {
+    const char* name;
+    std::string source;
+    std::vector<std::string> options;
+    int status;
+    std::string message;  // in standard output (the log) or standard error
+  } cases[] = {
+      {"cues on a zero grid", oneCue, {"-t", "0"}, 56, "a target duration of 0"},
+      {"-t wrapping to zero", oneCue, {"-t", "4294967296"}, 56, "a target duration of 0"},
+      {"a cue spanning 10^9 hours", spanning, {}, 56, "refused: its 2 cues would need"},
+      {"overlapping cues", overlapping, {"-t", "1"}, 56, "refused: its 601 cues would need"},
+      {"infinite duration", oneCue, {"-D", "inf"}, 56, "illegal duration inf"},
+      {"line break in -b", oneCue, {"-b", "http://a\n#EXT-X-ENDLIST"}, 56, "-b contains"},
+      {"line break in -K", oneCue, {"-K", "k\r\nx"}, 56, "-K contains"},
+      {"line break in -i", oneCue, {"-i", "a\nb.m3u8"}, 56, "-i contains"},
+      {"tab in -B", oneCue, {"-B", "seq\t"}, 56, "-B contains"},
+      {"escape in -n", oneCue, {"-n", "k\x1b"}, 56, "-n contains"},
+      {"line break in -s", oneCue, {"-s", "s\n.m3u8"}, 56, "-s contains"},
+      {"empty source", "", {}, 47, "in.vtt: cannot read the source: the file is empty"},
+      {"cue ending at 0",
+       "WEBVTT\n\n" + Cue("00:00.000", "00:00.000", "z"),
+       {},
+       47,
+       "in.vtt: cannot read the source: a cue ends at 0"},
+      {"no line at all", "garbage without a line end", {}, 47, "in.vtt: cannot read the source"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const auto began = std::chrono::steady_clock::now();
+    ToolRun run(c.source, c.options);
+    EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(10));
+    EXPECT_EQ(run.result.status, c.status);
+    EXPECT_NE((run.result.out + run.result.err).find(c.message), std::string::npos)
+        << run.result.out << run.result.err;
+    EXPECT_TRUE(run.Files().empty());
+  }
+}
+
+TEST(HostileInput, SourcesThatAreReadWithAMessage) {
+  // A cue whose hours overflow to infinity is malformed and dropped; the others are written.
+  const std::string infinite =
+      "WEBVTT\n\n" + Cue("00:01.000", "00:02.000", "A") +
+      Cue(std::string(400, '9') + ":00:00.000", std::string(400, '9') + ":00:01.000", "never") +
+      Cue(std::string(400, '9') + ":00:00.000", "00:00:05.000", "never");
+  ToolRun dropped(infinite, {"-t", "10"});
+  EXPECT_EQ(dropped.result.status, 0);
+  EXPECT_EQ(dropped.Files(), (std::vector<std::string>{"fileSequence0.webvtt", "prog_index.m3u8"}));
+  EXPECT_EQ(ReadFile(dropped.dir / "out/fileSequence0.webvtt").find("never"), std::string::npos);
+
+  // UTF-16 text is not read: no cues, status 0, and a progress message naming the source.
+  std::string utf16 = "\xff\xfe";
+  for (char ch : "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n") utf16 += std::string{ch, '\0'};
+  ToolRun wide(utf16, {});
+  EXPECT_EQ(wide.result.status, 0);
+  EXPECT_NE(wide.result.out.find(wide.dir / "in.vtt" + ": no cues found"), std::string::npos)
+      << wide.result.out;
+  EXPECT_TRUE(wide.Files().empty());
+}
+
+TEST(HostileInput, OverlongPathsAreRefusedBeforeAnythingIsWritten) {
+  ScratchDir dir;
+  WriteFile(dir / "in.vtt", "WEBVTT\n\n" + Cue("00:01.000", "00:02.000", "A"));
+  RunShell("mkdir -p '" + (dir / "keys") + "'");
+  // A deep directory whose path alone takes 1000 bytes; it exists, so only the length counts.
+  std::string deep = dir.path();
+  while (deep.size() < 1000)
+    deep += "/" + std::string(std::min<size_t>(200, 1000 - deep.size()), 'd');
+  ASSERT_EQ(RunShell("mkdir -p '" + deep + "'"), 0);
+  struct Case {
+    const char* name;
+    std::vector<std::string> options;
+    std::string message;
+  } cases[] = {
+      {"-f", {"-f", deep}, "segment path made from -f and -B is too long"},
+      {"-f and -i", {"-f", dir.path(), "-i", std::string(1000, 'i')}, "-f and -i"},
+      {"-B", {"-f", dir.path(), "-B", std::string(250, 'b')}, "segment name made from -f and -B"},
+      {"-n", {"-f", dir.path(), "-k", dir / "keys", "-n", std::string(250, 'n')}, "-k and -n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::vector<std::string> args{"hlsvtt", "-q"};
+    args.insert(args.end(), c.options.begin(), c.options.end());
+    args.push_back(dir / "in.vtt");
+    RunResult r = RunTool(args);
+    EXPECT_EQ(r.status, 36);
+    EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
+    EXPECT_EQ(ListDir(dir.path()),
+              (std::vector<std::string>{"d" + std::string(199, 'd'), "in.vtt", "keys"}));
+    EXPECT_TRUE(ListDir(dir / "keys").empty());
+    EXPECT_TRUE(ListDir(deep).empty());
+  }
+}
+
+TEST(HostileInput, OutputFailuresNameTheDirectoryAndTheSource) {
+  // A missing output directory is named once; the failure names the source, not a segment.
+  ToolRun missing(
+      "WEBVTT\n\n" + Cue("00:01.000", "00:02.000", "A") + Cue("00:11.000", "00:12.000", "B"),
+      {"-t", "10", "-f", "/nonexistent/out"});
+  EXPECT_EQ(missing.result.status, 2);
+  const std::string& log = missing.result.out;
+  EXPECT_NE(log.find("cannot create files in /nonexistent/out: No such file or directory"),
+            std::string::npos)
+      << log;
+  EXPECT_EQ(log.find("/nonexistent/out", log.find("/nonexistent/out") + 1), std::string::npos)
+      << log;
+  EXPECT_NE(log.find("file " + missing.dir / "in.vtt"), std::string::npos) << log;
+
+  // A segment cut short by a full disk (a file-size limit here) is removed, not left behind.
+  ScratchDir dir;
+  std::string source = "WEBVTT\n\n";
+  for (int i = 0; i < 60; i++) source += Cue(Time(i), Time(i, 500), std::string(100, 'x'));
+  WriteFile(dir / "in.vtt", source);
+  std::string out;
+  int status = RunShell("ulimit -f 4; '" + ToolPath() + "' -q -t 100 -f '" + dir.path() + "' '" +
+                            (dir / "in.vtt") + "' 2>&1",
+                        &out);
+  EXPECT_NE(status, 0);
+  EXPECT_NE(out.find("File too large"), std::string::npos) << out;
+  EXPECT_EQ(ListDir(dir.path()), (std::vector<std::string>{"in.vtt"}));
+}
+
+TEST(HostileInput, AnInterruptedRunLeavesNoPartialFileAndNoPlaylist) {
+  ScratchDir dir;
+  std::string source = "WEBVTT\n\n";
+  const std::string text(2000, 't');
+  for (long i = 0; i < 20000; i++) source += Cue(Time(i), Time(i, 500), text);
+  WriteFile(dir / "in.vtt", source);
+  RunShell("mkdir '" + (dir / "out") + "'");
+  pid_t pid = fork();
+  if (pid == 0) {
+    execl(ToolPath().c_str(), "hlsvtt", "-q", "-t", "1", "-f", (dir / "out").c_str(),
+          (dir / "in.vtt").c_str(), nullptr);
+    _exit(127);
+  }
+  // Interrupt once a few hundred segments exist.
+  while (ListDir(dir / "out").size() < 300)
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  int wstatus = 0;
+  ASSERT_EQ(waitpid(pid, &wstatus, WNOHANG), 0) << "the run ended before it was interrupted";
+  kill(pid, SIGINT);
+  waitpid(pid, &wstatus, 0);
+  ASSERT_TRUE(WIFEXITED(wstatus));
+  EXPECT_EQ(WEXITSTATUS(wstatus), 128 + SIGINT);
+  const std::string header = "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:900000,LOCAL:00:00:00.000\n\n";
+  for (const std::string& name : ListDir(dir / "out")) {
+    SCOPED_TRACE(name);
+    ASSERT_TRUE(name.starts_with("fileSequence") && name.ends_with(".webvtt"));
+    const std::string segment = ReadFile(dir / "out/" + name);
+    EXPECT_TRUE(segment.starts_with(header)) << segment.size();
+    EXPECT_TRUE(segment.ends_with(text + "\n\n"));
+  }
+}
+
+// The measured schedule matches what runs within the limits really write: segment files, and
+// cue copies counted by their timing lines.
+TEST(HostileInput, ScheduleSizeMatchesWhatIsWritten) {
+  struct Case {
+    std::string cues;
+    std::string target;
+  } cases[] = {
+      {Cue("00:01.000", "00:03.000", "A") + Cue("00:25.000", "00:27.000", "B"), "10"},
+      {Cue("00:01.000", "00:02.000", "A") + Cue("00:08.000", "00:32.000", "long") +
+           Cue("00:10.000", "00:10.500", "at ten") + Cue("00:35.000", "00:36.000", "D"),
+       "10"},
+      {Cue("00:00.000", "10:00:00.000", "long") + Cue("00:05.000", "00:06.000", "B") +
+           Cue("00:30:00.000", "00:30:01.000", "C"),
+       "7"},
+      {Cue("00:05.000", "00:01.000", "backwards") + Cue("00:10.000", "00:20.000", "edge") +
+           Cue("00:20.000", "00:21.000", "on the line"),
+       "10"},
+  };
+  for (const Case& c : cases) {
+    const std::string source = "WEBVTT\n\n" + c.cues;
+    ToolRun run(source, {"-t", c.target});
+    ASSERT_EQ(run.result.status, 0);
+    double segments = 0, copies = 0;
+    for (const std::string& name : run.Files()) {
+      if (!name.ends_with(".webvtt")) continue;
+      segments++;
+      const std::string text = ReadFile(run.dir / "out/" + name);
+      for (size_t at = 0; (at = text.find("-->", at)) != std::string::npos; at += 3) copies++;
+    }
+    WebVTTParser* parser = nullptr;
+    ASSERT_EQ(WebVTTParserCreate(&parser, 0), kNoErr);
+    MxByteStreamRef stream;
+    ASSERT_EQ(MxByteStreamCreateForMemory(reinterpret_cast<const uint8_t*>(source.data()),
+                                          source.size(), &stream),
+              kNoErr);
+    ASSERT_EQ(WebVTTParserReadByteStream(parser, stream.get()), kNoErr);
+    const ScheduleSize size = MeasureSchedule(*WebVTTParserGetCueQueue(parser),
+                                              static_cast<uint32_t>(std::stoul(c.target)));
+    EXPECT_EQ(size.segments, segments) << c.cues;
+    EXPECT_EQ(size.cueCopies, copies) << c.cues;
+    EXPECT_EQ(WebVTTParserRelease(parser), kNoErr);
+  }
+}
+
+}  // namespace
