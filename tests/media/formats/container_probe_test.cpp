@@ -191,6 +191,12 @@ TEST_F(ContainerProbeTest, TracksAndDurationAgreeWithFfprobe) {
     std::set<uint32_t> ids;
     for (const ProbedTrack& track : probe.tracks) ids.insert(track.trackID);
     EXPECT_EQ(ids.size(), probe.tracks.size()) << "track IDs are unique";
+    // The whole tool reads the file through the registry and finds nothing to segment.
+    ScratchDir out;
+    const RunResult run = RunTool({"hlsvtt", "-f", out.path(), Path(c.name)});
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_NE((run.out + run.err).find("No subtitle tracks found."), std::string::npos);
+    EXPECT_TRUE(ListDir(out.path()).empty());
   }
 }
 
