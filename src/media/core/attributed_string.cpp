@@ -12,17 +12,21 @@ const std::shared_ptr<const MxDictionary>& EmptyAttributes() {
 }
 
 // `base` with the keys of `added` set to their values there. When that changes nothing (every
-// key is there already with an equal value of the same kind), `base` itself.
+// key is there already with an equal value of the same kind), `base` itself. `differs` (if given)
+// tells whether the answer compares unequal to `base`.
 std::shared_ptr<const MxDictionary> Merge(const std::shared_ptr<const MxDictionary>& base,
-                                          const MxDictionary& added) {
-  bool changes = false;
+                                          const MxDictionary& added, bool* differs = nullptr) {
+  bool changes = false, unequal = false;
   for (const auto& [key, value] : added) {
     auto it = base->find(key);
-    if (it == base->end() || it->second.v.index() != value.v.index() || !(it->second == value)) {
-      changes = true;
+    if (it == base->end() || !(it->second == value)) {
+      changes = unequal = true;
       break;
     }
+    // An integer equals the same whole double, yet the merge stores the added kind.
+    changes = changes || it->second.v.index() != value.v.index();
   }
+  if (differs) *differs = unequal;
   if (!changes) return base;
   MxDictionary merged = *base;
   for (const auto& [key, value] : added) merged.insert_or_assign(key, value);
@@ -36,7 +40,8 @@ const MxAttributeMergeCache::Shared& MxAttributeMergeCache::Merged(const Shared&
   for (const Entry& entry : entries_) {
     if (entry.base == base && entry.added == added) return entry.merged;
   }
-  Entry entry{base, added, Merge(base, *added)};
+  Entry entry{base, added, nullptr, false};
+  entry.merged = Merge(base, *added, &entry.differs);
   if (entries_.size() < kCapacity) {
     entries_.push_back(std::move(entry));
     return entries_.back().merged;
@@ -45,6 +50,16 @@ const MxAttributeMergeCache::Shared& MxAttributeMergeCache::Merged(const Shared&
   next_ = (next_ + 1) % kCapacity;
   slot = std::move(entry);
   return slot.merged;
+}
+
+bool MxAttributeMergeCache::KnownDifferent(const MxDictionary* a, const MxDictionary* b) const {
+  for (const Entry& entry : entries_) {
+    if (!entry.differs) continue;
+    if ((entry.base.get() == a && entry.merged.get() == b) ||
+        (entry.base.get() == b && entry.merged.get() == a))
+      return true;
+  }
+  return false;
 }
 
 OSStatus MxAttributedStringCreate(MxAllocator* allocator, std::u16string text,
@@ -88,7 +103,7 @@ bool MxAttributedString::ValidRange(MxRange range) const {
 
 // Runs from..to (inclusive) that equal the run before them join it, so runs stay few however
 // often styles are applied; only the runs a change touched need looking at.
-void MxAttributedString::Coalesce(size_t from, size_t to) {
+void MxAttributedString::Coalesce(size_t from, size_t to, const MxAttributeMergeCache* cache) {
   if (runs_.empty()) return;
   from = std::max<size_t>(from, 1);
   to = std::min(to, runs_.size() - 1);
@@ -96,9 +111,9 @@ void MxAttributedString::Coalesce(size_t from, size_t to) {
   size_t write = from;
   for (size_t read = from; read <= to; ++read) {
     const Run& previous = runs_[write - 1];
-    if (previous.attributes == runs_[read].attributes ||
-        *previous.attributes == *runs_[read].attributes)
-      continue;
+    const MxDictionary* a = previous.attributes.get();
+    const MxDictionary* b = runs_[read].attributes.get();
+    if (a == b || ((cache == nullptr || !cache->KnownDifferent(a, b)) && *a == *b)) continue;
     if (write != read) runs_[write] = std::move(runs_[read]);
     ++write;
   }
@@ -161,6 +176,6 @@ OSStatus MxAttributedString::AddAttributes(MxRange range,
   size_t last = SplitAt(range.End());
   for (size_t i = first; i < last; ++i)
     runs_[i].attributes = cache->Merged(runs_[i].attributes, attributes);
-  Coalesce(first, last);
+  Coalesce(first, last, cache);
   return kNoErr;
 }

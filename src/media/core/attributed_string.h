@@ -21,11 +21,15 @@ class MxAttributeMergeCache {
   using Shared = std::shared_ptr<const MxDictionary>;
   // The attributes of `base` with every key of `added` set to its value there.
   const Shared& Merged(const Shared& base, const Shared& added);
+  // Whether `a` and `b` are known to compare unequal: one was made from the other by a merge that
+  // changed a value. False says nothing.
+  bool KnownDifferent(const MxDictionary* a, const MxDictionary* b) const;
 
  private:
   static constexpr size_t kCapacity = 16;
   struct Entry {
     Shared base, added, merged;
+    bool differs;  // merged compares unequal to base
   };
   std::vector<Entry> entries_;
   size_t next_ = 0;  // the entry replaced next once the cache is full
@@ -72,7 +76,7 @@ class MxAttributedString final : public MxObject {
   size_t RunIndexAt(int64_t index) const;
   size_t SplitAt(int64_t index);
   bool ValidRange(MxRange range) const;
-  void Coalesce(size_t from, size_t to);
+  void Coalesce(size_t from, size_t to, const MxAttributeMergeCache* cache = nullptr);
 
   std::u16string text_;
   std::vector<Run> runs_;  // sorted by start; the first starts at 0 (none for an empty text)

@@ -79,9 +79,13 @@ OSStatus MakeSampleText(const uint8_t* bytes, size_t size, SampleText* out) {
   if (status != kNoErr) return status;
 
   // Only one kind of pair is normalised per sample: CR LF when there is one, else LF CR.
-  char16_t first = u'\r', second = u'\n';
-  if (units.find(u"\r\n") == std::u16string::npos) std::swap(first, second);
-  bool normalise = units.find(std::u16string{first, second}) != std::u16string::npos;
+  bool crlf = false, lfcr = false;
+  for (size_t i = 0; i + 1 < units.size() && !crlf; ++i) {
+    crlf = units[i] == u'\r' && units[i + 1] == u'\n';
+    lfcr = lfcr || (units[i] == u'\n' && units[i + 1] == u'\r');
+  }
+  const char16_t first = crlf ? u'\r' : u'\n', second = crlf ? u'\n' : u'\r';
+  const bool normalise = crlf || lfcr;
 
   out->breaks.clear();
   out->unitOffsets.clear();

@@ -71,7 +71,9 @@ TEST(AttributedString, AddingThroughAMergeCacheMatchesAddingCopies) {
   MxAttributedStringRef cached, copied;
   for (int step = 0; step < 200; ++step) {
     if (step % 10 == 0) {
-      if (cached) EXPECT_EQ(RunsOf(*cached), RunsOf(*copied)) << step;
+      if (cached) {
+        EXPECT_EQ(RunsOf(*cached), RunsOf(*copied)) << step;
+      }
       ASSERT_EQ(MxAttributedStringCreate(nullptr, u"abcdefghij", base, &cached), kNoErr);
       ASSERT_EQ(MxAttributedStringCreate(nullptr, u"abcdefghij", base.get(), &copied), kNoErr);
     }
