@@ -1,5 +1,6 @@
 #include "webvtt/text_track_converter.h"
 
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -17,13 +18,12 @@ bool AttributeIsTrue(const MxDictionary* attributes, const char* key) {
   return flag && *flag;
 }
 
-// Writes UTF-8 text with "<", ">" and "&" as entities; every other byte as it is, newlines
-// included. Plain stretches go out in one write each: the bytes are the same as writing them one
-// at a time, and the chunk file sees fewer calls.
-OSStatus WriteEscaped(ChunkFile* chunk, std::string_view text) {
+// Appends UTF-8 text with "<", ">" and "&" as entities; every other byte as it is, newlines
+// included.
+void AppendEscaped(std::string* out, std::string_view text) {
   size_t plainStart = 0;
   for (size_t i = 0; i < text.size(); ++i) {
-    const char* entity = nullptr;
+    std::string_view entity;
     switch (text[i]) {
       case '<':
         entity = "&lt;";
@@ -37,59 +37,20 @@ OSStatus WriteEscaped(ChunkFile* chunk, std::string_view text) {
       default:
         continue;
     }
-    if (i > plainStart) {
-      if (OSStatus status = ChunkFileWriteData(chunk, text.data() + plainStart, i - plainStart))
-        return status;
-    }
-    if (OSStatus status = ChunkFileWriteData(chunk, entity, std::char_traits<char>::length(entity)))
-      return status;
+    out->append(text.data() + plainStart, i - plainStart);
+    out->append(entity);
     plainStart = i + 1;
   }
-  if (text.size() > plainStart)
-    return ChunkFileWriteData(chunk, text.data() + plainStart, text.size() - plainStart);
-  return kNoErr;
+  out->append(text.data() + plainStart, text.size() - plainStart);
 }
 
-// The cue text, attribute run by attribute run: tags open in the order b, i, u and close in
-// reverse within each run, so no tag stays open across runs.
-OSStatus WritePayload(ChunkFile* chunk, const MxAttributedString& text) {
-  static const struct {
-    const char* key;
-    const char* open;
-    const char* close;
-  } kTags[] = {{kMxTextMarkupAttribute_BoldStyle, "<b>", "</b>"},
-               {kMxTextMarkupAttribute_ItalicStyle, "<i>", "</i>"},
-               {kMxTextMarkupAttribute_UnderlineStyle, "<u>", "</u>"}};
-  const int64_t length = text.length();
-  int64_t position = 0;
-  while (position < length) {
-    MxRange run{position, length - position};
-    const MxDictionary* attributes =
-        text.AttributesAtIndex(position, MxRange{position, length - position}, &run);
-    if (run.End() <= position) run = MxRange{position, length - position};
-    bool opened[3] = {};
-    for (int t = 0; t < 3; ++t) {
-      opened[t] = attributes != nullptr && AttributeIsTrue(attributes, kTags[t].key);
-      if (opened[t]) {
-        if (OSStatus status = ChunkFileWriteData(chunk, kTags[t].open, 3)) return status;
-      }
-    }
-    std::string utf8;
-    if (MxTextCreateUTF8FromUTF16(text.string().data() + position, size_t(run.End() - position),
-                                  &utf8) != kNoErr) {
-      OutputMessage(0, "couldn't create string");
-    } else if (OSStatus status = WriteEscaped(chunk, utf8)) {
-      return status;
-    }
-    for (int t = 2; t >= 0; --t) {
-      if (opened[t]) {
-        if (OSStatus status = ChunkFileWriteData(chunk, kTags[t].close, 4)) return status;
-      }
-    }
-    position = run.End();
-  }
-  return kNoErr;
-}
+const struct {
+  const char* key;
+  const char* open;
+  const char* close;
+} kTags[] = {{kMxTextMarkupAttribute_BoldStyle, "<b>", "</b>"},
+             {kMxTextMarkupAttribute_ItalicStyle, "<i>", "</i>"},
+             {kMxTextMarkupAttribute_UnderlineStyle, "<u>", "</u>"}};
 
 class TrackConverter {
  public:
@@ -112,19 +73,74 @@ class TrackConverter {
     } else if (!segmentOpen_) {
       status = WriteSegmentHeader(chunk_, timestampMapValue_);
     }
-    if (status == kNoErr) status = WriteTimestamp(chunk_, start);
-    if (status == kNoErr) status = ChunkFileWriteData(chunk_, " --> ", 5);
-    if (status == kNoErr) status = WriteTimestamp(chunk_, end);
-    if (status == kNoErr) status = ChunkFileWriteData(chunk_, "\n", 1);
-    if (status == kNoErr) status = WritePayload(chunk_, text);
-    if (status == kNoErr) status = ChunkFileWriteData(chunk_, "\n\n", 2);
     segmentOpen_ = true;
-    return status;
+    if (status != kNoErr) return status;
+    // The cue goes out in one write: the same bytes as writing its parts one by one.
+    char time[20];
+    cue_.assign(time, static_cast<size_t>(FormatWebVTTTimestamp(start, time)));
+    cue_.append(" --> ");
+    cue_.append(time, static_cast<size_t>(FormatWebVTTTimestamp(end, time)));
+    cue_.push_back('\n');
+    AppendPayload(text);
+    cue_.append("\n\n");
+    return ChunkFileWriteData(chunk_, cue_.data(), cue_.size());
   }
 
   double segmentStart() const { return segmentStart_; }
 
  private:
+  // The tags a run's attributes open: bold, italic, underline, in that order.
+  struct Tags {
+    bool on[3];
+  };
+  // Runs of many cues share a few dictionaries, so the tags of the last few are kept with a
+  // reference to each dictionary, which keeps its address from being reused.
+  Tags TagsOf(const std::shared_ptr<const MxDictionary>& attributes) {
+    if (!attributes) return {};
+    for (const KnownTags& known : knownTags_) {
+      if (known.attributes == attributes) return known.tags;
+    }
+    Tags tags{};
+    for (int t = 0; t < 3; ++t) tags.on[t] = AttributeIsTrue(attributes.get(), kTags[t].key);
+    knownTags_[nextKnown_] = {attributes, tags};
+    nextKnown_ = (nextKnown_ + 1) % std::size(knownTags_);
+    return tags;
+  }
+
+  // Appends the cue text, attribute run by attribute run: tags open in the order b, i, u and
+  // close in reverse within each run, so no tag stays open across runs.
+  void AppendPayload(const MxAttributedString& text) {
+    const int64_t length = text.length();
+    int64_t position = 0;
+    while (position < length) {
+      MxRange run{position, length - position};
+      const Tags tags = TagsOf(
+          text.SharedAttributesAtIndex(position, MxRange{position, length - position}, &run));
+      if (run.End() <= position) run = MxRange{position, length - position};
+      for (int t = 0; t < 3; ++t) {
+        if (tags.on[t]) cue_.append(kTags[t].open, 3);
+      }
+      if (MxTextCreateUTF8FromUTF16(text.string().data() + position, size_t(run.End() - position),
+                                    &utf8_) != kNoErr) {
+        OutputMessage(0, "couldn't create string");
+      } else {
+        AppendEscaped(&cue_, utf8_);
+      }
+      for (int t = 2; t >= 0; --t) {
+        if (tags.on[t]) cue_.append(kTags[t].close, 4);
+      }
+      position = run.End();
+    }
+  }
+
+  struct KnownTags {
+    std::shared_ptr<const MxDictionary> attributes;
+    Tags tags;
+  };
+  KnownTags knownTags_[4];
+  size_t nextKnown_ = 0;
+  std::string utf8_;  // one run's text, reused from run to run
+  std::string cue_;   // one cue, written at once
   ChunkFile* chunk_;
   const double target_;
   const uint64_t timestampMapValue_;

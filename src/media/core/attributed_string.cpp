@@ -11,17 +11,72 @@ const std::shared_ptr<const MxDictionary>& EmptyAttributes() {
   return empty;
 }
 
+// `base` with the keys of `added` set to their values there. When that changes nothing (every
+// key is there already with an equal value of the same kind), `base` itself. `differs` (if given)
+// tells whether the answer compares unequal to `base`.
+std::shared_ptr<const MxDictionary> Merge(const std::shared_ptr<const MxDictionary>& base,
+                                          const MxDictionary& added, bool* differs = nullptr) {
+  bool changes = false, unequal = false;
+  for (const auto& [key, value] : added) {
+    auto it = base->find(key);
+    if (it == base->end() || !(it->second == value)) {
+      changes = unequal = true;
+      break;
+    }
+    // An integer equals the same whole double, yet the merge stores the added kind.
+    changes = changes || it->second.v.index() != value.v.index();
+  }
+  if (differs) *differs = unequal;
+  if (!changes) return base;
+  MxDictionary merged = *base;
+  for (const auto& [key, value] : added) merged.insert_or_assign(key, value);
+  return std::make_shared<const MxDictionary>(std::move(merged));
+}
+
 }  // namespace
 
-OSStatus MxAttributedStringCreate(MxAllocator*, std::u16string text, const MxDictionary* attributes,
+const MxAttributeMergeCache::Shared& MxAttributeMergeCache::Merged(const Shared& base,
+                                                                   const Shared& added) {
+  for (const Entry& entry : entries_) {
+    if (entry.base == base && entry.added == added) return entry.merged;
+  }
+  Entry entry{base, added, nullptr, false};
+  entry.merged = Merge(base, *added, &entry.differs);
+  if (entries_.size() < kCapacity) {
+    entries_.push_back(std::move(entry));
+    return entries_.back().merged;
+  }
+  Entry& slot = entries_[next_];
+  next_ = (next_ + 1) % kCapacity;
+  slot = std::move(entry);
+  return slot.merged;
+}
+
+bool MxAttributeMergeCache::KnownDifferent(const MxDictionary* a, const MxDictionary* b) const {
+  for (const Entry& entry : entries_) {
+    if (!entry.differs) continue;
+    if ((entry.base.get() == a && entry.merged.get() == b) ||
+        (entry.base.get() == b && entry.merged.get() == a))
+      return true;
+  }
+  return false;
+}
+
+OSStatus MxAttributedStringCreate(MxAllocator* allocator, std::u16string text,
+                                  const MxDictionary* attributes, MxAttributedStringRef* out) {
+  return MxAttributedStringCreate(
+      allocator, std::move(text),
+      attributes ? std::make_shared<const MxDictionary>(*attributes) : nullptr, out);
+}
+
+OSStatus MxAttributedStringCreate(MxAllocator*, std::u16string text,
+                                  std::shared_ptr<const MxDictionary> attributes,
                                   MxAttributedStringRef* out) {
   if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   auto* string = new MxAttributedString;
   string->text_ = std::move(text);
-  if (!string->text_.empty()) {
-    string->runs_.push_back(
-        {0, attributes ? std::make_shared<const MxDictionary>(*attributes) : EmptyAttributes()});
-  }
+  if (!string->text_.empty())
+    string->runs_.push_back({0, attributes ? std::move(attributes) : EmptyAttributes()});
   *out = MxAttributedStringRef::Adopt(string);
   return kNoErr;
 }
@@ -48,7 +103,7 @@ bool MxAttributedString::ValidRange(MxRange range) const {
 
 // Runs from..to (inclusive) that equal the run before them join it, so runs stay few however
 // often styles are applied; only the runs a change touched need looking at.
-void MxAttributedString::Coalesce(size_t from, size_t to) {
+void MxAttributedString::Coalesce(size_t from, size_t to, const MxAttributeMergeCache* cache) {
   if (runs_.empty()) return;
   from = std::max<size_t>(from, 1);
   to = std::min(to, runs_.size() - 1);
@@ -56,9 +111,9 @@ void MxAttributedString::Coalesce(size_t from, size_t to) {
   size_t write = from;
   for (size_t read = from; read <= to; ++read) {
     const Run& previous = runs_[write - 1];
-    if (previous.attributes == runs_[read].attributes ||
-        *previous.attributes == *runs_[read].attributes)
-      continue;
+    const MxDictionary* a = previous.attributes.get();
+    const MxDictionary* b = runs_[read].attributes.get();
+    if (a == b || ((cache == nullptr || !cache->KnownDifferent(a, b)) && *a == *b)) continue;
     if (write != read) runs_[write] = std::move(runs_[read]);
     ++write;
   }
@@ -68,7 +123,13 @@ void MxAttributedString::Coalesce(size_t from, size_t to) {
 
 const MxDictionary* MxAttributedString::AttributesAtIndex(int64_t index, MxRange limit,
                                                           MxRange* effective) const {
-  if (index < 0 || index >= length()) return nullptr;
+  return SharedAttributesAtIndex(index, limit, effective).get();
+}
+
+const std::shared_ptr<const MxDictionary>& MxAttributedString::SharedAttributesAtIndex(
+    int64_t index, MxRange limit, MxRange* effective) const {
+  static const std::shared_ptr<const MxDictionary> kNone;
+  if (index < 0 || index >= length()) return kNone;
   size_t i = RunIndexAt(index);
   int64_t start = runs_[i].start;
   int64_t end = i + 1 < runs_.size() ? runs_[i + 1].start : length();
@@ -78,7 +139,7 @@ const MxDictionary* MxAttributedString::AttributesAtIndex(int64_t index, MxRange
     if (hi <= index) hi = index + 1;
     *effective = {lo, hi - lo};
   }
-  return runs_[i].attributes.get();
+  return runs_[i].attributes;
 }
 
 OSStatus MxAttributedString::SetAttributes(MxRange range, const MxDictionary& attributes) {
@@ -99,11 +160,22 @@ OSStatus MxAttributedString::AddAttributes(MxRange range, const MxDictionary& at
   if (range.length == 0) return kNoErr;
   size_t first = SplitAt(range.location);
   size_t last = SplitAt(range.End());
-  for (size_t i = first; i < last; ++i) {
-    MxDictionary merged = *runs_[i].attributes;
-    for (const auto& [key, value] : attributes) merged.insert_or_assign(key, value);
-    runs_[i].attributes = std::make_shared<const MxDictionary>(std::move(merged));
-  }
+  for (size_t i = first; i < last; ++i)
+    runs_[i].attributes = Merge(runs_[i].attributes, attributes);
   Coalesce(first, last);
+  return kNoErr;
+}
+
+OSStatus MxAttributedString::AddAttributes(MxRange range,
+                                           const std::shared_ptr<const MxDictionary>& attributes,
+                                           MxAttributeMergeCache* cache) {
+  if (!attributes || cache == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
+  if (!ValidRange(range)) return QorSignalErrorAt(kMxErrInvalidParameter);
+  if (range.length == 0) return kNoErr;
+  size_t first = SplitAt(range.location);
+  size_t last = SplitAt(range.End());
+  for (size_t i = first; i < last; ++i)
+    runs_[i].attributes = cache->Merged(runs_[i].attributes, attributes);
+  Coalesce(first, last, cache);
   return kNoErr;
 }

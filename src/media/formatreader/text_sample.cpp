@@ -37,11 +37,17 @@ MxValue ARGB(double alpha, double red, double green, double blue) {
 
 // The sample's text with its line breaks normalised, and what style records need to find their
 // place in it: the stored character (code point) index of every removed line-break pair, and the
-// UTF-16 offset of every character of the normalised text (one more at the end).
+// UTF-16 offset of every character of the normalised text (one more at the end). The offsets are
+// left empty when every character is one unit, the offset of character i then being i.
 struct SampleText {
   std::u16string units;
+  int64_t characters = 0;  // of the normalised text
   std::vector<int64_t> breaks;
   std::vector<int64_t> unitOffsets;
+
+  int64_t OffsetOf(int64_t character) const {
+    return unitOffsets.empty() ? character : unitOffsets[static_cast<size_t>(character)];
+  }
 
   // The UTF-16 range of stored characters [start, end), or false when it selects nothing.
   bool RangeOf(int64_t start, int64_t end, MxRange* range) const {
@@ -51,13 +57,16 @@ struct SampleText {
     int64_t before = first - breaks.begin(), inside = past - first;
     int64_t location = start - before;
     int64_t length = (end - start) - inside;
-    int64_t characters = static_cast<int64_t>(unitOffsets.size()) - 1;
     if (length <= 0 || location < 0 || location >= characters) return false;
     int64_t last = location + length < characters ? location + length : characters;
-    *range = {unitOffsets[location], unitOffsets[last] - unitOffsets[location]};
+    *range = {OffsetOf(location), OffsetOf(last) - OffsetOf(location)};
     return true;
   }
 };
+
+bool IsLeadSurrogate(char16_t unit) {
+  return unit >= 0xD800 && unit <= 0xDBFF;
+}
 
 OSStatus MakeSampleText(const uint8_t* bytes, size_t size, SampleText* out) {
   std::u16string units;
@@ -70,14 +79,27 @@ OSStatus MakeSampleText(const uint8_t* bytes, size_t size, SampleText* out) {
   if (status != kNoErr) return status;
 
   // Only one kind of pair is normalised per sample: CR LF when there is one, else LF CR.
-  char16_t first = u'\r', second = u'\n';
-  if (units.find(u"\r\n") == std::u16string::npos) std::swap(first, second);
-  bool normalise = units.find(std::u16string{first, second}) != std::u16string::npos;
+  bool crlf = false, lfcr = false;
+  for (size_t i = 0; i + 1 < units.size() && !crlf; ++i) {
+    crlf = units[i] == u'\r' && units[i + 1] == u'\n';
+    lfcr = lfcr || (units[i] == u'\n' && units[i + 1] == u'\r');
+  }
+  const char16_t first = crlf ? u'\r' : u'\n', second = crlf ? u'\n' : u'\r';
+  const bool normalise = crlf || lfcr;
+
+  out->breaks.clear();
+  out->unitOffsets.clear();
+  // A surrogate pair is one character of two units (a lead surrogate at the very end is one).
+  bool pairs = false;
+  for (size_t i = 0; i + 1 < units.size() && !pairs; ++i) pairs = IsLeadSurrogate(units[i]);
+  if (!normalise && !pairs) {
+    out->characters = static_cast<int64_t>(units.size());
+    out->units = std::move(units);
+    return kNoErr;
+  }
 
   out->units.clear();
   out->units.reserve(units.size());
-  out->breaks.clear();
-  out->unitOffsets.clear();
   int64_t character = 0;
   for (size_t i = 0; i < units.size(); ++character) {
     if (normalise && units[i] == first && i + 1 < units.size() && units[i + 1] == second) {
@@ -90,16 +112,36 @@ OSStatus MakeSampleText(const uint8_t* bytes, size_t size, SampleText* out) {
       continue;
     }
     out->unitOffsets.push_back(static_cast<int64_t>(out->units.size()));
-    bool pair = units[i] >= 0xD800 && units[i] <= 0xDBFF && i + 1 < units.size();
+    bool pair = IsLeadSurrogate(units[i]) && i + 1 < units.size();
     out->units.push_back(units[i++]);
     if (pair) out->units.push_back(units[i++]);
   }
   out->unitOffsets.push_back(static_cast<int64_t>(out->units.size()));
+  out->characters = static_cast<int64_t>(out->unitOffsets.size()) - 1;
   return kNoErr;
 }
 
-void ApplyStyleBox(MxByteCursor payload, const SampleText& text,
-                   const MxFormatDescription* description, MxAttributedString* string) {
+// The attributes of a style record: its face, size and colour, and the family name of its font
+// when the description names it (timed-text descriptions only).
+MxDictionary StyleAttributes(int16_t fontID, uint8_t face, uint8_t size, uint8_t red, uint8_t green,
+                             uint8_t blue, uint8_t alpha, const MxFormatDescription* description) {
+  MxDictionary attributes{
+      {kMxTextMarkupAttribute_BoldStyle, MxValue((face & 1) != 0)},
+      {kMxTextMarkupAttribute_ItalicStyle, MxValue((face & 2) != 0)},
+      {kMxTextMarkupAttribute_UnderlineStyle, MxValue((face & 4) != 0)},
+      {kQorTextAttributeFontSize, MxValue(static_cast<double>(size))},
+      {kMxTextMarkupAttribute_ForegroundColorARGB,
+       ARGB(alpha / 255.0, red / 255.0, green / 255.0, blue / 255.0)},
+  };
+  const std::string* fontName = nullptr;
+  if (description && !IsWebVTT(description) &&
+      MxTextFormatDescriptionGetFontName(description, fontID, &fontName) == kNoErr)
+    attributes.emplace(kMxTextMarkupAttribute_FontFamilyName, MxValue(*fontName));
+  return attributes;
+}
+
+void ApplyStyleBox(MxByteCursor payload, const SampleText& text, QorTextSampleBufferState* state,
+                   MxAttributedString* string) {
   uint16_t count = 0;
   if (payload.Size() <= 13 || !payload.ReadU16(&count) ||
       size_t{count} * kStyleRecordSize > payload.Remaining()) {
@@ -116,23 +158,51 @@ void ApplyStyleBox(MxByteCursor payload, const SampleText& text,
       return;  // cannot happen: the count was checked against the payload
     MxRange range;
     if (!text.RangeOf(start, end, &range)) continue;
-    MxDictionary attributes{
-        {kMxTextMarkupAttribute_BoldStyle, MxValue((face & 1) != 0)},
-        {kMxTextMarkupAttribute_ItalicStyle, MxValue((face & 2) != 0)},
-        {kMxTextMarkupAttribute_UnderlineStyle, MxValue((face & 4) != 0)},
-        {kQorTextAttributeFontSize, MxValue(static_cast<double>(size))},
-        {kMxTextMarkupAttribute_ForegroundColorARGB,
-         ARGB(alpha / 255.0, red / 255.0, green / 255.0, blue / 255.0)},
-    };
-    const std::string* fontName = nullptr;
-    if (description && !IsWebVTT(description) &&
-        MxTextFormatDescriptionGetFontName(description, fontID, &fontName) == kNoErr)
-      attributes.emplace(kMxTextMarkupAttribute_FontFamilyName, MxValue(*fontName));
-    if (string->AddAttributes(range, attributes) != kNoErr) return;
+    // The record's fields after its range, which make its attributes on this track.
+    const uint64_t key = uint64_t{static_cast<uint16_t>(fontID)} << 48 | uint64_t{face} << 40 |
+                         uint64_t{size} << 32 | uint64_t{red} << 24 | uint64_t{green} << 16 |
+                         uint64_t{blue} << 8 | alpha;
+    const std::shared_ptr<const MxDictionary>* attributes = state->styles.Find(key);
+    if (attributes == nullptr) {
+      attributes = &state->styles.Add(key, StyleAttributes(fontID, face, size, red, green, blue,
+                                                           alpha, state->formatDescription.get()));
+    }
+    if (string->AddAttributes(range, *attributes, &state->merges) != kNoErr) return;
   }
 }
 
+// The wrap attribute of a text-wrap box: 0 is "None", 1 "AutomaticSoftWrap".
+const std::shared_ptr<const MxDictionary>& WrapAttributes(uint8_t wrap) {
+  static const std::shared_ptr<const MxDictionary> kWraps[] = {
+      std::make_shared<const MxDictionary>(
+          MxDictionary{{kQorTextAttributeTextWrap, MxValue("None")}}),
+      std::make_shared<const MxDictionary>(
+          MxDictionary{{kQorTextAttributeTextWrap, MxValue("AutomaticSoftWrap")}}),
+  };
+  return kWraps[wrap];
+}
+
 }  // namespace
+
+const std::shared_ptr<const MxDictionary>* QorTextStyleCache::Find(uint64_t key) const {
+  for (const Entry& entry : entries_) {
+    if (entry.key == key) return &entry.attributes;
+  }
+  return nullptr;
+}
+
+const std::shared_ptr<const MxDictionary>& QorTextStyleCache::Add(uint64_t key,
+                                                                  MxDictionary attributes) {
+  Entry entry{key, std::make_shared<const MxDictionary>(std::move(attributes))};
+  if (entries_.size() < kCapacity) {
+    entries_.push_back(std::move(entry));
+    return entries_.back().attributes;
+  }
+  Entry& slot = entries_[next_];
+  next_ = (next_ + 1) % kCapacity;
+  slot = std::move(entry);
+  return slot.attributes;
+}
 
 OSStatus QorTextSampleBufferSetUpState(QorTextSampleBufferState* state, MxAllocator*,
                                        MxFormatDescription* description) {
@@ -202,13 +272,25 @@ OSStatus QorTextSampleBufferCopyAttributedString(QorTextSampleBufferState* state
                                                   MxSampleBufferGetFormatDescription(sampleBuffer));
   if (status != kNoErr) return status;
 
+  // The sample is read in place when its bytes are contiguous, else from a copy.
   MxBlockBuffer* data = MxSampleBufferGetDataBuffer(sampleBuffer);
-  std::vector<uint8_t> bytes(data ? MxBlockBufferGetDataLength(data) : 0);
-  if (!bytes.empty()) {
-    status = MxBlockBufferCopyDataBytes(data, 0, bytes.size(), bytes.data());
-    if (status != kNoErr) return status;
+  const size_t dataLength = data ? MxBlockBufferGetDataLength(data) : 0;
+  std::vector<uint8_t> copy;
+  const uint8_t* bytes = nullptr;
+  if (dataLength > 0) {
+    size_t contiguous = 0;
+    char* pointer = nullptr;
+    if (MxBlockBufferGetDataPointer(data, 0, &contiguous, nullptr, &pointer) == kNoErr &&
+        contiguous >= dataLength) {
+      bytes = reinterpret_cast<const uint8_t*>(pointer);
+    } else {
+      copy.resize(dataLength);
+      status = MxBlockBufferCopyDataBytes(data, 0, dataLength, copy.data());
+      if (status != kNoErr) return status;
+      bytes = copy.data();
+    }
   }
-  MxByteCursor in(bytes.data(), bytes.size());
+  MxByteCursor in(bytes, dataLength);
   int16_t textLength = 0;
   const uint8_t* textBytes = nullptr;
   if (!in.ReadS16(&textLength) || textLength < 0 ||
@@ -219,7 +301,9 @@ OSStatus QorTextSampleBufferCopyAttributedString(QorTextSampleBufferState* state
   if (MakeSampleText(textBytes, static_cast<size_t>(textLength), &text) != kNoErr)
     return QorSignalErrorAt(kQorTextSampleErrStringCreation);
   MxAttributedStringRef string;
-  status = MxAttributedStringCreate(allocator, text.units, state->defaultAttributes.get(), &string);
+  // Style records find their place through the breaks and offsets, not the units.
+  status =
+      MxAttributedStringCreate(allocator, std::move(text.units), state->defaultAttributes, &string);
   if (status != kNoErr) return QorSignalErrorAt(kQorTextSampleErrStringCreation);
 
   bool forced = false;
@@ -233,7 +317,7 @@ OSStatus QorTextSampleBufferCopyAttributedString(QorTextSampleBufferState* state
     if (type == kFrcd) {
       forced = true;
     } else if (type == kStyl) {
-      ApplyStyleBox(payload, text, state->formatDescription.get(), string.get());
+      ApplyStyleBox(payload, text, state, string.get());
     } else if (type == kTbox) {
       int16_t top = 0, left = 0, bottom = 0, right = 0;
       if (payload.ReadS16(&top) && payload.ReadS16(&left) && payload.ReadS16(&bottom) &&
@@ -243,9 +327,8 @@ OSStatus QorTextSampleBufferCopyAttributedString(QorTextSampleBufferState* state
     } else if (type == kTwrp) {
       uint8_t wrap = 0;
       if (payload.ReadU8(&wrap) && wrap <= 1 && string->length() > 0) {
-        MxDictionary attribute{
-            {kQorTextAttributeTextWrap, MxValue(wrap == 0 ? "None" : "AutomaticSoftWrap")}};
-        if (string->AddAttributes({0, string->length()}, attribute) != kNoErr)
+        if (string->AddAttributes({0, string->length()}, WrapAttributes(wrap), &state->merges) !=
+            kNoErr)
           return QorSignalErrorAt(kQorTextSampleErrStringCreation);
       }
     }

@@ -19,6 +19,24 @@ extern const char* const kQorTextAttributeFontSize;
 extern const char* const kMxTextMarkupAttribute_FontFamilyName;
 extern const char* const kQorTextAttributeTextWrap;  // "None" or "AutomaticSoftWrap"
 
+// The attribute dictionaries of the style records seen on a track, by the record's fields, so
+// that a style met again is not built again. Holds at most a few; the oldest one goes first.
+class QorTextStyleCache {
+ public:
+  // The dictionary stored for `key`, or null.
+  const std::shared_ptr<const MxDictionary>* Find(uint64_t key) const;
+  const std::shared_ptr<const MxDictionary>& Add(uint64_t key, MxDictionary attributes);
+
+ private:
+  static constexpr size_t kCapacity = 16;
+  struct Entry {
+    uint64_t key;
+    std::shared_ptr<const MxDictionary> attributes;
+  };
+  std::vector<Entry> entries_;
+  size_t next_ = 0;  // the entry replaced next once the cache is full
+};
+
 // Decoding state of one track. Value-initialise it before first use; the defaults are taken
 // from the first description seen and kept for the track.
 struct QorTextSampleBufferState {
@@ -28,6 +46,9 @@ struct QorTextSampleBufferState {
   bool allForced = false;
   bool flag29 = false;
   MxValue webVTTConfiguration;
+  // Dictionaries reused from sample to sample.
+  QorTextStyleCache styles;
+  MxAttributeMergeCache merges;
 };
 
 [[nodiscard]] OSStatus QorTextSampleBufferSetUpState(QorTextSampleBufferState* state,

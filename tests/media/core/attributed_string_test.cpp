@@ -2,6 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
 #include "media/core/text_encoding.h"
 
 namespace {
@@ -41,6 +46,50 @@ TEST(AttributedString, RunsAndLongestEffectiveRange) {
   EXPECT_EQ(empty->AddAttributes({0, 0}, base), kNoErr);
 }
 
+// Every run of `s` as its range and attributes.
+std::vector<std::pair<MxRange, MxDictionary>> RunsOf(const MxAttributedString& s) {
+  std::vector<std::pair<MxRange, MxDictionary>> runs;
+  for (int64_t p = 0; p < s.length();) {
+    MxRange r;
+    const MxDictionary* a = s.AttributesAtIndex(p, {p, s.length() - p}, &r);
+    runs.push_back({r, *a});
+    p = r.End();
+  }
+  return runs;
+}
+
+// Adding shared dictionaries through a cache that outlives many strings, and that fills up and
+// drops entries, gives the same runs as adding copies.
+TEST(AttributedString, AddingThroughAMergeCacheMatchesAddingCopies) {
+  MxAttributeMergeCache cache;
+  auto base = std::make_shared<const MxDictionary>(MxDictionary{{"size", MxValue(12.0)}});
+  std::vector<std::shared_ptr<const MxDictionary>> styles;
+  for (int i = 0; i < 24; ++i) {
+    styles.push_back(std::make_shared<const MxDictionary>(MxDictionary{
+        {"key" + std::to_string(i % 6), MxValue(i % 4 == 0)}, {"size", MxValue(double(i % 3))}}));
+  }
+  MxAttributedStringRef cached, copied;
+  for (int step = 0; step < 200; ++step) {
+    if (step % 10 == 0) {
+      if (cached) {
+        EXPECT_EQ(RunsOf(*cached), RunsOf(*copied)) << step;
+      }
+      ASSERT_EQ(MxAttributedStringCreate(nullptr, u"abcdefghij", base, &cached), kNoErr);
+      ASSERT_EQ(MxAttributedStringCreate(nullptr, u"abcdefghij", base.get(), &copied), kNoErr);
+    }
+    const MxRange range{(step * 7) % 10, 1 + step % 4};
+    const auto& style = styles[(step * 5) % styles.size()];
+    const OSStatus status = copied->AddAttributes(range, *style);
+    ASSERT_EQ(cached->AddAttributes(range, style, &cache), status) << step;
+  }
+  EXPECT_EQ(RunsOf(*cached), RunsOf(*copied));
+  // Adding what is already there changes nothing, and the run keeps joining its neighbours.
+  ASSERT_EQ(MxAttributedStringCreate(nullptr, u"abc", base, &cached), kNoErr);
+  ASSERT_EQ(cached->AddAttributes({1, 1}, base, &cache), kNoErr);
+  EXPECT_EQ(RunsOf(*cached), (std::vector<std::pair<MxRange, MxDictionary>>{{{0, 3}, *base}}));
+  EXPECT_EQ(cached->AddAttributes({1, 1}, nullptr, &cache), kMxErrInvalidParameter);
+}
+
 TEST(TextEncoding, RejectsInvalidInput) {
   struct Case {
     std::string utf8;
@@ -48,6 +97,7 @@ TEST(TextEncoding, RejectsInvalidInput) {
   } utf8Cases[] = {
       {"plain", true},
       {"\xC3\xA9t\xC3\xA9 \xF0\x9F\x98\x80", true},
+      {"\xE3\x81\x93\xE3\x82\x93", true},  // three UTF-8 bytes for every UTF-16 unit
       {"cut \xC3", false},
       {"overlong \xC0\xAF", false},
       {"surrogate \xED\xA0\x80", false},

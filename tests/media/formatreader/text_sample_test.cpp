@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <utility>
+#include <vector>
+
 #include "media/core/text_encoding.h"
 #include "media/formatreader/text_bytes.h"
 
@@ -201,6 +205,42 @@ TEST(TextSample, BoxesWrapAndAttributes) {
                                                     nullptr, &box),
             kNoErr);
   EXPECT_EQ(box, (MxTextRect{2, 1, 202, 102}));
+}
+
+// Every run of `s` as "location+length" and its attributes.
+std::vector<std::pair<std::string, MxDictionary>> Attributes(const MxAttributedString* s) {
+  std::vector<std::pair<std::string, MxDictionary>> runs;
+  for (int64_t p = 0; p < s->length();) {
+    MxRange r;
+    const MxDictionary* a = s->AttributesAtIndex(p, {p, s->length() - p}, &r);
+    runs.push_back({std::to_string(r.location) + "+" + std::to_string(r.length), *a});
+    p = r.End();
+  }
+  return runs;
+}
+
+// A track's state remembers the styles it has seen; samples decoded one after the other with it,
+// through more distinct styles than it keeps, decode as each does on its own.
+TEST(TextSample, StylesSeenBeforeDecodeAsTheFirstTime) {
+  MxFormatDescriptionRef d = TimedText(0);
+  QorTextSampleBufferState track{};
+  for (int i = 0; i < 60; ++i) {
+    const unsigned style = (i * 7) % 20;
+    Bytes bytes = Text(i % 3 ? "styled \xF0\x9F\x98\x80 text" : "two\r\nlines")
+                      .raw(Styl({Style(1, 4 + style % 3, style % 8, 1 + style % 2),
+                                 Style(3 + style % 2, 9, (style + 3) % 8, 2)}));
+    if (i % 4 == 0) bytes.box("twrp", Bytes().u8(i % 8 == 0));
+    MxSampleBufferRef sample = Sample(bytes, d.get());
+    QorTextSampleBufferState alone{};
+    MxAttributedStringRef fromTrack, fromAlone;
+    ASSERT_EQ(QorTextSampleBufferCopyAttributedString(&track, nullptr, sample.get(), &fromTrack,
+                                                      nullptr, nullptr, nullptr),
+              kNoErr);
+    ASSERT_EQ(QorTextSampleBufferCopyAttributedString(&alone, nullptr, sample.get(), &fromAlone,
+                                                      nullptr, nullptr, nullptr),
+              kNoErr);
+    EXPECT_EQ(Attributes(fromTrack.get()), Attributes(fromAlone.get())) << i;
+  }
 }
 
 TEST(TextSample, SetUp) {

@@ -96,13 +96,14 @@ class MovieSampleCursor final : public QorSampleCursor {
     } else {
       while (moved > stepCount && position_.StepBackward()) --moved;
     }
+    if (moved != 0) currentKnown_ = false;
     *stepped = moved;
     return kNoErr;
   }
 
   OSStatus CopySampleLocation(QorSampleLocation* out) override {
     SampleInfo info;
-    if (OSStatus err = position_.Current(&info)) return err;
+    if (OSStatus err = Current(&info)) return err;
     const uint64_t fileLength = uint64_t(track_->Reader()->FileLength());
     if (info.fileOffset > fileLength || info.size > fileLength - info.fileOffset)
       return QorSignalErrorAt(kMovieErrSampleOutOfRange);
@@ -114,7 +115,7 @@ class MovieSampleCursor final : public QorSampleCursor {
 
   OSStatus GetOutputTiming(MxTime* presentationTimeStamp, MxTime* duration) override {
     SampleInfo info;
-    if (OSStatus err = position_.Current(&info)) return err;
+    if (OSStatus err = Current(&info)) return err;
     const TrackState& t = track_->State();
     MxTime pts = MxTimeMake(info.presentationTime, t.mediaTimescale);
     if (t.shift.emptyDuration != 0) {
@@ -128,7 +129,7 @@ class MovieSampleCursor final : public QorSampleCursor {
 
   OSStatus CopyFormatDescription(MxFormatDescriptionRef* out) override {
     SampleInfo info;
-    if (OSStatus err = position_.Current(&info)) return err;
+    if (OSStatus err = Current(&info)) return err;
     const TrackState& t = track_->State();
     if (t.descriptionStatus) return t.descriptionStatus;
     // The sample table check keeps the index within the sample descriptions.
@@ -139,8 +140,22 @@ class MovieSampleCursor final : public QorSampleCursor {
   }
 
  private:
+  // The sample at the position, worked out once per position: its location, timing and
+  // description are asked for one after the other.
+  [[nodiscard]] OSStatus Current(SampleInfo* out) {
+    if (!currentKnown_) {
+      currentStatus_ = position_.Current(&current_);
+      currentKnown_ = true;
+    }
+    if (currentStatus_ == kNoErr) *out = current_;
+    return currentStatus_;
+  }
+
   MxRef<MovieTrackReader> track_;
   SamplePosition position_;
+  SampleInfo current_{};
+  OSStatus currentStatus_ = kNoErr;
+  bool currentKnown_ = false;
 };
 
 class MovieSampleCursorService final : public QorSampleCursorService {
