@@ -356,7 +356,10 @@ function buildMovieCase(work, options, c, movie, firstPts) {
     const cues = extractCues(movie, i);
     renditions.push({ name: track.title, cues });
     const forced = new Set(track.cues.filter((t) => t.forced).map((t) => t.text));
-    if (forced.size > 0) renditions.push({ name: `${track.title} (forced)`, cues: cues.filter((cue) => forced.has(cue.text)) });
+    if (forced.size === 0) continue;
+    const forcedCues = cues.filter((cue) => forced.has(cue.text));
+    if (forcedCues.length !== forced.size) throw new Error(`ffmpeg reads the forced cues of ${track.title} with other texts`);
+    renditions.push({ name: `${track.title} (forced)`, cues: forcedCues });
   }
   // Every stream in the fragment is one the movie should give, and the other way round.
   const offered = fs.readFileSync(fragment, 'utf8').split('\n').filter((l) => l.startsWith('#EXT-X-MEDIA:')).map((l) => attribute(l, 'NAME'));
