@@ -10,9 +10,15 @@
 //  - at source time + (MPEGTS - first video PTS) / 90000 (within 1 ms), the players presenting
 //    the video's first frame at time 0,
 //  - and is in activeCues just inside both ends of its interval and not just outside them.
-// Expected cues come from the tables below, from which the sources are written.
+// Expected cues of the WebVTT and SRT sources come from the tables below, from which the sources
+// are written. A movie with mov_text subtitle tracks is made by ffmpeg from another table and
+// segmented by hlsvtt; its expected cues are extracted from the movie by ffmpeg, and every stream
+// of its subtitle_media.m3u8 is checked, once pasted into a master playlist by hand and once
+// merged by `hlsvtt-master merge` with -m taken from `hlsvtt-master pts` of the first video
+// segment.
 //
-// Usage: check_players.js [--hlsvtt BIN] [--chromium PATH] [--work DIR] [--screenshot PNG] [--keep]
+// Usage: check_players.js [--hlsvtt BIN] [--master BIN] [--chromium PATH] [--work DIR]
+//                         [--screenshot PNG] [--keep]
 // Fixtures go to a new folder under DIR (default: the system's temporary folder), removed when
 // every check passes unless --keep is given.
 // Prints one line per wrong cue and exits 1 when there is any.
@@ -59,10 +65,9 @@ const VIDEOS = {
   'start-10s': ['-muxdelay', '0', '-output_ts_offset', '10'],
 };
 // `mpegts` is what -m is given: 'first-pts' for the video's first PTS, null for the default.
-// A case is { name, video, master, shift, players, renditions: [{ name, cues }] }; the master
-// playlist is made from EXT-X-MEDIA lines by `mediaLines` and `masterPlaylist`. A movie source
-// takes the same road: the lines come from the subtitle_media.m3u8 hlsvtt writes for it, and each
-// rendition's cues (its NAME, its expected start, end and text) from the movie itself.
+// A built case is { name, video, master, shift, players, renditions: [{ name, cues }] }: the
+// master playlist to load, how far the players move every cue, and per stream NAME the cues
+// expected on it.
 const CASES = [
   { video: 'start-1.4s', mpegts: 'first-pts' },
   { video: 'start-1.4s', mpegts: null },
@@ -71,9 +76,48 @@ const CASES = [
 const DEFAULT_MPEGTS = 900000;
 const PLAYERS = ['hlsjs', 'shaka'];
 
+// The movie's subtitle tracks, in track order after its video track. A cue marked `forced` is
+// written bold, and the movie's bytes are then edited so that its sample carries a forced-sample
+// box in place of its style box (ffmpeg cannot mark a sample forced). Such a track is offered
+// twice: whole under its title, and with only its forced cues under "<title> (forced)".
+// Cues of a track never overlap: a movie's text track shows one sample at a time.
+const MOVIE_SECONDS = 20;
+const MOVIE_TRACKS = [
+  {
+    language: 'eng', title: 'English', isDefault: true, cues: [
+      { start: 0.5, end: 2.25, text: 'movie: inside the first segment' },
+      { start: 3.0, end: 6.5, text: 'movie: a sign, forced', forced: true },
+      { start: 7.75, end: 12.5, text: 'movie: two lines,\nlasting past a boundary' },
+      { start: 12.5, end: 13.0, text: 'movie: starting where the last one ends', forced: true },
+      { start: 16.0, end: 18.5, text: 'movie: the last cue' },
+    ],
+  },
+  {
+    language: 'fra', title: 'Fran\u00e7ais', isDefault: false, cues: [
+      { start: 1.0, end: 4.5, text: 'film : \u00e0 travers une fronti\u00e8re' },
+      { start: 9.25, end: 10.0, text: 'film : court' },
+      { start: 14.0, end: 19.0, text: 'film : le dernier' },
+    ],
+  },
+  {
+    language: 'deu', title: 'Deutsch', isDefault: true, cues: [
+      { start: 2.0, end: 3.5, text: 'Film: 1 < 2 & 3 > 2' },
+      { start: 11.0, end: 15.5, text: 'Film: \u00fcber zwei Grenzen' },
+    ],
+  },
+];
+// A movie case is segmented with the default MPEGTS value over the video starting at 10 s, its
+// subtitle_media.m3u8 lines pasted into the master playlist; or with -m from `hlsvtt-master pts`
+// over the video starting at 1.4 s, merged into that video's master playlist by `merge --conform`.
+const MOVIE_CASES = [
+  { name: 'movie_pasted', video: 'start-10s', merged: false },
+  { name: 'movie_merged', video: 'start-1.4s', merged: true },
+];
+
 function parseOptions(argv) {
   const options = {
     hlsvtt: path.join(REPO, 'build/hlsvtt'),
+    master: path.join(REPO, 'build/hlsvtt-master'),
     chromium: '/usr/bin/chromium',
     work: null,
     screenshot: null,
@@ -87,7 +131,7 @@ function parseOptions(argv) {
       continue;
     }
     if (!(key in options) || i + 1 >= argv.length) {
-      throw new Error('usage: check_players.js [--hlsvtt BIN] [--chromium PATH] [--work DIR] [--screenshot PNG] [--keep]');
+      throw new Error('usage: check_players.js [--hlsvtt BIN] [--master BIN] [--chromium PATH] [--work DIR] [--screenshot PNG] [--keep]');
     }
     options[key] = path.resolve(argv[i + 1]);
   }
@@ -117,6 +161,17 @@ function run(program, args, limitMs = 30000) {
   return execFileSync(program, args, { timeout: limitMs, killSignal: 'SIGKILL', encoding: 'utf8', stdio: ['ignore', 'pipe', 'pipe'] });
 }
 
+// Runs a program that must succeed; on failure the error names it with what it printed.
+function runChecked(program, args) {
+  try {
+    return run(program, args);
+  } catch (e) {
+    const said = `${e.stdout || ''}${e.stderr || ''}`.trim();
+    throw new Error(`${path.basename(program)} ${args.join(' ')}: ${e.status === null ? e.signal : `status ${e.status}`}` +
+      (said ? `: ${said.split('\n').slice(-3).join(' | ')}` : ''));
+  }
+}
+
 // A test-pattern video in 2-second MPEG-TS segments; returns its first video PTS (90 kHz),
 // read back from the first segment with ffprobe.
 function makeVideo(dir, extraArgs) {
@@ -124,8 +179,8 @@ function makeVideo(dir, extraArgs) {
   run('ffmpeg', ['-hide_banner', '-loglevel', 'error', '-f', 'lavfi',
     '-i', `testsrc2=size=320x180:rate=10`, '-t', String(VIDEO_SECONDS),
     '-c:v', 'libx264', '-preset', 'ultrafast', '-profile:v', 'baseline', '-level:v', '3.0',
-    '-pix_fmt', 'yuv420p', '-g', '10', ...extraArgs,
-    '-f', 'hls', '-hls_time', '2', '-hls_playlist_type', 'vod',
+    '-pix_fmt', 'yuv420p', '-g', '10', '-b:v', '200k', ...extraArgs,
+    '-f', 'hls', '-hls_time', '2', '-hls_playlist_type', 'vod', '-master_pl_name', 'master.m3u8',
     '-hls_segment_filename', path.join(dir, 'v%03d.ts'), path.join(dir, 'video.m3u8')]);
   const probe = JSON.parse(run('ffprobe', ['-v', 'error', '-select_streams', 'v:0',
     '-show_entries', 'packet=pts', '-of', 'json', path.join(dir, 'v000.ts')]));
@@ -186,6 +241,139 @@ function buildWebvttCase(work, options, c, firstPts) {
     // after a seek or once the playhead passes the span; only hls.js is held to that case.
     players: mpegts === firstPts ? PLAYERS : PLAYERS.filter((p) => p !== 'shaka'),
     renditions: streams.map((s) => ({ name: s.title, cues: s.cues })),
+  };
+}
+
+// A tiny test-pattern movie with one mov_text track per MOVIE_TRACKS entry, its forced cues
+// marked in the samples.
+function makeMovie(work) {
+  const file = path.join(work, 'movie.mp4');
+  const inputs = [];
+  const streamArgs = [];
+  for (const [i, track] of MOVIE_TRACKS.entries()) {
+    const source = path.join(work, `movie_${track.language}.srt`);
+    fs.writeFileSync(source, subripSource(track.cues.map((c) => (c.forced ? { ...c, text: `<b>${c.text}</b>` } : c))));
+    inputs.push('-i', source);
+    streamArgs.push('-map', `${i + 1}:s`, `-metadata:s:s:${i}`, `language=${track.language}`,
+      `-metadata:s:s:${i}`, `title=${track.title}`, `-disposition:s:${i}`, track.isDefault ? 'default' : '0');
+  }
+  runChecked('ffmpeg', ['-hide_banner', '-loglevel', 'error', '-f', 'lavfi',
+    '-i', `testsrc2=size=160x90:rate=10:duration=${MOVIE_SECONDS}`, ...inputs, '-map', '0:v', ...streamArgs,
+    '-c:v', 'libx264', '-preset', 'ultrafast', '-c:s', 'mov_text', file]);
+  const forced = MOVIE_TRACKS.reduce((n, t) => n + t.cues.filter((c) => c.forced).length, 0);
+  markForcedSamples(file, forced);
+  return file;
+}
+
+// Turns the style box of every styled text sample into a forced-sample box of the same size,
+// so no offset in the file moves. Only the media data box is searched, and the number of boxes
+// changed must be the number of forced cues.
+function markForcedSamples(file, expected) {
+  const bytes = fs.readFileSync(file);
+  let data = null;
+  for (let at = 0; at + 8 <= bytes.length;) {
+    let size = bytes.readUInt32BE(at);
+    let header = 8;
+    if (size === 1 && at + 16 <= bytes.length) {
+      size = Number(bytes.readBigUInt64BE(at + 8));
+      header = 16;
+    } else if (size === 0) {
+      size = bytes.length - at;
+    }
+    if (size < header || at + size > bytes.length) throw new Error(`${file}: malformed box at ${at}`);
+    if (bytes.toString('latin1', at + 4, at + 8) === 'mdat') data = { from: at + header, to: at + size };
+    at += size;
+  }
+  if (data === null) throw new Error(`${file}: no media data box`);
+  let changed = 0;
+  for (let i = bytes.indexOf('styl', data.from + 4, 'latin1'); i >= 0 && i + 4 <= data.to;
+    i = bytes.indexOf('styl', i + 4, 'latin1')) {
+    const size = bytes.readUInt32BE(i - 4);
+    if (size >= 10 && (size - 10) % 12 === 0 && i - 4 + size <= data.to) {
+      bytes.write('frcd', i, 'latin1');
+      changed += 1;
+    }
+  }
+  if (changed !== expected) throw new Error(`${file}: ${changed} styled samples, ${expected} forced cues`);
+  fs.writeFileSync(file, bytes);
+}
+
+function seconds(clockText) {
+  const parts = clockText.split(':').map(Number);
+  return parts.reduce((total, part) => total * 60 + part, 0);
+}
+
+// The cues of the movie's subtitle stream `index` as ffmpeg reads them, in the table's order.
+function extractCues(movie, index) {
+  const text = runChecked('ffmpeg', ['-hide_banner', '-loglevel', 'error', '-i', movie,
+    '-map', `0:s:${index}`, '-f', 'webvtt', '-']);
+  const cues = [];
+  for (const block of text.replace(/\r/g, '').split(/\n\n+/)) {
+    const lines = block.split('\n');
+    const timing = lines.findIndex((l) => l.includes('-->'));
+    if (timing < 0) continue;
+    const [start, end] = lines[timing].split('-->').map((t) => seconds(t.trim().split(/\s/)[0]));
+    cues.push({ start, end, text: plainText(lines.slice(timing + 1).join('\n').replace(/\n+$/, '')) });
+  }
+  const table = MOVIE_TRACKS[index].cues;
+  if (cues.length !== table.length) {
+    throw new Error(`ffmpeg reads ${cues.length} cues from subtitle stream ${index} of the movie, made with ${table.length}`);
+  }
+  return cues;
+}
+
+// Segments the movie for a case, puts its streams into a master playlist and names the streams
+// it must offer with their cues as ffmpeg reads them from the movie.
+function buildMovieCase(work, options, c, movie, firstPts) {
+  const dir = path.join(work, c.name);
+  const out = path.join(dir, 'movie');
+  fs.mkdirSync(out, { recursive: true });
+  const videoDir = path.join(work, c.video);
+  let mpegts = DEFAULT_MPEGTS;
+  const args = ['-q', '-t', String(SUBTITLE_TARGET), '-f', out];
+  if (c.merged) {
+    const said = runChecked(options.master, ['pts', path.join(videoDir, 'v000.ts')]).trim();
+    if (!/^\d+$/.test(said)) throw new Error(`hlsvtt-master pts said "${said}"`);
+    mpegts = Number(said);
+    args.push('-m', said);
+  }
+  runChecked(options.hlsvtt, [...args, movie]);
+  const fragment = path.join(out, 'subtitle_media.m3u8');
+  let master;
+  if (c.merged) {
+    // The merged master lies beside the video's own, whose variant URIs stay as they are.
+    master = `${c.video}/${c.name}.m3u8`;
+    runChecked(options.master, ['merge', path.join(videoDir, 'master.m3u8'), fragment,
+      '-o', path.join(work, master), '--conform']);
+    runChecked(options.master, ['check', path.join(work, master)]);
+  } else {
+    master = `${c.name}/master.m3u8`;
+    const lines = mediaLines(fs.readFileSync(fragment, 'utf8'), 'movie');
+    fs.writeFileSync(path.join(dir, 'master.m3u8'), masterPlaylist(lines, `../${c.video}/video.m3u8`));
+  }
+  const renditions = [];
+  for (const [i, track] of MOVIE_TRACKS.entries()) {
+    const cues = extractCues(movie, i);
+    renditions.push({ name: track.title, cues });
+    const forced = new Set(track.cues.filter((t) => t.forced).map((t) => t.text));
+    if (forced.size === 0) continue;
+    const forcedCues = cues.filter((cue) => forced.has(cue.text));
+    if (forcedCues.length !== forced.size) throw new Error(`ffmpeg reads the forced cues of ${track.title} with other texts`);
+    renditions.push({ name: `${track.title} (forced)`, cues: forcedCues });
+  }
+  // Every stream in the fragment is one the movie should give, and the other way round.
+  const offered = fs.readFileSync(fragment, 'utf8').split('\n').filter((l) => l.startsWith('#EXT-X-MEDIA:')).map((l) => attribute(l, 'NAME'));
+  const wanted = renditions.map((r) => r.name);
+  if (JSON.stringify([...offered].sort()) !== JSON.stringify([...wanted].sort())) {
+    throw new Error(`${c.name}: subtitle_media.m3u8 names ${JSON.stringify(offered)}, the movie gives ${JSON.stringify(wanted)}`);
+  }
+  return {
+    name: c.name,
+    video: c.video,
+    master,
+    shift: (mpegts - firstPts) / 90000,
+    players: PLAYERS,
+    renditions,
   };
 }
 
@@ -268,8 +456,15 @@ async function seek(page, t) {
   return call(page, `seek to ${fmt(t)}`, async (time) => (await window.harness).seek(time), t);
 }
 
+// A cue's text as a viewer reads it: the character references WebVTT text uses for its own
+// markup characters stand for those characters.
+const REFERENCES = { '&amp;': '&', '&lt;': '<', '&gt;': '>', '&nbsp;': '\u00a0', '&lrm;': '\u200e', '&rlm;': '\u200f' };
+const plainText = (text) => text.replace(/&(amp|lt|gt|nbsp|lrm|rlm);/g, (ref) => REFERENCES[ref]);
+
 async function snapshot(page) {
-  return call(page, 'cues', async () => (await window.harness).snapshot());
+  const now = await call(page, 'cues', async () => (await window.harness).snapshot());
+  const plain = (cues) => cues.map((c) => ({ ...c, text: plainText(c.text) }));
+  return { active: plain(now.active), cues: plain(now.cues) };
 }
 
 const span = (cues) => cues.map((c) => `${fmt(c.start)}-${fmt(c.end)}`).join(', ');
@@ -426,6 +621,8 @@ async function main() {
   const firstPts = {};
   for (const [name, args] of Object.entries(VIDEOS)) firstPts[name] = makeVideo(path.join(work, name), args);
   const cases = CASES.map((c) => buildWebvttCase(work, options, c, firstPts[c.video]));
+  const movie = makeMovie(work);
+  cases.push(...MOVIE_CASES.map((c) => buildMovieCase(work, options, c, movie, firstPts[c.video])));
 
   const base = await startServer(work);
   const browser = await startBrowser(options.chromium);
