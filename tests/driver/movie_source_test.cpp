@@ -9,6 +9,7 @@ using namespace movie_builder;
 
 namespace {
 
+const std::string kHeader = "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:900000,LOCAL:00:00:00.000\n\n";
 constexpr char kEntry[] = "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"subtitles\",NAME=\"";
 
 Track Subtitles(uint32_t id, const char* language, std::vector<std::string> samples,
@@ -32,7 +33,9 @@ struct Outcome {
   std::string variant;
 };
 
+// Segments `movie` into dir/out, which it makes first.
 Outcome Segment(const ScratchDir& dir, const Movie& movie, std::vector<std::string> options = {}) {
+  EXPECT_EQ(RunShell("mkdir '" + (dir / "out") + "'"), 0);
   WriteFile(dir / "in.mp4", Build(movie));
   std::vector<std::string> args{"hlsvtt", "-t", "10", "-f", dir / "out"};
   args.insert(args.end(), options.begin(), options.end());
@@ -115,7 +118,6 @@ TEST(MovieSource, TracksBecomeStreamsWithTheirNamesAndFlags) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     ScratchDir dir;
-    ASSERT_EQ(RunShell("mkdir '" + (dir / "out") + "'"), 0);
     Movie m;
     m.tracks = c.tracks;
     Outcome o = Segment(dir, m, c.options);
@@ -124,52 +126,36 @@ TEST(MovieSource, TracksBecomeStreamsWithTheirNamesAndFlags) {
   }
 }
 
-TEST(MovieSource, ForcedPassWritesOnlyForcedSamples) {
-  ScratchDir dir;
-  ASSERT_EQ(RunShell("mkdir '" + (dir / "out") + "'"), 0);
-  Movie m;
-  m.tracks = {Subtitles(
-      1, "eng", {TextSample("normal"), TextSample("loud", Box("frcd", "")), TextSample("quiet")},
-      {1000, 1000, 1000})};
-  Outcome o = Segment(dir, m, {"-q"});
-  ASSERT_EQ(o.run.status, 0) << o.run.out;
-  const std::string header = "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:900000,LOCAL:00:00:00.000\n\n";
-  EXPECT_EQ(ReadFile(dir / "out/en0/fileSequence0.webvtt"),
-            header +
-                "00:00:00.000 --> 00:00:01.000\nnormal\n\n00:00:01.000 --> 00:00:02.000\n"
-                "loud\n\n00:00:02.000 --> 00:00:03.000\nquiet\n\n");
-  EXPECT_EQ(ReadFile(dir / "out/en0-forced/fileSequence0.webvtt"),
-            header + "00:00:01.000 --> 00:00:02.000\nloud\n\n");
-}
-
 // Segment boundaries follow the cues: the first segment covers [0, 10] and holds the first cue
 // even when it starts later; a cue past the boundary opens the next segment, which ends 10 s
-// after that cue's start; a cue exactly at the boundary stays. Empty samples write nothing.
+// after that cue's start; a cue exactly at the boundary stays. Empty samples write nothing. The
+// forced variant holds only the forced sample, on a grid of its own.
 TEST(MovieSource, SegmentsStartAtTheCueThatOpensThem) {
   ScratchDir dir;
-  ASSERT_EQ(RunShell("mkdir '" + (dir / "out") + "'"), 0);
   Movie m;
   m.timescale = 1000;
   m.duration = 40000;
-  Track t = Subtitles(1, "eng",
-                      {TextSample(""), TextSample("a < b & c>"), TextSample("two"),
-                       TextSample("at boundary"), TextSample("three"), TextSample("")},
-                      {12500, 500, 10000, 500, 1000, 2000});
+  Track t =
+      Subtitles(1, "eng",
+                {TextSample(""), TextSample("a < b & c>"), TextSample("two"),
+                 TextSample("at boundary", Box("frcd", "")), TextSample("three"), TextSample("")},
+                {12500, 500, 10000, 500, 1000, 2000});
   t.timescale = 1000;
   m.tracks = {t};
   Outcome o = Segment(dir, m);
   ASSERT_EQ(o.run.status, 0) << o.run.out;
   EXPECT_NE(o.run.out.find("last PTS is 26.5 - making 40 to change to match presentation"),
             std::string::npos);
-  const std::string header = "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:900000,LOCAL:00:00:00.000\n\n";
   EXPECT_EQ(ReadFile(dir / "out/en0/fileSequence0.webvtt"),
-            header + "00:00:12.500 --> 00:00:13.000\na &lt; b &amp; c&gt;\n\n");
+            kHeader + "00:00:12.500 --> 00:00:13.000\na &lt; b &amp; c&gt;\n\n");
   EXPECT_EQ(ReadFile(dir / "out/en0/fileSequence1.webvtt"),
-            header +
+            kHeader +
                 "00:00:13.000 --> 00:00:23.000\ntwo\n\n"
                 "00:00:23.000 --> 00:00:23.500\nat boundary\n\n");
   EXPECT_EQ(ReadFile(dir / "out/en0/fileSequence2.webvtt"),
-            header + "00:00:23.500 --> 00:00:24.500\nthree\n\n");
+            kHeader + "00:00:23.500 --> 00:00:24.500\nthree\n\n");
+  EXPECT_EQ(ReadFile(dir / "out/en0-forced/fileSequence0.webvtt"),
+            kHeader + "00:00:23.000 --> 00:00:23.500\nat boundary\n\n");
   const std::string playlist = ReadFile(dir / "out/en0/prog_index.m3u8");
   EXPECT_NE(playlist.find("#EXTINF:13.00000,\t\nfileSequence0.webvtt\n#EXTINF:10.50000,\t\n"
                           "fileSequence1.webvtt\n#EXTINF:16.50000,\t\nfileSequence2.webvtt\n"
@@ -229,7 +215,6 @@ TEST(MovieSource, EndsAndFailuresWithTheirStatusAndMessage) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     ScratchDir dir;
-    ASSERT_EQ(RunShell("mkdir '" + (dir / "out") + "'"), 0);
     Movie m;
     m.tracks = c.tracks;
     Outcome o = Segment(dir, m, c.options);

