@@ -13,6 +13,8 @@
 #include "media/core/byte_stream.h"
 #include "webvtt/cue_store.h"
 
+// A cue as a separate record, for a reader that keeps each cue's text on its own: identifier,
+// settings and payload are (offset, length) ranges into `text`.
 struct WebVTTCue {
   WebVTTCue* next = nullptr;
   WebVTTCue** prev = nullptr;  // the previous element's forward link
