@@ -45,7 +45,7 @@ std::string ParseFailureReason(OSStatus status) {
 
 class CueScheduler {
  public:
-  CueScheduler(const RunSettings& settings, ChunkFile* chunk, const WebVTTCueStore& cues)
+  CueScheduler(const RunSettings& settings, ChunkFile* chunk, WebVTTCueStore& cues)
       : settings_(settings),
         chunk_(chunk),
         cues_(cues),
@@ -147,6 +147,10 @@ class CueScheduler {
     repeat_ = std::move(repeat);
     repeatNext_ = 0;
     carryOver_.clear();
+    // Cues before every one still to write are done with: their memory goes.
+    size_t oldest = next_;
+    for (size_t index : repeat_) oldest = std::min(oldest, index);
+    cues_.ReleaseBefore(oldest);
     segmentStart_ = segmentEnd_;
     segmentEnd_ += settings_.targetDuration;
     segmentHasContent_ = false;
@@ -164,7 +168,7 @@ class CueScheduler {
 
   const RunSettings& settings_;
   ChunkFile* chunk_;
-  const WebVTTCueStore& cues_;
+  WebVTTCueStore& cues_;
   size_t next_ = 0;                // the store's first cue not yet written
   std::vector<size_t> repeat_;     // cues carried into the current segment
   size_t repeatNext_ = 0;          // the first of them not yet written
@@ -198,7 +202,7 @@ OSStatus RunWebVTTSourceInto(const RunSettings& settings, MxByteStream* stream,
     OutputMessage(0, "%s: cannot read the source: %s", source, ParseFailureReason(status).c_str());
     return kErrParse;
   }
-  const WebVTTCueStore& cues = *WebVTTParserGetCueStore(parser.get());
+  WebVTTCueStore& cues = *WebVTTParserGetCueStore(parser.get());
   if (cues.empty()) {
     OutputMessage(1, "%s: no cues found (a WebVTT or SRT file in UTF-8 is expected)", source);
   } else if (settings.targetDuration == 0) {

@@ -7,16 +7,18 @@
 
 #include "media/core/error_signal.h"
 
-OSStatus WebVTTCueStore::AddBlock(MxBlockBufferRef block, char* bytes) {
+OSStatus WebVTTCueStore::AddBlock(MxBlockBufferRef block, char* bytes, bool shared) {
   if (blocks_.size() >= std::numeric_limits<uint32_t>::max())
     return QorSignalErrorAt(kMxErrAllocationFailed);
   try {
     blocks_.reserve(blocks_.size() + 1);
+    blockShared_.reserve(blockShared_.size() + 1);
     blockBytes_.push_back(bytes);
   } catch (const std::bad_alloc&) {
     return QorSignalErrorAt(kMxErrAllocationFailed);
   }
   blocks_.push_back(std::move(block));  // room was reserved: cannot fail
+  blockShared_.push_back(shared);
   return kNoErr;
 }
 
@@ -47,7 +49,7 @@ OSStatus WebVTTCueStore::AppendCopy(WebVTTCueRecord cue, std::string_view identi
     char* bytes = nullptr;
     if (status == kNoErr)
       status = MxBlockBufferGetDataPointer(fresh.get(), 0, nullptr, nullptr, &bytes);
-    if (status == kNoErr) status = AddBlock(std::move(fresh), bytes);
+    if (status == kNoErr) status = AddBlock(std::move(fresh), bytes, true);
     if (status != kNoErr) return status;
     shared_ = static_cast<uint32_t>(blocks_.size() - 1);
     sharedUsed_ = 0;
@@ -82,7 +84,7 @@ OSStatus WebVTTCueStore::AppendOwned(WebVTTCueRecord cue, char* bytes, size_t id
     free(bytes);
     return status;
   }
-  status = AddBlock(std::move(block), bytes);
+  status = AddBlock(std::move(block), bytes, false);
   if (status != kNoErr) return status;
   cue.block = static_cast<uint32_t>(blocks_.size() - 1);
   cue.offset = 0;
@@ -92,11 +94,32 @@ OSStatus WebVTTCueStore::AppendOwned(WebVTTCueRecord cue, char* bytes, size_t id
   return AppendRecord(cue);
 }
 
+void WebVTTCueStore::ReleaseBefore(size_t index) {
+  // Shared blocks are filled in cue order and a cue with a block of its own gets a newer one,
+  // so a cue in a shared block and every cue after it use that block or newer ones. Before a
+  // cue with a block of its own the order is not known (a later small cue may still use the
+  // older shared block), so those blocks wait for a later call.
+  size_t blocks = releasedBlocks_;
+  if (index >= count_) {
+    blocks = blocks_.size();
+  } else if (blockShared_[(*this)[index].block]) {
+    blocks = (*this)[index].block;
+  }
+  for (; releasedBlocks_ < blocks; releasedBlocks_++) {
+    blocks_[releasedBlocks_] = nullptr;
+    blockBytes_[releasedBlocks_] = nullptr;
+  }
+  for (; releasedChunks_ < index / kRecordsPerChunk; releasedChunks_++)
+    chunks_[releasedChunks_].reset();
+}
+
 void WebVTTCueStore::Clear() {
   chunks_.clear();
   count_ = 0;
   blocks_.clear();
   blockBytes_.clear();
+  blockShared_.clear();
+  releasedChunks_ = releasedBlocks_ = 0;
   shared_ = 0;
   sharedUsed_ = kCueTextBlockSize;
 }

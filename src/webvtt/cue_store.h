@@ -62,17 +62,22 @@ class WebVTTCueStore {
   // buffer is freed too.
   [[nodiscard]] OSStatus AppendOwned(WebVTTCueRecord cue, char* bytes, size_t identifierLength,
                                      size_t settingsLength, size_t payloadLength);
+  // Frees the records before `index` and the text blocks only they use; they are not read
+  // again.
+  void ReleaseBefore(size_t index);
   void Clear();
 
  private:
   static constexpr size_t kRecordsPerChunk = 4096;
-  [[nodiscard]] OSStatus AddBlock(MxBlockBufferRef block, char* bytes);
+  [[nodiscard]] OSStatus AddBlock(MxBlockBufferRef block, char* bytes, bool shared);
   [[nodiscard]] OSStatus AppendRecord(const WebVTTCueRecord& cue);
 
   std::vector<std::unique_ptr<WebVTTCueRecord[]>> chunks_;
   size_t count_ = 0;
   std::vector<MxBlockBufferRef> blocks_;
   std::vector<char*> blockBytes_;
+  std::vector<bool> blockShared_;  // a block that small cues share, not one of a large cue's
+  size_t releasedChunks_ = 0, releasedBlocks_ = 0;
   // The shared block being filled: its index, and the bytes used in it (its capacity when
   // there is none).
   uint32_t shared_ = 0;
