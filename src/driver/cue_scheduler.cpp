@@ -43,16 +43,9 @@ std::string ParseFailureReason(OSStatus status) {
   }
 }
 
-void FreeQueue(WebVTTCueQueue* queue) {
-  while (WebVTTCue* cue = queue->first) {
-    queue->Remove(cue);
-    WebVTTCueFree(cue);
-  }
-}
-
 class CueScheduler {
  public:
-  CueScheduler(const RunSettings& settings, ChunkFile* chunk, WebVTTCueQueue* cues)
+  CueScheduler(const RunSettings& settings, ChunkFile* chunk, WebVTTCueStore& cues)
       : settings_(settings),
         chunk_(chunk),
         cues_(cues),
@@ -61,34 +54,35 @@ class CueScheduler {
             static_cast<int32_t>(static_cast<uint32_t>(settings.mpegtsStartOffset))))),
         segmentEnd_(settings.targetDuration) {}
 
-  ~CueScheduler() { FreeQueue(&carryOver_); }
-
   // Returns the run's result. The chunk file is released (or given up on failure) either way.
   [[nodiscard]] OSStatus Run() {
-    while (WebVTTCue* cue = cues_->first) {
-      lastEnd_ = cue->end;
-      OutputMessage(2, "Next cue %p %g --> %g", static_cast<void*>(cue), cue->start, cue->end);
-      if (!(cue->start < segmentEnd_)) {
+    size_t index = 0;
+    while (NextCue(&index)) {
+      const WebVTTCueRecord& cue = cues_[index];
+      lastEnd_ = cue.end;
+      OutputMessage(2, "Next cue %p %g --> %g", static_cast<const void*>(&cue), cue.start, cue.end);
+      if (!(cue.start < segmentEnd_)) {
         if (segmentHasContent_) {
           OSStatus status = EndSegment();
           if (status != kNoErr) return status;
           continue;
         }
-        StretchToGridLineAfter(cue->start);
+        StretchToGridLineAfter(cue.start);
       }
       OSStatus status =
           segmentHasContent_ ? kNoErr : WriteSegmentHeader(chunk_, timestampMapValue_);
-      if (status == kNoErr) status = WriteCue(chunk_, cue);
+      if (status == kNoErr) status = WriteCue(chunk_, cues_, cue);
       if (status != kNoErr) return Fail(status);
-      OutputMessage(2, "Wrote cue %p %g --> %g", static_cast<void*>(cue), cue->start, cue->end);
-      cues_->Remove(cue);
-      if (cue->end <= segmentEnd_) {
-        OutputMessage(2, "Removed cue %p %g --> %g", static_cast<void*>(cue), cue->start, cue->end);
-        WebVTTCueFree(cue);
+      OutputMessage(2, "Wrote cue %p %g --> %g", static_cast<const void*>(&cue), cue.start,
+                    cue.end);
+      TakeCue();
+      if (cue.end <= segmentEnd_) {
+        OutputMessage(2, "Removed cue %p %g --> %g", static_cast<const void*>(&cue), cue.start,
+                      cue.end);
       } else {
-        OutputMessage(2, "Moved cue %p %g --> %g to carryOverQueue", static_cast<void*>(cue),
-                      cue->start, cue->end);
-        carryOver_.InsertTail(cue);
+        OutputMessage(2, "Moved cue %p %g --> %g to carryOverQueue", static_cast<const void*>(&cue),
+                      cue.start, cue.end);
+        carryOver_.push_back(index);
       }
       segmentHasContent_ = true;
     }
@@ -96,6 +90,24 @@ class CueScheduler {
   }
 
  private:
+  // The cues still to write are the ones carried into this segment (from `repeatNext_` on),
+  // then the store's from `next_` on.
+  bool NextCue(size_t* index) const {
+    if (repeatNext_ < repeat_.size()) {
+      *index = repeat_[repeatNext_];
+      return true;
+    }
+    *index = next_;
+    return next_ < cues_.size();
+  }
+  void TakeCue() {
+    if (repeatNext_ < repeat_.size()) {
+      repeatNext_++;
+    } else {
+      next_++;
+    }
+  }
+
   // An empty segment is stretched to the first grid line after `start`, so that a stretch
   // without cues is folded into the segment of the next cue. The jump is computed rather than
   // stepped so that a cue hours or years away costs nothing; for grid values below 2^53 the
@@ -126,16 +138,19 @@ class CueScheduler {
     if (status != kNoErr) return Fail(status);
     // Carried cues go back in front of the unwritten ones, in their earlier order, to be
     // written again with their own times at the top of the next segment.
-    std::vector<WebVTTCue*> carried;
-    while (WebVTTCue* cue = carryOver_.first) {
-      carryOver_.Remove(cue);
-      if (cue->end <= segmentEnd_) {
-        WebVTTCueFree(cue);
-      } else {
-        carried.push_back(cue);
-      }
+    std::vector<size_t> repeat;
+    for (size_t index : carryOver_) {
+      if (cues_[index].end > segmentEnd_) repeat.push_back(index);
     }
-    for (auto it = carried.rbegin(); it != carried.rend(); ++it) cues_->InsertHead(*it);
+    repeat.insert(repeat.end(), repeat_.begin() + static_cast<std::ptrdiff_t>(repeatNext_),
+                  repeat_.end());
+    repeat_ = std::move(repeat);
+    repeatNext_ = 0;
+    carryOver_.clear();
+    // Cues before every one still to write are done with: their memory goes.
+    size_t oldest = next_;
+    for (size_t index : repeat_) oldest = std::min(oldest, index);
+    cues_.ReleaseBefore(oldest);
     segmentStart_ = segmentEnd_;
     segmentEnd_ += settings_.targetDuration;
     segmentHasContent_ = false;
@@ -145,9 +160,7 @@ class CueScheduler {
   [[nodiscard]] OSStatus EndOfInput() {
     if (!carryOver_.empty()) {
       lastEnd_ = 0;
-      for (WebVTTCue* cue = carryOver_.first; cue; cue = cue->next)
-        lastEnd_ = std::max(lastEnd_, cue->end);
-      FreeQueue(&carryOver_);
+      for (size_t index : carryOver_) lastEnd_ = std::max(lastEnd_, cues_[index].end);
     }
     double totalSeconds = std::max(settings_.duration, lastEnd_);
     return ChunkFileReleaseSecs(chunk_, totalSeconds - segmentStart_, totalSeconds);
@@ -155,8 +168,11 @@ class CueScheduler {
 
   const RunSettings& settings_;
   ChunkFile* chunk_;
-  WebVTTCueQueue* cues_;
-  WebVTTCueQueue carryOver_;
+  WebVTTCueStore& cues_;
+  size_t next_ = 0;                // the store's first cue not yet written
+  std::vector<size_t> repeat_;     // cues carried into the current segment
+  size_t repeatNext_ = 0;          // the first of them not yet written
+  std::vector<size_t> carryOver_;  // cues written here that reach into the next segment
   const uint64_t timestampMapValue_;
   double segmentStart_ = 0;
   double segmentEnd_;
@@ -186,15 +202,15 @@ OSStatus RunWebVTTSourceInto(const RunSettings& settings, MxByteStream* stream,
     OutputMessage(0, "%s: cannot read the source: %s", source, ParseFailureReason(status).c_str());
     return kErrParse;
   }
-  WebVTTCueQueue* cues = WebVTTParserGetCueQueue(parser.get());
-  if (cues->empty()) {
+  WebVTTCueStore& cues = *WebVTTParserGetCueStore(parser.get());
+  if (cues.empty()) {
     OutputMessage(1, "%s: no cues found (a WebVTT or SRT file in UTF-8 is expected)", source);
   } else if (settings.targetDuration == 0) {
     // Segments on a grid of zero seconds would never end.
     OutputMessage(0, "%s: a target duration of 0 cannot cut cues into segments", source);
     return kErrBadArgument;
   } else {
-    const ScheduleSize size = MeasureSchedule(*cues, settings.targetDuration);
+    const ScheduleSize size = MeasureSchedule(cues, settings.targetDuration);
     if (!ScheduleWithinLimits(size)) {
       OutputMessage(0,
                     "%s: refused: its %zu cues would need %.0f segments (at most %.0f) and %.0f "

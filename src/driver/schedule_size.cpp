@@ -8,21 +8,23 @@
 // the last cue's start: the stream ends there. The segment files are the union of those index
 // ranges (a stretch without cues is folded into the next file). Indices are doubles: a hostile
 // source may put them far beyond any integer type.
-ScheduleSize MeasureSchedule(const WebVTTCueQueue& cues, uint32_t targetDuration) {
+ScheduleSize MeasureSchedule(const WebVTTCueStore& cues, uint32_t targetDuration) {
   ScheduleSize size;
   const double step = targetDuration;
-  auto first = [step](const WebVTTCue* c) { return std::floor(c->start / step); };
-  auto last = [step, &first](const WebVTTCue* c) {
-    return std::max(first(c), std::ceil(c->end / step) - 1);
+  auto first = [step](const WebVTTCueRecord& c) { return std::floor(c.start / step); };
+  auto last = [step, &first](const WebVTTCueRecord& c) {
+    return std::max(first(c), std::ceil(c.end / step) - 1);
   };
   double lastSegment = 0;
-  for (const WebVTTCue* c = cues.first; c; c = c->next) {
-    size.cues++;
+  size.cues = cues.size();
+  for (size_t i = 0; i < cues.size(); i++) {
+    const WebVTTCueRecord& c = cues[i];
     lastSegment = std::max(lastSegment, first(c));
   }
   bool open = false;
   double runStart = 0, runEnd = 0;  // the current run of consecutive segments
-  for (const WebVTTCue* c = cues.first; c; c = c->next) {
+  for (size_t i = 0; i < cues.size(); i++) {
+    const WebVTTCueRecord& c = cues[i];
     const double from = first(c);
     const double to = std::min(last(c), lastSegment);
     size.cueCopies += to - from + 1;

@@ -22,6 +22,6 @@ constexpr double kExtraCueCopies = 1000000;
 
 // The schedule of `cues` (in source order, starts not decreasing) on a grid of
 // `targetDuration` seconds (not 0).
-ScheduleSize MeasureSchedule(const WebVTTCueQueue& cues, uint32_t targetDuration);
+ScheduleSize MeasureSchedule(const WebVTTCueStore& cues, uint32_t targetDuration);
 double MaxCueCopies(size_t cues);
 bool ScheduleWithinLimits(const ScheduleSize& size);

@@ -65,20 +65,6 @@ OSStatus WriteAll(ChunkFile* chunk, std::initializer_list<std::string_view> piec
   return kNoErr;
 }
 
-// Writes `length` bytes of the cue's block starting at `offset`, piece by piece.
-OSStatus WriteRange(ChunkFile* chunk, MxBlockBuffer* block, uint64_t offset, uint64_t length) {
-  while (length > 0) {
-    size_t here = 0;
-    char* bytes = nullptr;
-    if (OSStatus status = MxBlockBufferGetDataPointer(block, offset, &here, nullptr, &bytes))
-      return status;
-    size_t take = here < length ? here : static_cast<size_t>(length);
-    if (OSStatus status = ChunkFileWriteData(chunk, bytes, take)) return status;
-    offset += take;
-    length -= take;
-  }
-  return kNoErr;
-}
 }  // namespace
 
 OSStatus WriteSegmentHeader(ChunkFile* chunk, uint64_t mpegts) {
@@ -90,27 +76,18 @@ OSStatus WriteSegmentHeader(ChunkFile* chunk, uint64_t mpegts) {
                           std::string_view(zero, static_cast<size_t>(zeroLength)), "\n\n"});
 }
 
-OSStatus WriteCue(ChunkFile* chunk, const WebVTTCue* cue) {
-  MxBlockBuffer* block = cue->text.get();
+OSStatus WriteCue(ChunkFile* chunk, const WebVTTCueStore& store, const WebVTTCueRecord& cue) {
   OSStatus status = kNoErr;
-  if (cue->identifierLength != 0) {
-    status = WriteRange(chunk, block, cue->identifierOffset, cue->identifierLength);
-    if (status == kNoErr) status = ChunkFileWriteData(chunk, "\n", 1);
-  }
+  if (cue.identifierLength != 0) status = WriteAll(chunk, {store.Identifier(cue), "\n"});
   char start[20], end[20];
-  const int startLength = FormatWebVTTTimestamp(cue->start, start);
-  const int endLength = FormatWebVTTTimestamp(cue->end, end);
+  const int startLength = FormatWebVTTTimestamp(cue.start, start);
+  const int endLength = FormatWebVTTTimestamp(cue.end, end);
   if (status == kNoErr) {
     status = WriteAll(chunk, {std::string_view(start, static_cast<size_t>(startLength)), " --> ",
                               std::string_view(end, static_cast<size_t>(endLength))});
   }
-  if (status == kNoErr && cue->settingsLength != 0) {
-    status = ChunkFileWriteData(chunk, " ", 1);
-    if (status == kNoErr)
-      status = WriteRange(chunk, block, cue->settingsOffset, cue->settingsLength);
-  }
-  if (status == kNoErr) status = ChunkFileWriteData(chunk, "\n", 1);
-  if (status == kNoErr) status = WriteRange(chunk, block, cue->payloadOffset, cue->payloadLength);
-  if (status == kNoErr) status = ChunkFileWriteData(chunk, "\n\n", 2);
+  if (status == kNoErr && cue.settingsLength != 0)
+    status = WriteAll(chunk, {" ", store.Settings(cue)});
+  if (status == kNoErr) status = WriteAll(chunk, {"\n", store.Payload(cue), "\n\n"});
   return status;
 }

@@ -8,11 +8,13 @@
 #include "common/status.h"
 #include "segments/chunk_file.h"
 
-struct WebVTTCue;
+struct WebVTTCueRecord;
+class WebVTTCueStore;
 
 [[nodiscard]] OSStatus WriteSegmentHeader(ChunkFile* chunk, uint64_t mpegts);
 [[nodiscard]] OSStatus WriteTimestamp(ChunkFile* chunk, double seconds);
-[[nodiscard]] OSStatus WriteCue(ChunkFile* chunk, const WebVTTCue* cue);
+[[nodiscard]] OSStatus WriteCue(ChunkFile* chunk, const WebVTTCueStore& store,
+                                const WebVTTCueRecord& cue);
 
 // Formats a cue time as HH:MM:SS.mmm with every field truncated; returns the text's length
 // (at most 19). `text` must hold 20 bytes.

@@ -12,8 +12,6 @@ namespace {
 constexpr size_t kBlockSize = 1024;
 constexpr OSStatus kFeedLineAgain = 5;  // the line handler asks for the same line once more
 constexpr uint32_t kStateSignature = 0, kStateHeader = 1, kStateCues = 3;
-// Slots of a partial line's buffer; nested buffers grow from there.
-constexpr uint32_t kLineBufferCapacity = 16;
 
 bool IsDigit(char c) {
   return c >= '0' && c <= '9';
@@ -49,26 +47,6 @@ void SkipBlanks(const char** p, size_t* remaining) {
   }
 }
 
-// The bytes of a contiguous buffer; none for an empty one, whose length 0 goes along with it.
-char* BufferBytes(MxBlockBuffer* buffer) {
-  char* bytes = nullptr;
-  if (MxBlockBufferGetDataPointer(buffer, 0, nullptr, nullptr, &bytes) != kNoErr) return nullptr;
-  return bytes;
-}
-
-// A new buffer holding a copy of `length` bytes, with slots for the pieces a long line may
-// still gain from later blocks.
-[[nodiscard]] OSStatus CopyIntoNewBuffer(const char* bytes, size_t length, MxBlockBufferRef* out) {
-  OSStatus status = MxBlockBufferCreateEmpty(nullptr, kLineBufferCapacity, 0, out);
-  if (status == kNoErr) {
-    status = MxBlockBufferAppendMemoryBlock(out->get(), nullptr, length, nullptr, nullptr, 0,
-                                            length, kMxBlockBufferAssureMemoryNowFlag);
-  }
-  if (status == kNoErr) status = MxBlockBufferReplaceDataBytes(bytes, out->get(), 0, length);
-  if (status != kNoErr) *out = nullptr;
-  return status;
-}
-
 // A malformed block is counted and dropped; reading goes on.
 [[nodiscard]] OSStatus DropBlock(OSStatus code) {
   // Counted only: the block is dropped and reading goes on.
@@ -76,35 +54,12 @@ char* BufferBytes(MxBlockBuffer* buffer) {
   return kNoErr;
 }
 
-// Copies an accepted cue block into the current shared text block (a new one when it is full;
-// a block of its own when it is larger than a shared block). Returns the block and the offset.
-[[nodiscard]] OSStatus StoreCueText(WebVTTParser* parser, const char* data, size_t size,
-                                    MxBlockBufferRef* block, size_t* offset) {
-  if (size > parser->textCapacity - parser->textUsed) {
-    const size_t capacity = std::max(size, kCueTextBlockSize);
-    MxBlockBufferRef fresh;
-    OSStatus status =
-        MxBlockBufferCreateWithMemoryBlock(nullptr, nullptr, capacity, nullptr, nullptr, 0,
-                                           capacity, kMxBlockBufferAssureMemoryNowFlag, &fresh);
-    if (status != kNoErr) return status;
-    parser->textBytes = BufferBytes(fresh.get());
-    parser->textBlock = std::move(fresh);
-    parser->textUsed = 0;
-    parser->textCapacity = capacity;
-  }
-  memcpy(parser->textBytes + parser->textUsed, data, size);
-  *offset = parser->textUsed;
-  *block = parser->textBlock;
-  parser->textUsed += size;
-  return kNoErr;
-}
-
 // Parses the collected cue block. Returns 0 when the block was accepted or dropped, and an
 // error only when the whole read must end.
 [[nodiscard]] OSStatus ParseCueBlock(WebVTTParser* parser) {
   struct ClearLines {  // the collected block is let go in every case
-    std::string& lines;
-    ~ClearLines() { lines.clear(); }
+    GrowableBytes& lines;
+    ~ClearLines() { lines.Truncate(0); }
   } clear{parser->cueLines};
   const size_t size = parser->cueLines.size();
   const char* data = parser->cueLines.data();
@@ -115,13 +70,15 @@ char* BufferBytes(MxBlockBuffer* buffer) {
   const char* arrow = static_cast<const char*>(memmem(data, size, "-->", 3));
   if (arrow == nullptr) return DropBlock(kWebVTTErrMalformedCue);
 
-  std::unique_ptr<WebVTTCue> cue(new (std::nothrow) WebVTTCue);
-  if (!cue) return QorSignalErrorAt(kMxErrAllocationFailed);
+  struct {  // byte ranges in `data`; the identifier, when there is one, starts at 0
+    size_t identifierLength = 0;
+    size_t settingsOffset = 0, settingsLength = 0;
+    size_t payloadOffset = 0, payloadLength = 0;
+  } ranges;
 
   const char* p = data;
   if (firstEnd < arrow) {
-    cue->identifierOffset = 0;
-    cue->identifierLength = static_cast<uint64_t>(firstEnd - data);
+    ranges.identifierLength = static_cast<size_t>(firstEnd - data);
     p = firstEnd + (firstEnd[0] == '\r' && firstEnd + 1 < end && firstEnd[1] == '\n' ? 2 : 1);
     if (FindLineEnd(p, end) == nullptr) return DropBlock(kWebVTTErrMalformedCue);
   }
@@ -139,43 +96,55 @@ char* BufferBytes(MxBlockBuffer* buffer) {
   if (!IsBlank(*p)) return DropBlock(kWebVTTErrMalformedCue);
   SkipBlanks(&p, &remaining);
   if (WebVTTParseTimestamp(parser, &p, &remaining, &finish, true, nullptr) != kNoErr) return kNoErr;
-  // The end is compared with the record's start before the start is stored, so this checks
-  // end > 0 only: a cue whose end comes before its start is accepted, and a zero end stops
-  // the read.
-  if (!(finish > cue->start)) return QorSignalErrorAt(kWebVTTErrBadCueTime);
-  cue->start = start;
-  cue->end = finish;
+  // The end is checked against 0, not against the start: a cue whose end comes before its
+  // start is accepted, and a zero end stops the read.
+  if (!(finish > 0)) return QorSignalErrorAt(kWebVTTErrBadCueTime);
 
   const char* settingsEnd = FindLineEnd(p, end);
   if (settingsEnd == nullptr) return DropBlock(kWebVTTErrMalformedCue);
   if (settingsEnd > p) {
-    cue->settingsOffset = static_cast<uint64_t>(p - data);
-    cue->settingsLength = static_cast<uint64_t>(settingsEnd - p);
+    ranges.settingsOffset = static_cast<size_t>(p - data);
+    ranges.settingsLength = static_cast<size_t>(settingsEnd - p);
   }
   p = settingsEnd + TerminatorLength(settingsEnd, end);
   remaining = static_cast<size_t>(end - p);
   SkipBlanks(&p, &remaining);
-  cue->payloadOffset = static_cast<uint64_t>(p - data);
+  ranges.payloadOffset = static_cast<size_t>(p - data);
 
   const char* payloadEnd = end;
   while (payloadEnd > p && IsLineEnd(payloadEnd[-1])) payloadEnd--;
   if (payloadEnd <= p) return DropBlock(kWebVTTErrEmptyPayload);
-  cue->payloadLength = static_cast<uint64_t>(payloadEnd - p);
+  ranges.payloadLength = static_cast<size_t>(payloadEnd - p);
 
   if (parser->haveLastStart && start < parser->lastStart) return DropBlock(kWebVTTErrBadCueTime);
 
-  // Accepted: the block's bytes up to the end of the payload go into the shared text block and
-  // the ranges become offsets into it.
-  size_t base = 0;
-  OSStatus status =
-      StoreCueText(parser, data, static_cast<size_t>(payloadEnd - data), &cue->text, &base);
+  // Accepted: identifier, settings and payload are kept one after another. A small cue is
+  // copied into a shared text block; a large one keeps the collected buffer, its pieces moved
+  // to its start.
+  if (ranges.identifierLength > UINT32_MAX || ranges.settingsLength > UINT32_MAX)
+    return DropBlock(kWebVTTErrMalformedCue);
+  WebVTTCueRecord record;
+  record.start = start;
+  record.end = finish;
+  const size_t identifierLength = ranges.identifierLength;
+  const size_t settingsLength = ranges.settingsLength;
+  const size_t payloadLength = ranges.payloadLength;
+  OSStatus status = kNoErr;
+  if (identifierLength + settingsLength + payloadLength < kOwnTextBlockThreshold) {
+    status = parser->cues.AppendCopy(record, std::string_view(data, identifierLength),
+                                     std::string_view(data + ranges.settingsOffset, settingsLength),
+                                     std::string_view(data + ranges.payloadOffset, payloadLength));
+  } else {
+    char* bytes = parser->cueLines.data();
+    memmove(bytes + identifierLength, bytes + ranges.settingsOffset, settingsLength);
+    memmove(bytes + identifierLength + settingsLength, bytes + ranges.payloadOffset, payloadLength);
+    parser->cueLines.Truncate(identifierLength + settingsLength + payloadLength);
+    status = parser->cues.AppendOwned(record, parser->cueLines.Release(), identifierLength,
+                                      settingsLength, payloadLength);
+  }
   if (status != kNoErr) return status;
-  cue->identifierOffset += base;
-  cue->settingsOffset += base;
-  cue->payloadOffset += base;
   parser->haveLastStart = true;
   parser->lastStart = start;
-  parser->cueQueue.InsertTail(cue.release());
   return kNoErr;
 }
 
@@ -198,7 +167,7 @@ char* BufferBytes(MxBlockBuffer* buffer) {
     case kStateCues: {
       if (length == 0) return kNoErr;
       if (blank && parser->cueLines.empty()) return kNoErr;  // blank lines between cues
-      parser->cueLines.append(line, length);
+      if (OSStatus status = parser->cueLines.Append(line, length)) return status;
       return blank ? ParseCueBlock(parser) : kNoErr;
     }
     default:
@@ -206,41 +175,38 @@ char* BufferBytes(MxBlockBuffer* buffer) {
   }
 }
 
-// Hands the pending partial line, made contiguous, to the line handler and releases it.
+// Hands the pending partial line to the line handler. It lies at the end of the collected cue
+// lines, so in a cue block it is already where the handler would put it; elsewhere it is let go
+// once handled.
 [[nodiscard]] OSStatus FinishPartialLine(WebVTTParser* parser, size_t terminatorLength) {
-  MxBlockBufferRef line = std::move(parser->partialLine);
-  MxBlockBufferRef flat;
-  OSStatus status =
-      MxBlockBufferCreateContiguous(nullptr, line.get(), nullptr, nullptr, 0, 0, 0, &flat);
-  if (status != kNoErr) return status;
-  line.reset();  // keep only one copy of a long line alive
-  return HandleLine(parser, BufferBytes(flat.get()), MxBlockBufferGetDataLength(flat.get()),
-                    terminatorLength);
-}
-
-[[nodiscard]] OSStatus AppendToPartialLine(WebVTTParser* parser, MxBlockBuffer* block,
-                                           size_t length) {
-  if (length == 0) return kNoErr;
-  return MxBlockBufferAppendBufferReference(parser->partialLine.get(), block, 0, length, 0);
+  parser->havePartialLine = false;
+  const size_t start = parser->partialStart;
+  const char* line = parser->cueLines.data() + start;
+  const size_t length = parser->cueLines.size() - start;
+  const bool blank = length == terminatorLength;
+  if (parser->state != kStateCues) {
+    OSStatus status = HandleLine(parser, line, length, terminatorLength);
+    parser->cueLines.Truncate(start);
+    return status;
+  }
+  if (blank && start == 0) {  // a blank line between cues
+    parser->cueLines.Truncate(start);
+    return kNoErr;
+  }
+  return blank ? ParseCueBlock(parser) : kNoErr;
 }
 
 // Whether the pending partial line ends with a CR (one that was the last byte of a block).
-[[nodiscard]] OSStatus PartialLineEndsWithCR(WebVTTParser* parser, bool* endsWithCR) {
-  char last = 0;
-  const size_t pending = MxBlockBufferGetDataLength(parser->partialLine.get());
-  OSStatus status = MxBlockBufferCopyDataBytes(parser->partialLine.get(), pending - 1, 1, &last);
-  *endsWithCR = status == kNoErr && last == '\r';
-  return status;
+bool PartialLineEndsWithCR(const WebVTTParser* parser) {
+  return parser->cueLines.data()[parser->cueLines.size() - 1] == '\r';
 }
 
 // Completes a line that began in an earlier block. Sets *consumed to the bytes of `block` that
 // belong to it (0 when the block must be scanned from its start), or to the whole block when
 // the line goes on past it.
-[[nodiscard]] OSStatus ContinuePartialLine(WebVTTParser* parser, MxBlockBuffer* block,
-                                           const char* data, size_t length, size_t* consumed) {
-  bool endsWithCR = false;
-  OSStatus status = PartialLineEndsWithCR(parser, &endsWithCR);
-  if (status != kNoErr) return status;
+[[nodiscard]] OSStatus ContinuePartialLine(WebVTTParser* parser, const char* data, size_t length,
+                                           size_t* consumed) {
+  const bool endsWithCR = PartialLineEndsWithCR(parser);
   size_t take = 0, terminator = 0;
   if (endsWithCR) {
     // The CR that ended the previous block ends the line: with an LF that starts this block it
@@ -252,15 +218,16 @@ char* BufferBytes(MxBlockBuffer* buffer) {
     const char* const end = data + length;
     const char* lineEnd = FindLineEnd(data, end);
     *consumed = length;
-    if (lineEnd == nullptr) return AppendToPartialLine(parser, block, length);
+    if (lineEnd == nullptr) return parser->cueLines.Append(data, length);
     terminator = TerminatorLength(lineEnd, end);
     // A CR that ends the block stays pending: the next block tells whether an LF follows.
-    if (terminator == 0) return AppendToPartialLine(parser, block, length);
+    if (terminator == 0) return parser->cueLines.Append(data, length);
     take = static_cast<size_t>(lineEnd - data) + terminator;
   }
-  status = AppendToPartialLine(parser, block, take);
+  OSStatus status = parser->cueLines.Append(data, take);
   if (status == kNoErr) status = FinishPartialLine(parser, terminator);
   if (status == kFeedLineAgain) {
+    // The block is scanned again from its start; the line's earlier part is let go.
     *consumed = 0;
     return kNoErr;
   }
@@ -271,14 +238,19 @@ char* BufferBytes(MxBlockBuffer* buffer) {
 // Processes one block read from the stream.
 [[nodiscard]] OSStatus ProcessBlock(WebVTTParser* parser, MxBlockBuffer* block) {
   const size_t length = MxBlockBufferGetDataLength(block);
-  const char* data = BufferBytes(block);
+  char* bytes = nullptr;
+  if (length > 0) {
+    if (OSStatus status = MxBlockBufferGetDataPointer(block, 0, nullptr, nullptr, &bytes))
+      return status;
+  }
+  const char* data = bytes;
   const char* const end = data + length;
   const char* p = data;
-  if (parser->partialLine) {
+  if (parser->havePartialLine) {
     size_t consumed = 0;
-    OSStatus status = ContinuePartialLine(parser, block, data, length, &consumed);
+    OSStatus status = ContinuePartialLine(parser, data, length, &consumed);
     if (status != kNoErr) return status;
-    if (parser->partialLine) return kNoErr;  // the line goes on in the next block
+    if (parser->havePartialLine) return kNoErr;  // the line goes on in the next block
     p += consumed;
   }
   while (p < end) {
@@ -293,8 +265,9 @@ char* BufferBytes(MxBlockBuffer* buffer) {
     p += lineLength;
   }
   if (p < end) {
-    OSStatus status = CopyIntoNewBuffer(p, static_cast<size_t>(end - p), &parser->partialLine);
-    if (status != kNoErr) return status;
+    parser->partialStart = parser->cueLines.size();
+    if (OSStatus status = parser->cueLines.Append(p, static_cast<size_t>(end - p))) return status;
+    parser->havePartialLine = true;
   }
   return kNoErr;
 }
@@ -346,8 +319,58 @@ OSStatus WebVTTParserCreate(WebVTTParser** out, uint32_t commaDecimal) {
   return kNoErr;
 }
 
+WebVTTCueStore* WebVTTParserGetCueStore(WebVTTParser* parser) {
+  return &parser->cues;
+}
+
 WebVTTCueQueue* WebVTTParserGetCueQueue(WebVTTParser* parser) {
+  const WebVTTCueStore& store = parser->cues;
+  for (size_t i = 0; i < store.size(); i++) {
+    const WebVTTCueRecord& record = store[i];
+    WebVTTCue* cue = new (std::nothrow) WebVTTCue;
+    if (cue == nullptr) {
+      static_cast<void>(QorSignalErrorAt(kMxErrAllocationFailed));  // reported by the signal
+      break;
+    }
+    cue->text = store.Block(record);
+    cue->start = record.start;
+    cue->end = record.end;
+    cue->identifierOffset = record.offset;
+    cue->identifierLength = record.identifierLength;
+    cue->settingsOffset = record.offset + record.identifierLength;
+    cue->settingsLength = record.settingsLength;
+    cue->payloadOffset = cue->settingsOffset + record.settingsLength;
+    cue->payloadLength = record.payloadLength;
+    parser->cueQueue.InsertTail(cue);
+  }
+  parser->cues.Clear();
   return &parser->cueQueue;
+}
+
+OSStatus GrowableBytes::Append(const char* bytes, size_t length) {
+  if (length > capacity_ - size_) {
+    if (length > SIZE_MAX / 2 - size_) return QorSignalErrorAt(kMxErrAllocationFailed);
+    const size_t capacity = std::max({size_ + length, capacity_ * 2, size_t{256}});
+    // A large block is remapped in place by realloc: its pages are not copied.
+    char* grown = static_cast<char*>(realloc(data_, capacity));
+    if (grown == nullptr) return QorSignalErrorAt(kMxErrAllocationFailed);
+    data_ = grown;
+    capacity_ = capacity;
+  }
+  if (length > 0) memcpy(data_ + size_, bytes, length);
+  size_ += length;
+  return kNoErr;
+}
+
+char* GrowableBytes::Release() {
+  char* bytes = data_;
+  if (size_ < capacity_ && size_ > 0) {
+    // Should shrinking fail, the larger buffer is kept.
+    if (char* shrunk = static_cast<char*>(realloc(data_, size_))) bytes = shrunk;
+  }
+  data_ = nullptr;
+  size_ = capacity_ = 0;
+  return bytes;
 }
 
 void WebVTTCueFree(WebVTTCue* cue) {
@@ -383,7 +406,7 @@ OSStatus WebVTTParserReadByteStream(WebVTTParser* parser, MxByteStream* stream) 
     offset += static_cast<int64_t>(count);
   } while (status != kMxErrEndOfStream);
 
-  if (!parser->partialLine) return kNoErr;  // a last block without a blank line stays unparsed
+  if (!parser->havePartialLine) return kNoErr;  // a last block without a blank line stays unparsed
   status = FinishPartialLine(parser, 0);
   // The file's one line, unterminated and without a signature, asks to be fed again when
   // there is nothing left to feed: no cue can come of it.

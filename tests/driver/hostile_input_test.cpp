@@ -242,7 +242,7 @@ TEST(HostileInput, ScheduleSizeMatchesWhatIsWritten) {
                                           source.size(), &stream),
               kNoErr);
     ASSERT_EQ(WebVTTParserReadByteStream(parser, stream.get()), kNoErr);
-    const ScheduleSize size = MeasureSchedule(*WebVTTParserGetCueQueue(parser),
+    const ScheduleSize size = MeasureSchedule(*WebVTTParserGetCueStore(parser),
                                               static_cast<uint32_t>(std::stoul(c.target)));
     EXPECT_EQ(size.segments, segments) << c.cues;
     EXPECT_EQ(size.cueCopies, copies) << c.cues;

@@ -49,6 +49,19 @@ ParseResult Parse(const std::string& source, uint32_t commaDecimal) {
 
 TEST(WebVTTParser, SourcesAndTheirCues) {
   const std::string bom = "\xEF\xBB\xBF";
+  // A cue far longer than a shared text block, between two small ones.
+  const std::string large = std::string(20000, 'L') + "\r\n  " + std::string(5000, 'M');
+  // Cues around the size at which a cue gets a block of its own, many blocks' worth of them.
+  std::string sized = "WEBVTT\n\n";
+  std::vector<ParsedCue> sizedCues;
+  for (int i = 0; i < 60; i++) {
+    const std::string payload(static_cast<size_t>(8150 + i % 5 * 20),
+                              static_cast<char>('a' + i % 26));
+    const std::string id = "c" + std::to_string(i);
+    sized +=
+        id + "\n00:" + std::to_string(10 + i) + ".000 --> 01:00.000 line:1\n" + payload + "\n\n";
+    sizedCues.push_back({id, "line:1", payload, 10.0 + i, 60});
+  }
   struct Case {
     const char* name;
     std::string source;
@@ -101,6 +114,11 @@ TEST(WebVTTParser, SourcesAndTheirCues) {
       {"timestamp glued to text", "WEBVTT\n\n00:01.000x --> 00:02.000\nA\n\n", {}},
       {"single unterminated line without signature", "garbage", {}, kWebVTTErrMalformedCue, 1},
       {"empty file", "", {}, kMxErrEndOfStream, 1},
+      {"large cue between small ones",
+       "WEBVTT\n\na\n00:01.000 --> 00:02.000\nA\n\nbig one\n00:03.000 --> 00:04.000 align:end\n" +
+           large + "\n\n00:05.000 --> 00:06.000 x\nC\n\n",
+       {{"a", "", "A", 1, 2}, {"big one", "align:end", large, 3, 4}, {"", "x", "C", 5, 6}}},
+      {"cues near the own-block size", sized, sizedCues},
   };
   for (const Case& c : cases) {
     ParseResult r = Parse(c.source, c.comma);
