@@ -71,7 +71,8 @@ std::vector<std::pair<std::string, MxDictionary>> Attributes(const MxAttributedS
 // The runs as "start+length:biu" with '-' for a clear bit.
 std::string Runs(const MxAttributedString* s) {
   std::string out;
-  for (const auto& [range, a] : Attributes(s)) {
+  for (const auto& [range, attributes] : Attributes(s)) {
+    const auto& a = attributes;  // clang 14 cannot capture a structured binding
     auto flag = [&](const char* key, char c) {
       const MxValue* v = MxDictionaryGetValue(&a, key);
       return v && v->GetBool() == true ? c : '-';
