@@ -38,7 +38,9 @@ struct Outcome {
 Outcome Segment(const ScratchDir& dir, const Movie& movie, std::vector<std::string> options = {},
                 const std::string& setup = "") {
   EXPECT_EQ(RunShell("mkdir '" + (dir / "out") + "'"), 0);
-  if (!setup.empty()) EXPECT_EQ(RunShell("cd '" + dir.path() + "' && " + setup), 0);
+  if (!setup.empty()) {
+    EXPECT_EQ(RunShell("cd '" + dir.path() + "' && " + setup), 0);
+  }
   WriteFile(dir / "in.mp4", Build(movie));
   std::vector<std::string> args{"hlsvtt", "-t", "10", "-f", dir / "out"};
   args.insert(args.end(), options.begin(), options.end());
