@@ -377,39 +377,44 @@ TEST(MovieSource, TimesOutOfRangeAreMalformed) {
     Movie movie;
     int status;
     const char* message;
+    const char* cause;  // in the message that names the track
   };
   std::vector<Case> cases;
+  const char* malformed = "a box or table of the movie is malformed (-12890)";
   auto add = [&](const char* name, const Track& t, int status, const char* message,
-                 uint64_t movieDuration = 6000, uint32_t movieTimescale = 600) {
+                 const char* cause, uint64_t movieDuration = 6000, uint32_t movieTimescale = 600) {
     Movie m;
     m.tracks = {t};
     m.duration = movieDuration;
     m.timescale = movieTimescale;
-    cases.push_back({name, m, status, message});
+    cases.push_back({name, m, status, message, cause});
   };
   const char* outside = "outside the times a cue can carry (0 to 4294967295 seconds)";
   Track t = Subtitles(1, "eng", {TextSample("a"), TextSample("b")}, {1000, 1000});
   t.ctts = std::vector<int32_t>{-5, 0};
   t.cttsVersion = 1;
-  add("a composition offset before 0", t, -12890 & 0xFF, outside);
+  add("a composition offset before 0", t, -12890 & 0xFF, outside, malformed);
   t = Subtitles(1, "eng", {TextSample("a"), TextSample("b")}, {4294967295u, 1});
   t.timescale = 1;
-  add("a sample ending after the latest time", t, -12890 & 0xFF, outside);
+  add("a sample ending after the latest time", t, -12890 & 0xFF, outside, malformed);
   t = Subtitles(1, "eng", {TextSample("a")}, {1000});
   t.edits = std::vector<Edit>{{uint64_t(INT64_MAX), -1}, {1000, 0}};
   t.wideEdits = true;
-  add("an empty edit of 2^63-1", t, -12890 & 0xFF, outside);
+  add("an empty edit of 2^63-1", t, -12890 & 0xFF, outside, malformed);
   add("a movie longer than the latest time", Subtitles(1, "eng", {TextSample("a")}, {1000}),
-      -12890 & 0xFF, "lies outside 0 to 4294967295 seconds", 4294967296u, 1);
+      -12890 & 0xFF, "The duration of ", "lies outside 0 to 4294967295 seconds", 4294967296u, 1);
   t = Subtitles(1, "eng", {TextSample("a")}, {1000});
   t.sampleEntry = Box("tx3g", std::string(2, '\0'));
-  add("a sample description cut short", t, -12714 & 0xFF, "track with index 0, file ");
+  add("a sample description cut short", t, -12714 & 0xFF,
+      "Can't read the sample descriptions of track with index 0",
+      "the sample description is malformed (-12714)");
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     ScratchDir dir;
     Outcome o = Segment(dir, c.movie);
     EXPECT_EQ(o.run.status, c.status) << o.run.out;
     EXPECT_NE(o.run.out.find(c.message), std::string::npos) << o.run.out;
+    EXPECT_NE(o.run.out.find(c.cause), std::string::npos) << o.run.out;
     EXPECT_EQ(o.variant, "");
     EXPECT_FALSE(FileExists(dir / "out/en0/prog_index.m3u8"));
   }
