@@ -1,12 +1,15 @@
 #include "driver/movie_source.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
+#include "common/status_text.h"
 #include "driver/chunk_file_settings.h"
 #include "driver/subtitle_variant_playlist.h"
 #include "driver/track_display_name.h"
@@ -15,6 +18,7 @@
 #include "media/formatreader/format_reader.h"
 #include "media/formatreader/reader_registry.h"
 #include "media/formatreader/text_format_description.h"
+#include "webvtt/segment_writer.h"
 #include "webvtt/text_track_converter.h"
 
 namespace {
@@ -56,12 +60,17 @@ struct StreamPaths {
   std::string uri;
 };
 
-[[nodiscard]] OSStatus MakeStreamPaths(const RunSettings& s,
-                                       const std::optional<std::string>& language, unsigned index,
-                                       bool forced, StreamPaths* out) {
-  std::string name;
-  OSStatus status = MakeTrackDirectoryName(language, index, forced, &name);
-  if (status == kNoErr) status = JoinPath(s.fileBase, name.c_str(), &out->directory);
+// The paths of the stream written into the directory `name` under -f: the directory, the files
+// the stream makes in it and the URI must all fit; ENAMETOOLONG otherwise.
+[[nodiscard]] OSStatus MakeStreamPaths(const RunSettings& s, const std::string& name,
+                                       StreamPaths* out) {
+  const std::string segmentName =
+      std::string(s.baseMediaFileName ? s.baseMediaFileName : "fileSequence") +
+      kLongestSegmentSuffix;
+  std::string file;
+  OSStatus status = JoinPath(s.fileBase, name.c_str(), &out->directory);
+  if (status == kNoErr) status = JoinPath(out->directory.c_str(), s.indexFileName, &file);
+  if (status == kNoErr) status = JoinPath(out->directory.c_str(), segmentName.c_str(), &file);
   if (status != kNoErr) return status;
   std::string uri = name + "/" + s.indexFileName;
   if (s.baseURL != nullptr) {
@@ -74,16 +83,19 @@ struct StreamPaths {
   return kNoErr;
 }
 
+void ReportLongPaths(unsigned index) {
+  OutputMessage(0,
+                "The output paths of track %u are longer than %zu bytes; shorten -f, -b, -i or -B",
+                index, kMaxTrackPathLength);
+}
+
 // Checks, before anything is written, that every path the movie's streams need fits: each
 // subtitle track's directory with its "-forced" name (the longer of its two), the files the
 // stream makes in it, its URIs, and the variant playlist. Returns ENAMETOOLONG with a message
 // naming the option to shorten; tracks whose properties cannot be read are left to the main pass,
-// which reports them.
+// which reports them. A directory name made distinct later is checked again when it is made.
 [[nodiscard]] OSStatus CheckOutputPathLengths(const RunSettings& s, QorFormatReader* reader,
                                               int64_t trackCount) {
-  const std::string segmentName =
-      std::string(s.baseMediaFileName ? s.baseMediaFileName : "fileSequence") +
-      kLongestSegmentSuffix;
   unsigned subtitleTracks = 0;
   for (int64_t index = 0; index < trackCount; ++index) {
     QorTrackReaderRef track;
@@ -94,16 +106,11 @@ struct StreamPaths {
     ++subtitleTracks;
     std::optional<std::string> language;
     if (CopyTrackLanguage(track.get(), &language) != kNoErr) continue;
+    std::string name;
     StreamPaths paths;
-    std::string file;
-    OSStatus status = MakeStreamPaths(s, language, unsigned(index), true, &paths);
-    if (status == kNoErr) status = JoinPath(paths.directory.c_str(), s.indexFileName, &file);
-    if (status == kNoErr) status = JoinPath(paths.directory.c_str(), segmentName.c_str(), &file);
-    if (status != kNoErr) {
-      OutputMessage(0,
-                    "The output paths of track %u are longer than %zu bytes; shorten -f, -b, -i "
-                    "or -B",
-                    unsigned(index), kMaxTrackPathLength);
+    if (MakeTrackDirectoryName(language, unsigned(index), true, &name) != kNoErr ||
+        MakeStreamPaths(s, name, &paths) != kNoErr) {
+      ReportLongPaths(unsigned(index));
       return ENAMETOOLONG;
     }
   }
@@ -138,9 +145,16 @@ class MovieSegmenter {
   [[nodiscard]] OSStatus ReadDuration(double* seconds);
   [[nodiscard]] OSStatus SegmentTrack(unsigned index);
   [[nodiscard]] bool IsForcedByDisplayFlags(const MxValue& descriptions) const;
-  [[nodiscard]] OSStatus MakeDirectory(const std::string& path, const char* failureFormat);
+  [[nodiscard]] OSStatus MakeStreamPathsFor(unsigned index,
+                                            const std::optional<std::string>& language, bool forced,
+                                            StreamPaths* out);
+  [[nodiscard]] OSStatus MakeDirectory(const std::string& path, const char* failureFormat,
+                                       bool* made);
   [[nodiscard]] OSStatus WriteStream(unsigned index, const StreamPaths& paths, bool forcedPass,
-                                     QorTrackReader* track, uint8_t* sawForced);
+                                     QorTrackReader* track, uint8_t* sawForced, bool* hasCues);
+  [[nodiscard]] OSStatus MakeStream(unsigned index, const StreamPaths& paths, bool forcedPass,
+                                    const char* failureFormat, QorTrackReader* track,
+                                    uint8_t* sawForced);
   void AddEntry(const TrackFlags& flags, const std::optional<std::string>& language, bool forced,
                 bool autoSelect, const std::string& uri);
 
@@ -149,6 +163,7 @@ class MovieSegmenter {
   double maxDuration_ = 0;
   MxValue forcedReferences_;
   std::vector<SubtitleVariantEntry> entries_;
+  std::set<std::string> directoryNames_;  // every stream's directory so far
   long nameCounter_ = 1;
   unsigned subtitleTrackCount_ = 0;
 };
@@ -186,16 +201,43 @@ bool MovieSegmenter::IsForcedByDisplayFlags(const MxValue& descriptions) const {
   return (bits & kAllSubtitlesForced) && (bits & kForcedSubtitlesPresent);
 }
 
-OSStatus MovieSegmenter::MakeDirectory(const std::string& path, const char* failureFormat) {
+OSStatus MovieSegmenter::MakeStreamPathsFor(unsigned index,
+                                            const std::optional<std::string>& language, bool forced,
+                                            StreamPaths* out) {
+  std::string name;
+  OSStatus status = MakeTrackDirectoryName(language, index, forced, &name);
+  if (status == kNoErr) {
+    // Two streams never share a directory: a name an earlier stream took gets "_2", "_3", ...
+    // appended. No language tag or generated name holds "_", so this never takes the plain
+    // name of a later track.
+    const std::string plain = name;
+    for (unsigned n = 2; directoryNames_.count(name) != 0; ++n)
+      name = plain + "_" + std::to_string(n);
+    status = MakeStreamPaths(s_, name, out);
+  }
+  if (status != kNoErr) {
+    ReportLongPaths(index);
+    return status;
+  }
+  directoryNames_.insert(name);
+  return kNoErr;
+}
+
+OSStatus MovieSegmenter::MakeDirectory(const std::string& path, const char* failureFormat,
+                                       bool* made) {
+  *made = false;
   struct stat info;
-  if (stat(path.c_str(), &info) != 0) {
+  if (lstat(path.c_str(), &info) != 0) {
     if (mkdir(path.c_str(), 0777) != 0) {
       const int error = errno;
       OutputMessage(0, failureFormat, path.c_str());
       return error;
     }
+    *made = true;
   } else if (!S_ISDIR(info.st_mode)) {
     OutputMessage(0, "%s is already created, and is not a directory", path.c_str());
+    // A link is never followed: whatever it points at, nothing is written through it.
+    if (S_ISLNK(info.st_mode)) return ENOTDIR;
   }
   return kNoErr;
 }
@@ -215,7 +257,7 @@ void MovieSegmenter::AddEntry(const TrackFlags& flags, const std::optional<std::
 }
 
 OSStatus MovieSegmenter::WriteStream(unsigned index, const StreamPaths& paths, bool forcedPass,
-                                     QorTrackReader* track, uint8_t* sawForced) {
+                                     QorTrackReader* track, uint8_t* sawForced, bool* hasCues) {
   ChunkFile* chunk = ChunkFileCreate(
       MakeChunkFileSettings(s_, paths.directory.empty() ? nullptr : paths.directory.c_str(),
                             paths.urlDirectory.empty() ? nullptr : paths.urlDirectory.c_str()));
@@ -228,12 +270,34 @@ OSStatus MovieSegmenter::WriteStream(unsigned index, const StreamPaths& paths, b
       chunk, forcedPass ? 1 : 0, s_.targetDuration, int32_t(uint32_t(s_.mpegtsStartOffset)),
       reader_, track, sawForced, &lastSegmentDuration, &lastEndTime, maxDuration_);
   if (status != kNoErr) {
-    OutputMessage(0, "Failed to generate chunk files with index %u, file %s", index, s_.inputPath);
+    OutputMessage(0, "Failed to generate chunk files with index %u, file %s: %s", index,
+                  s_.inputPath, DescribeStatus(status).c_str());
     // A broken stream gets no playlist that would look complete.
     ChunkFileAbandon(chunk);
     return status;
   }
+  // A stream with a segment open or closed has cues, and so a playlist.
+  *hasCues = chunk->file != nullptr || chunk->segmentCount > 0;
   return ChunkFileReleaseSecs(chunk, lastSegmentDuration, lastEndTime);
+}
+
+// Makes the stream's directory and writes the stream. A stream without cues has no playlist:
+// its entry (the last one added) is taken back and the directory, when this run made it, removed.
+OSStatus MovieSegmenter::MakeStream(unsigned index, const StreamPaths& paths, bool forcedPass,
+                                    const char* failureFormat, QorTrackReader* track,
+                                    uint8_t* sawForced) {
+  bool made = false;
+  OSStatus status = MakeDirectory(paths.directory, failureFormat, &made);
+  if (status != kNoErr) return status;
+  bool hasCues = false;
+  status = WriteStream(index, paths, forcedPass, track, sawForced, &hasCues);
+  if (status != kNoErr || hasCues) return status;
+  OutputMessage(0, "Track %u of %s has no cues: it gets no playlist and is left out of %s", index,
+                s_.inputPath, s_.subtitleVariantName);
+  entries_.pop_back();
+  --nameCounter_;
+  if (made) rmdir(paths.directory.c_str());
+  return kNoErr;
 }
 
 OSStatus MovieSegmenter::SegmentTrack(unsigned index) {
@@ -251,7 +315,11 @@ OSStatus MovieSegmenter::SegmentTrack(unsigned index) {
   bool forced = false;
   QorTrackID trackID = 0;
   status = QorTrackReaderGetTrackInfo(track.get(), &trackID, nullptr);
-  if (status != kNoErr) return status;
+  if (status != kNoErr) {
+    OutputMessage(0, "Can't get the identifier of track with index %u, file %s: %s", index,
+                  s_.inputPath, DescribeStatus(status).c_str());
+    return status;
+  }
   if (const MxArray* pairs = forcedReferences_.GetArray()) {
     for (size_t i = 1; i < pairs->size(); i += 2) {
       if ((*pairs)[i].GetInt64() == int64_t(trackID)) forced = true;
@@ -260,7 +328,11 @@ OSStatus MovieSegmenter::SegmentTrack(unsigned index) {
   if (!forced) {
     MxValue descriptions;
     status = CopyProperty(track.get(), kQorTrackProperty_FormatDescriptionArray, &descriptions);
-    if (status != kNoErr) return status;
+    if (status != kNoErr) {
+      OutputMessage(0, "Can't read the sample descriptions of track with index %u, file %s: %s",
+                    index, s_.inputPath, DescribeStatus(status).c_str());
+      return status;
+    }
     forced = IsForcedByDisplayFlags(descriptions);
     if (forced) OutputMessage(2, "forced subtitle track from format description");
   }
@@ -306,14 +378,12 @@ OSStatus MovieSegmenter::SegmentTrack(unsigned index) {
   if (status != kNoErr) return status;
 
   StreamPaths paths;
-  status = MakeStreamPaths(s_, language, index, forced, &paths);
-  if (status != kNoErr) return status;  // refused earlier, with its message
+  status = MakeStreamPathsFor(index, language, forced, &paths);
+  if (status != kNoErr) return status;
   AddEntry(flags, language, forced, !flags.excludeFromAutoSelection, paths.uri);
 
-  status = MakeDirectory(paths.directory, "Couldn't make %s");
-  if (status != kNoErr) return status;
   uint8_t sawForced = 0;
-  status = WriteStream(index, paths, false, track.get(), &sawForced);
+  status = MakeStream(index, paths, false, "Couldn't make %s", track.get(), &sawForced);
   if (status != kNoErr) return status;
   if (forced || !sawForced) return kNoErr;
 
@@ -325,13 +395,12 @@ OSStatus MovieSegmenter::SegmentTrack(unsigned index) {
       "Forced track: Can't get enabled status of track index %u, file %s, error %d");
   if (status != kNoErr) return status;
   StreamPaths forcedPaths;
-  status = MakeStreamPaths(s_, language, index, true, &forcedPaths);
+  status = MakeStreamPathsFor(index, language, true, &forcedPaths);
   if (status != kNoErr) return status;
   // Auto-selected only when it would be the first entry, which the track's own entry precludes.
   AddEntry(flags, language, true, entries_.empty(), forcedPaths.uri);
-  status = MakeDirectory(forcedPaths.directory, "Couldn't make forced track path at: %s");
-  if (status != kNoErr) return status;
-  return WriteStream(index, forcedPaths, true, track.get(), &sawForced);
+  return MakeStream(index, forcedPaths, true, "Couldn't make forced track path at: %s", track.get(),
+                    &sawForced);
 }
 
 OSStatus MovieSegmenter::Run() {
@@ -344,6 +413,11 @@ OSStatus MovieSegmenter::Run() {
   double presentationSeconds = 0;
   status = ReadDuration(&presentationSeconds);
   if (status != kNoErr) return status;
+  if (!(presentationSeconds >= 0 && presentationSeconds <= kLatestOutputSeconds)) {
+    OutputMessage(0, "The duration of %s, %.3f seconds, lies outside 0 to %.0f seconds",
+                  s_.inputPath, presentationSeconds, kLatestOutputSeconds);
+    return kMovieErrMalformed;
+  }
   const bool durationGiven = s_.duration > 0;
   if (durationGiven && presentationSeconds > s_.duration) {
     OutputMessage(0,
@@ -371,8 +445,7 @@ OSStatus MovieSegmenter::Run() {
     OutputMessage(0, "No subtitle tracks found.");
     return kNoErr;
   }
-  WriteSubtitleVariantPlaylist(s_.fileBase, s_.subtitleVariantName, entries_);
-  return kNoErr;
+  return WriteSubtitleVariantPlaylist(s_.fileBase, s_.subtitleVariantName, entries_);
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "log/output.h"
+#include "webvtt/segment_writer.h"
 
 namespace {
 
@@ -130,7 +131,8 @@ bool ApplyOption(int option, char* arg, const char* program, RunSettings* s) {
       return true;
     case 'D':
       s->duration = strtod(arg, nullptr);
-      if (!(s->duration > 0) || !std::isfinite(s->duration)) {
+      // Longer than any output can carry is as bad as infinite.
+      if (!(s->duration > 0 && s->duration <= kLatestOutputSeconds)) {
         printf("%s: illegal duration %s\n", program, arg);
         return false;
       }
@@ -175,6 +177,11 @@ bool ApplyOption(int option, char* arg, const char* program, RunSettings* s) {
     case 's':
       if (arg[0] == '-') {
         fprintf(stderr, "%s: Syntax error in subtitle variant name argument '%s'\n", program, arg);
+        return false;
+      }
+      // A file name under -f, never a path that leads elsewhere.
+      if (strchr(arg, '/') != nullptr) {
+        fprintf(stderr, "%s: illegal characters in file name\n", program);
         return false;
       }
       s->subtitleVariantName = arg;

@@ -4,14 +4,24 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include "driver/track_paths.h"
 #include "log/output.h"
+#include "playlist/file_replacement.h"
 
 namespace {
 const char* YesNo(bool value) {
   return value ? "YES" : "NO";
+}
+
+// A track name goes into a quoted string that must not end early or break the line: a double
+// quote becomes a single quote, a CR or LF a space.
+std::string QuotableName(std::string name) {
+  for (char& c : name) {
+    if (c == '"') c = '\'';
+    if (c == '\r' || c == '\n') c = ' ';
+  }
+  return name;
 }
 }  // namespace
 
@@ -20,39 +30,31 @@ std::string FormatSubtitleVariantPlaylist(const std::vector<SubtitleVariantEntry
   for (const SubtitleVariantEntry& e : entries) {
     if (!e.trackName || !e.isDefault || !e.languageCode || !e.autoSelect || !e.forced || !e.uri)
       break;
-    // Names, languages and URIs go in as they are; the reader refuses language tags that could
-    // break the line, and track names hold no control characters.
-    text += "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"subtitles\",NAME=\"" + *e.trackName +
-            "\",DEFAULT=" + YesNo(*e.isDefault) + ",AUTOSELECT=" + YesNo(*e.autoSelect) +
-            ",FORCED=" + YesNo(*e.forced) + ",LANGUAGE=\"" + *e.languageCode + "\",URI=\"" +
-            *e.uri + "\"\n";
+    // Languages and URIs go in as they are: the reader refuses language tags that could break
+    // the line, and the options a URI is made from refuse control characters.
+    text += "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"subtitles\",NAME=\"" +
+            QuotableName(*e.trackName) + "\",DEFAULT=" + YesNo(*e.isDefault) +
+            ",AUTOSELECT=" + YesNo(*e.autoSelect) + ",FORCED=" + YesNo(*e.forced) + ",LANGUAGE=\"" +
+            *e.languageCode + "\",URI=\"" + *e.uri + "\"\n";
   }
   return text;
 }
 
-void WriteSubtitleVariantPlaylist(const char* fileBase, const char* subtitleVariantName,
-                                  const std::vector<SubtitleVariantEntry>& entries) {
+OSStatus WriteSubtitleVariantPlaylist(const char* fileBase, const char* subtitleVariantName,
+                                      const std::vector<SubtitleVariantEntry>& entries) {
   std::string path;
   if (JoinPath(fileBase, subtitleVariantName, &path) != kNoErr) {
     // The driver checks this path before any output is made; this is the last guard.
     OutputMessage(0, "subtitle variant playlist path is too long; shorten -f or -s");
-    return;
+    return ENAMETOOLONG;
   }
+  // A link at the name is replaced like any file; only a real directory is refused.
   struct stat info;
-  if (stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
+  if (lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
     OutputMessage(0, "output path %s is a directory; need a file name", path.c_str());
-    return;
-  }
-  FILE* file = fopen(path.c_str(), "w");
-  if (file == nullptr) {
-    OutputMessage(0, "Failed to open a file for writing at path %s", path.c_str());
-    return;
+    return EISDIR;
   }
   const std::string text = FormatSubtitleVariantPlaylist(entries);
-  const bool written = fwrite(text.data(), 1, text.size(), file) == text.size();
-  const int error = errno;
-  if (fclose(file) != 0 || !written) {
-    OutputMessage(0, "Failed to write the subtitle variant playlist %s: %s", path.c_str(),
-                  strerror(written ? errno : error));
-  }
+  return ReplaceFileWithText(path.c_str(), "subtitle variant playlist",
+                             [&](FILE* file) { fwrite(text.data(), 1, text.size(), file); });
 }

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "common/status.h"
+
 // One output stream as the variant playlist lists it. A field that is not set ends the list at
 // that entry.
 struct SubtitleVariantEntry {
@@ -18,10 +20,12 @@ struct SubtitleVariantEntry {
   std::optional<std::string> uri;
 };
 
-// The file's text.
+// The file's text. A track name's double quotes become single quotes, its CRs and LFs spaces.
 std::string FormatSubtitleVariantPlaylist(const std::vector<SubtitleVariantEntry>& entries);
 
-// Writes `fileBase`/`subtitleVariantName`. Problems are reported and never change the run's
-// result: the segments and media playlists already written stand.
-void WriteSubtitleVariantPlaylist(const char* fileBase, const char* subtitleVariantName,
-                                  const std::vector<SubtitleVariantEntry>& entries);
+// Writes `fileBase`/`subtitleVariantName` whole through a temporary file and a rename (a link at
+// the name is replaced, never followed). A failure is reported and returned: it is the run's
+// status, while the segments and media playlists already written stand.
+[[nodiscard]] OSStatus WriteSubtitleVariantPlaylist(
+    const char* fileBase, const char* subtitleVariantName,
+    const std::vector<SubtitleVariantEntry>& entries);

@@ -115,6 +115,8 @@ class CIndexFileBase {
 
   // Disk operations: temporary file and rename, post-processing, deferred deletion.
   FILE* CreateTempIndexFile();
+  // Removes a temporary file whose rename is still pending.
+  void DropPendingTempIndexFile();
   void RenameTempIndexFile();
   bool UpdateIndexFile();
   // Writes the whole playlist (with the end line when asked) into a temporary file beside it

@@ -10,8 +10,8 @@
 #include <cstring>
 #include <string>
 
-#include "common/incomplete_files.h"
 #include "log/output.h"
+#include "playlist/file_replacement.h"
 #include "playlist/index_file.h"
 
 namespace {
@@ -20,7 +20,7 @@ constexpr useconds_t kRenameRetryPause = 100;
 constexpr int64_t kDeferredRenameInterval = 1000;
 }  // namespace
 
-FILE* CIndexFileBase::CreateTempIndexFile() {
+void CIndexFileBase::DropPendingTempIndexFile() {
   if (renamePending && tempIndexFilePath[0] != '\0') {
     OutputMessage(
         1, "unlink temp index file %s that never got renamed after %d tries and %.3f seconds",
@@ -34,6 +34,10 @@ FILE* CIndexFileBase::CreateTempIndexFile() {
     tempIndexFilePath[0] = '\0';
     renamePending = false;
   }
+}
+
+FILE* CIndexFileBase::CreateTempIndexFile() {
+  DropPendingTempIndexFile();
   // A name that does not fit is refused: truncated, it would name another file.
   std::string temp = std::string(indexFilePath) + ".XXXXXX";
   if (temp.size() >= sizeof tempIndexFilePath) {
@@ -65,44 +69,11 @@ bool CIndexFileBase::UpdateIndexFile() {
 }
 
 OSStatus CIndexFileBase::ReplaceIndexFile(bool withEndList) {
-  FILE* stream = nullptr;
-  {
-    InterruptsHeld held;
-    stream = CreateTempIndexFile();
-    if (stream != nullptr) IncompleteFileBegin(IncompleteFile::kPlaylist, tempIndexFilePath);
-  }
-  if (stream == nullptr) {
-    const int error = errno != 0 ? errno : EIO;
-    OutputMessage(0, "cannot create a temporary file for %s: %s", indexFilePath, strerror(error));
-    if (tempIndexFilePath[0] != '\0') unlink(tempIndexFilePath);
-    tempIndexFilePath[0] = '\0';
-    return error;
-  }
-  const char* step = "write";
-  errno = 0;
-  WriteAllEntries(stream);
-  if (withEndList) fputs("#EXT-X-ENDLIST\n", stream);
-  int error = fflush(stream) != 0 || ferror(stream) ? (errno != 0 ? errno : EIO) : 0;
-  if (fclose(stream) != 0 && error == 0) {
-    step = "close";
-    error = errno != 0 ? errno : EIO;
-  }
-  if (error == 0 && chmod(tempIndexFilePath, 0664) != 0) {
-    step = "set the mode of";
-    error = errno;
-  }
-  if (error == 0 && rename(tempIndexFilePath, indexFilePath) != 0) {
-    step = "rename";
-    error = errno;
-  }
-  if (error != 0) {
-    OutputMessage(0, "cannot %s playlist %s (temporary file %s): %s", step, indexFilePath,
-                  tempIndexFilePath, strerror(error));
-    unlink(tempIndexFilePath);
-  }
-  IncompleteFileDone(IncompleteFile::kPlaylist);
-  tempIndexFilePath[0] = '\0';
-  return error;
+  DropPendingTempIndexFile();
+  return ReplaceFileWithText(indexFilePath, "playlist", [&](FILE* stream) {
+    WriteAllEntries(stream);
+    if (withEndList) fputs("#EXT-X-ENDLIST\n", stream);
+  });
 }
 
 void CIndexFileBase::RenameTempIndexFile() {

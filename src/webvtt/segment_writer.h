@@ -16,6 +16,11 @@ class WebVTTCueStore;
 [[nodiscard]] OSStatus WriteCue(ChunkFile* chunk, const WebVTTCueStore& store,
                                 const WebVTTCueRecord& cue);
 
+// The latest time an output may carry, in seconds: a cue time from 0 to this prints exactly as
+// a timestamp (its hours fit the 32-bit field and the arithmetic behind it), and a segment
+// lasting up to this has a whole-second target duration that fits 32 bits.
+inline constexpr double kLatestOutputSeconds = 4294967295.0;
+
 // Formats a cue time as HH:MM:SS.mmm with every field truncated; returns the text's length
 // (at most 19). `text` must hold 20 bytes.
 int FormatWebVTTTimestamp(double seconds, char* text);

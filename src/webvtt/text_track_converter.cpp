@@ -231,7 +231,16 @@ OSStatus WriteTextTrackAsWebVTT(ChunkFile* chunk, uint32_t forcedOnly, uint32_t 
     const double start = MillisecondSeconds(pts);
     const double end =
         MillisecondSeconds(MxTimeAdd(pts, MxSampleBufferGetOutputDuration(sample.get())));
-    lastEnd = end;  // also for samples that write nothing
+    // Every sample's times count, also those that write nothing: the last one sets the
+    // stream's end.
+    if (!(start >= 0 && end >= start && end <= kLatestOutputSeconds)) {
+      OutputMessage(0,
+                    "a sample from %.3f to %.3f seconds lies outside the times a cue can carry "
+                    "(0 to %.0f seconds)",
+                    start, end, kLatestOutputSeconds);
+      return kMovieErrMalformed;
+    }
+    lastEnd = end;
 
     if (text) {
       status = converter.WriteCueText(start, end, *text);

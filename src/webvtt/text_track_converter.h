@@ -15,7 +15,8 @@
 // `lastSegmentDuration` and `lastEndTime` (seconds) are set whenever the sample loop ends,
 // including at the end of the track; they are meant for ChunkFileReleaseSecs. A last cue ending
 // before `presentationEnd` has the stream extended to it. Reaching the end of the track is
-// success.
+// success. A sample whose times lie outside 0 to kLatestOutputSeconds makes the movie malformed
+// (kMovieErrMalformed).
 [[nodiscard]] OSStatus WriteTextTrackAsWebVTT(ChunkFile* chunk, uint32_t forcedOnly,
                                               uint32_t targetDurationSecs, int32_t mpegTimestamp,
                                               QorFormatReader* formatReader,

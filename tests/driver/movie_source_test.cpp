@@ -2,6 +2,7 @@
 // variants, names, flags, durations, the segment grid, failures, and hostile language tags.
 #include <gtest/gtest.h>
 
+#include "driver/subtitle_variant_playlist.h"
 #include "media/formats/movie/movie_builder.h"
 #include "test_support.h"
 
@@ -33,9 +34,13 @@ struct Outcome {
   std::string variant;
 };
 
-// Segments `movie` into dir/out, which it makes first.
-Outcome Segment(const ScratchDir& dir, const Movie& movie, std::vector<std::string> options = {}) {
+// Segments `movie` into dir/out, which it makes first, then runs `setup` in dir.
+Outcome Segment(const ScratchDir& dir, const Movie& movie, std::vector<std::string> options = {},
+                const std::string& setup = "") {
   EXPECT_EQ(RunShell("mkdir '" + (dir / "out") + "'"), 0);
+  if (!setup.empty()) {
+    EXPECT_EQ(RunShell("cd '" + dir.path() + "' && " + setup), 0);
+  }
   WriteFile(dir / "in.mp4", Build(movie));
   std::vector<std::string> args{"hlsvtt", "-t", "10", "-f", dir / "out"};
   args.insert(args.end(), options.begin(), options.end());
@@ -191,12 +196,6 @@ TEST(MovieSource, EndsAndFailuresWithTheirStatusAndMessage) {
        0,
        "last PTS is 1 - making 25 to change to match presentation",
        true},
-      {"-s names a directory",
-       {good},
-       {"-s", "en0"},
-       0,
-       "en0 is a directory; need a file name",
-       false},
       {"a sample that fails to decode",
        {broken},
        {},
@@ -246,6 +245,179 @@ TEST(MovieSource, LanguageTagsCannotLeadOutsideTheOutputDirectory) {
             "./a\n./a/out\n./a/out/en0\n./a/out/en0/fileSequence0.webvtt\n"
             "./a/out/en0/prog_index.m3u8\n./a/out/en1\n./a/out/en1/fileSequence0.webvtt\n"
             "./a/out/en1/prog_index.m3u8\n./a/out/subtitle_media.m3u8\n./in.mp4\n");
+}
+
+// Outputs stay where they belong: links planted at output names are never followed, no two
+// streams share a directory, track names cannot break out of their quoted string, and the
+// variant playlist lists only streams that have a playlist.
+TEST(MovieSource, OutputsStayInsideTheOutputDirectory) {
+  const char* flags = "DEFAULT=YES,AUTOSELECT=YES,FORCED=NO";
+  struct Case {
+    const char* name;
+    std::vector<Track> tracks;
+    std::string setup;  // run in the scratch directory once out/ exists
+    int status;
+    const char* message;
+    std::string variant;             // after "#EXTM3U\n"; empty: no variant playlist
+    std::vector<std::string> files;  // under out/, each with a cue
+  };
+  std::vector<Case> cases;
+  const Track english = Subtitles(1, "eng", {TextSample("hi")}, {1000});
+  cases.push_back({"a link at the variant playlist's name is replaced",
+                   {english},
+                   "ln -s ../victim out/subtitle_media.m3u8",
+                   0,
+                   "",
+                   Line("en 1", flags, "en", "en0/prog_index.m3u8"),
+                   {"en0/fileSequence0.webvtt"}});
+  cases.push_back({"a directory at the variant playlist's name",
+                   {english},
+                   "mkdir out/subtitle_media.m3u8",
+                   EISDIR,
+                   "/out/subtitle_media.m3u8 is a directory; need a file name",
+                   "",
+                   {"en0/fileSequence0.webvtt"}});
+  cases.push_back({"a link at a track directory's name",
+                   {english},
+                   "ln -s ../elsewhere out/en0",
+                   ENOTDIR,
+                   "/out/en0 is already created, and is not a directory",
+                   "",
+                   {}});
+  {
+    Track named = english;
+    named.name = "English \"SDH\",URI=\"x\"";
+    cases.push_back({"quotes in a track name",
+                     {named},
+                     "",
+                     0,
+                     "",
+                     Line("English 'SDH',URI='x'", flags, "en", "en0/prog_index.m3u8"),
+                     {"en0/fileSequence0.webvtt"}});
+  }
+  {
+    // "x-a1" at index 1 and "x-a" at index 11 both make "x-a11".
+    std::vector<Track> tracks;
+    for (uint32_t id = 1; id <= 12; ++id) tracks.push_back(Video(id));
+    tracks[1] = Subtitles(2, "eng", {TextSample("one")}, {1000});
+    tracks[1].elng = "x-a1";
+    tracks[11] = Subtitles(12, "eng", {TextSample("eleven")}, {1000});
+    tracks[11].elng = "x-a";
+    cases.push_back({"two tracks whose directory names meet",
+                     tracks,
+                     "",
+                     0,
+                     "",
+                     Line("x-a1 1", flags, "x-a1", "x-a11/prog_index.m3u8") +
+                         Line("x-a 2", flags, "x-a", "x-a11_2/prog_index.m3u8"),
+                     {"x-a11/fileSequence0.webvtt", "x-a11_2/fileSequence0.webvtt"}});
+  }
+  cases.push_back({"a track without cues is left out",
+                   {Subtitles(1, "fra", {TextSample("")}, {1000}),
+                    Subtitles(2, "eng", {TextSample("hi")}, {1000})},
+                   "",
+                   0,
+                   "Track 0 of ",
+                   Line("en 1", flags, "en", "en1/prog_index.m3u8"),
+                   {"en1/fileSequence0.webvtt"}});
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ScratchDir dir;
+    ASSERT_EQ(RunShell("cd '" + dir.path() + "' && mkdir elsewhere && echo keep >victim"), 0);
+    Movie m;
+    m.tracks = c.tracks;
+    Outcome o = Segment(dir, m, {}, c.setup);
+    EXPECT_EQ(o.run.status, c.status) << o.run.out;
+    EXPECT_NE(o.run.out.find(c.message), std::string::npos) << o.run.out;
+    EXPECT_EQ(o.variant, c.variant.empty() ? "" : "#EXTM3U\n" + c.variant);
+    EXPECT_TRUE(ListDir(dir / "elsewhere").empty());
+    EXPECT_EQ(ReadFile(dir / "victim"), "keep\n");
+    std::string listing;
+    RunShell("cd '" + (dir / "out") + "' && find . -name '*.webvtt' | sort", &listing);
+    std::string expected;
+    for (const std::string& file : c.files) expected += "./" + file + "\n";
+    EXPECT_EQ(listing, expected);
+  }
+}
+
+TEST(MovieSource, VariantPlaylistNamesCannotBreakTheirLine) {
+  SubtitleVariantEntry e{"a \"b\"\r\nc", true, "en", false, true, "en0/prog_index.m3u8"};
+  EXPECT_EQ(FormatSubtitleVariantPlaylist({e}),
+            "#EXTM3U\n" + Line("a 'b'  c", "DEFAULT=YES,AUTOSELECT=NO,FORCED=YES", "en",
+                               "en0/prog_index.m3u8"));
+}
+
+// The variant playlist is written whole or not at all, and a failure is the run's status.
+TEST(MovieSource, VariantPlaylistCutShortFailsTheRun) {
+  ScratchDir dir;
+  Movie m;
+  for (uint32_t id = 1; id <= 30; ++id) {
+    m.tracks.push_back(Subtitles(id, "eng", {TextSample("hi")}, {1000}));
+    m.tracks.back().name = std::string(300, 'n');
+  }
+  WriteFile(dir / "in.mp4", Build(m));
+  std::string out;
+  const int status = RunShell("mkdir '" + (dir / "out") + "' && ulimit -f 8 && '" + ToolPath() +
+                                  "' -q -f '" + (dir / "out") + "' '" + (dir / "in.mp4") + "' 2>&1",
+                              &out);
+  EXPECT_EQ(status, EFBIG);
+  EXPECT_NE(out.find("cannot write subtitle variant playlist " + (dir / "out/subtitle_media.m3u8")),
+            std::string::npos)
+      << out;
+  std::vector<std::string> left = ListDir(dir / "out");
+  EXPECT_EQ(left.size(), 30u);  // the track directories only
+  for (const std::string& name : left) EXPECT_TRUE(name.starts_with("en")) << name;
+}
+
+// Times that no timestamp or playlist duration can carry make the movie malformed; every failure
+// names the track and its cause.
+TEST(MovieSource, TimesOutOfRangeAreMalformed) {
+  struct Case {
+    const char* name;
+    Movie movie;
+    int status;
+    const char* message;
+    const char* cause;  // in the message that names the track
+  };
+  std::vector<Case> cases;
+  const char* malformed = "a box or table of the movie is malformed (-12890)";
+  auto add = [&](const char* name, const Track& t, int status, const char* message,
+                 const char* cause, uint64_t movieDuration = 6000, uint32_t movieTimescale = 600) {
+    Movie m;
+    m.tracks = {t};
+    m.duration = movieDuration;
+    m.timescale = movieTimescale;
+    cases.push_back({name, m, status, message, cause});
+  };
+  const char* outside = "outside the times a cue can carry (0 to 4294967295 seconds)";
+  Track t = Subtitles(1, "eng", {TextSample("a"), TextSample("b")}, {1000, 1000});
+  t.ctts = std::vector<int32_t>{-5, 0};
+  t.cttsVersion = 1;
+  add("a composition offset before 0", t, -12890 & 0xFF, outside, malformed);
+  t = Subtitles(1, "eng", {TextSample("a"), TextSample("b")}, {4294967295u, 1});
+  t.timescale = 1;
+  add("a sample ending after the latest time", t, -12890 & 0xFF, outside, malformed);
+  t = Subtitles(1, "eng", {TextSample("a")}, {1000});
+  t.edits = std::vector<Edit>{{uint64_t(INT64_MAX), -1}, {1000, 0}};
+  t.wideEdits = true;
+  add("an empty edit of 2^63-1", t, -12890 & 0xFF, outside, malformed);
+  add("a movie longer than the latest time", Subtitles(1, "eng", {TextSample("a")}, {1000}),
+      -12890 & 0xFF, "The duration of ", "lies outside 0 to 4294967295 seconds", 4294967296u, 1);
+  t = Subtitles(1, "eng", {TextSample("a")}, {1000});
+  t.sampleEntry = Box("tx3g", std::string(2, '\0'));
+  add("a sample description cut short", t, -12714 & 0xFF,
+      "Can't read the sample descriptions of track with index 0",
+      "the sample description is malformed (-12714)");
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ScratchDir dir;
+    Outcome o = Segment(dir, c.movie);
+    EXPECT_EQ(o.run.status, c.status) << o.run.out;
+    EXPECT_NE(o.run.out.find(c.message), std::string::npos) << o.run.out;
+    EXPECT_NE(o.run.out.find(c.cause), std::string::npos) << o.run.out;
+    EXPECT_EQ(o.variant, "");
+    EXPECT_FALSE(FileExists(dir / "out/en0/prog_index.m3u8"));
+  }
 }
 
 }  // namespace

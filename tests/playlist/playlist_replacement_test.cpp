@@ -5,8 +5,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <string>
 
+#include "common/incomplete_files.h"
+#include "playlist/file_replacement.h"
 #include "test_support.h"
 
 namespace {
@@ -105,6 +108,29 @@ TEST(PlaylistReplacement, TwoRunsIntoOneDirectoryLeaveOneCompletePlaylist) {
   // the run that finished last, whole.
   EXPECT_EQ(ListDir(dir / "out").size(), 3001u);
   ExpectCompletePlaylist(dir / "out", 1500);
+}
+
+// Interrupted half-way, a replacement leaves the old file as it was and no temporary file.
+TEST(PlaylistReplacement, AnInterruptedReplacementLeavesTheOldFile) {
+  ScratchDir dir;
+  const std::string path = dir / "list.m3u8";
+  WriteFile(path, "old\n");
+  const pid_t pid = fork();
+  if (pid == 0) {
+    InstallInterruptCleanup();
+    const OSStatus status = ReplaceFileWithText(path.c_str(), "playlist", [](FILE* file) {
+      fputs("half", file);
+      fflush(file);
+      raise(SIGINT);
+    });
+    _exit(status == kNoErr ? 0 : 1);
+  }
+  int wstatus = 0;
+  ASSERT_EQ(waitpid(pid, &wstatus, 0), pid);
+  ASSERT_TRUE(WIFEXITED(wstatus));
+  EXPECT_EQ(WEXITSTATUS(wstatus), 128 + SIGINT);
+  EXPECT_EQ(ListDir(dir.path()), std::vector<std::string>{"list.m3u8"});
+  EXPECT_EQ(ReadFile(path), "old\n");
 }
 
 }  // namespace

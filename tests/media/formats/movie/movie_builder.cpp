@@ -139,9 +139,13 @@ std::string Build(const Movie& movie) {
   const std::string mdat = Box("mdat", data);
 
   auto moovAt = [&](uint64_t dataStart) {
-    std::string moov = FullBox("mvhd", 0, 0,
-                               U32(0) + U32(0) + U32(movie.timescale) +
-                                   U32(uint32_t(movie.duration)) + std::string(80, '\0'));
+    // A duration beyond 32 bits needs the wide header.
+    const bool wide = movie.duration > UINT32_MAX;
+    std::string moov =
+        FullBox("mvhd", wide ? 1 : 0, 0,
+                (wide ? U64(0) + U64(0) + U32(movie.timescale) + U64(movie.duration)
+                      : U32(0) + U32(0) + U32(movie.timescale) + U32(uint32_t(movie.duration))) +
+                    std::string(80, '\0'));
     uint64_t at = dataStart;
     for (const Track& t : movie.tracks) {
       moov += TrackBox(t, at);
