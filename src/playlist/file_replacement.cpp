@@ -11,7 +11,8 @@
 #include "log/output.h"
 
 OSStatus ReplaceFileWithText(const char* path, const char* what,
-                             const std::function<void(FILE*)>& write) {
+                             const std::function<void(FILE*)>& write,
+                             const char* createFailureFormat) {
   std::string temp = std::string(path) + ".XXXXXX";
   FILE* stream = nullptr;
   int error = 0;
@@ -32,7 +33,11 @@ OSStatus ReplaceFileWithText(const char* path, const char* what,
     }
   }
   if (stream == nullptr) {
-    OutputMessage(0, "cannot create a temporary file for %s: %s", path, strerror(error));
+    if (createFailureFormat != nullptr) {
+      OutputMessage(0, createFailureFormat, path);
+    } else {
+      OutputMessage(0, "cannot create a temporary file for %s: %s", path, strerror(error));
+    }
     return error;
   }
   const char* step = "write";

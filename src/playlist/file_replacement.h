@@ -12,7 +12,9 @@
 // `write` puts the text into the open temporary file. While it is written, the temporary file is
 // recorded as incomplete, so an interruption removes it. Every step (create, write, close, set
 // the mode, rename) is checked: a failure logs "cannot <step> <what> <path> (temporary file
-// <temp>): <reason>" (or "cannot create a temporary file for <path>: <reason>"), removes the
-// temporary file, leaves `path` as it was and returns the errno.
+// <temp>): <reason>" (or, when the temporary file cannot be made, `createFailureFormat` with the
+// path, by default "cannot create a temporary file for <path>: <reason>"), removes the temporary
+// file, leaves `path` as it was and returns the errno.
 [[nodiscard]] OSStatus ReplaceFileWithText(const char* path, const char* what,
-                                           const std::function<void(FILE*)>& write);
+                                           const std::function<void(FILE*)>& write,
+                                           const char* createFailureFormat = nullptr);
