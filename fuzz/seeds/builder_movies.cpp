@@ -66,19 +66,19 @@ int main(int argc, char** argv) {
   wide.handler = "text";
   timing.tracks = {offsets, wide};
 
-  // Other layouts: data first, 64-bit offsets, compact sizes, one sample per chunk.
+  // Other layouts: 64-bit offsets, compact sizes, one sample per chunk.
   Movie layout;
   Track compact = Subtitles(1, "ita");
   compact.co64 = true;
   compact.compactSizes = true;
   compact.samplesPerChunk = 1;
   layout.tracks = {compact};
-  layout.moovFirst = false;
 
-  // A compressed header.
+  // A compressed header after the data.
   Movie compressed;
   compressed.tracks = {Subtitles(1, "jpn")};
   compressed.compressHeader = true;
+  compressed.moovFirst = false;
 
   return Write(dir + "/builder-tracks.mov", tracks) && Write(dir + "/builder-timing.mov", timing) &&
                  Write(dir + "/builder-layout.mov", layout) &&

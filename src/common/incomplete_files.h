@@ -23,5 +23,7 @@ class InterruptsHeld {
   unsigned long long saved_[16];  // the previous signal mask (a sigset_t)
 };
 
-// Installs the handler for SIGINT, SIGTERM and SIGHUP.
-void InstallInterruptCleanup();
+// Installs the handler for SIGINT, SIGTERM and SIGHUP; it prints `message` (a string that lives
+// as long as the process) before it ends the process.
+void InstallInterruptCleanup(
+    const char* message = "hlsvtt: interrupted; incomplete files removed, no playlist\n");
