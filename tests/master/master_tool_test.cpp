@@ -165,13 +165,11 @@ TEST_F(MasterToolTest, CheckFollowsUrisToPlaylistsAndSegments) {
 
 TEST_F(MasterToolTest, CheckReadsNothingOutsideItsTree) {
   // Without --root the tree is the master's directory: the movie beside it is named, not read.
-  RunResult check = Master({"check", "video/master.m3u8"}, dir_.path());
-  EXPECT_EQ(check.status, 0);
   ASSERT_EQ(
       Master({"merge", "--conform", "video/master.m3u8", "movie/subtitle_media.m3u8"}, dir_.path())
           .status,
       0);
-  check = Master({"check", "video/master.m3u8"}, dir_.path());
+  RunResult check = Master({"check", "video/master.m3u8"}, dir_.path());
   EXPECT_EQ(check.status, 111);
   EXPECT_EQ(Count(check.out, "URI \"../movie/"), 3u) << check.out;
   EXPECT_NE(check.out.find("video/master.m3u8:3: URI \"../movie/en2/prog_index.m3u8\" leads "
