@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs one fuzz target for a bounded time, seeded from the subtitle corpus. Usage:
+# Runs one fuzz target for a bounded time, seeded from a directory of sample inputs. Usage:
 #   run_fuzzer.sh <fuzzer binary> <corpus dir> [seconds]
 set -euo pipefail
 binary="$1"; seeds="$2"; seconds="${3:-${FUZZ_SECONDS:-30}}"

@@ -20,6 +20,8 @@ struct Slot {
 static_assert(std::atomic<bool>::is_always_lock_free);
 
 Slot gSlots[kSlots];
+const char* gInterruptMessage = "";
+size_t gInterruptMessageLength = 0;
 
 Slot& SlotFor(IncompleteFile which) {
   return gSlots[static_cast<int>(which)];
@@ -30,8 +32,7 @@ extern "C" void RemoveIncompleteFilesAndExit(int signal) {
   for (Slot& slot : gSlots) {
     if (slot.armed.load()) unlink(slot.path);
   }
-  static const char kMessage[] = "hlsvtt: interrupted; incomplete files removed, no playlist\n";
-  ssize_t ignored = write(STDERR_FILENO, kMessage, sizeof kMessage - 1);
+  ssize_t ignored = write(STDERR_FILENO, gInterruptMessage, gInterruptMessageLength);
   static_cast<void>(ignored);
   _exit(128 + signal);
 }
@@ -64,7 +65,9 @@ InterruptsHeld::~InterruptsHeld() {
   sigprocmask(SIG_SETMASK, reinterpret_cast<const sigset_t*>(saved_), nullptr);
 }
 
-void InstallInterruptCleanup() {
+void InstallInterruptCleanup(const char* message) {
+  gInterruptMessage = message;
+  gInterruptMessageLength = strlen(message);
   struct sigaction action = {};
   action.sa_handler = RemoveIncompleteFilesAndExit;
   sigemptyset(&action.sa_mask);

@@ -1,5 +1,5 @@
 // Files that are incomplete while they are being written: the open segment, the playlist's
-// temporary file and a key file. When the run is interrupted (SIGINT, SIGTERM, SIGHUP), a
+// temporary file (in hlsvtt-master, the merged master's) and a key file. When the run is interrupted (SIGINT, SIGTERM, SIGHUP), a
 // handler removes them and ends the process with 128 plus the signal number, so that an
 // interrupted run leaves neither a partial file nor a playlist.
 #pragma once
@@ -23,5 +23,7 @@ class InterruptsHeld {
   unsigned long long saved_[16];  // the previous signal mask (a sigset_t)
 };
 
-// Installs the handler for SIGINT, SIGTERM and SIGHUP.
-void InstallInterruptCleanup();
+// Installs the handler for SIGINT, SIGTERM and SIGHUP; it prints `message` (a string that lives
+// as long as the process) before it ends the process.
+void InstallInterruptCleanup(
+    const char* message = "hlsvtt: interrupted; incomplete files removed, no playlist\n");

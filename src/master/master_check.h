@@ -1,6 +1,6 @@
 // Checking a master playlist together with what it references on disk: the master's own rules,
 // every URI it holds, and for each subtitle rendition its media playlist and the WebVTT segments
-// listed there.
+// listed there, all within one directory tree.
 #pragma once
 
 #include <string>
@@ -15,6 +15,8 @@ struct MasterCheckReport {
   std::vector<std::string> notices;
 };
 
-// Fails only when the master itself cannot be read; problems found are in `report`.
+// Reads only files inside the directory `root` (the master's own directory when empty); a URI
+// that leads elsewhere is a problem, named and not followed. Fails only when the master or the
+// root cannot be read; problems found are in `report`.
 [[nodiscard]] OSStatus CheckMasterPlaylistFiles(const std::string& masterPath,
-                                                MasterCheckReport* report);
+                                                const std::string& root, MasterCheckReport* report);

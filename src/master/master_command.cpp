@@ -1,13 +1,18 @@
 #include "master/master_command.h"
 
+#include <sys/stat.h>
+
+#include <climits>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "common/incomplete_files.h"
 #include "master/master_check.h"
 #include "master/master_merge.h"
 #include "master/segment_pts.h"
@@ -18,7 +23,7 @@ namespace {
 
 constexpr const char* kUsage =
     "usage: hlsvtt-master merge MASTER FRAGMENT... [-o OUT] [--group ID] [--conform]\n"
-    "       hlsvtt-master check MASTER\n"
+    "       hlsvtt-master check MASTER [--root DIR]\n"
     "       hlsvtt-master pts SEGMENT.ts\n"
     "\n"
     "merge   adds the subtitle renditions of each FRAGMENT (a file of\n"
@@ -33,7 +38,8 @@ constexpr const char* kUsage =
     "                with a warning\n"
     "check   checks MASTER, the subtitle playlists it references and their WebVTT segments;\n"
     "        prints one line per problem (FILE:LINE: problem) and exits 0 only when there\n"
-    "        is none\n";
+    "        is none. It reads no file outside DIR (default: the directory of MASTER); a\n"
+    "        URI that leads outside is a problem\n";
 
 const char* kTool = "hlsvtt-master";
 
@@ -71,6 +77,7 @@ OSStatus RunMerge(const std::vector<std::string>& args) {
   }
   if (paths.size() < 2) return UsageError("merge needs a master playlist and a fragment");
   const std::string& masterPath = paths[0];
+  const bool inPlace = outPath.empty() || outPath == masterPath;
   if (outPath.empty()) outPath = masterPath;
 
   std::string masterText;
@@ -102,7 +109,20 @@ OSStatus RunMerge(const std::vector<std::string>& args) {
     fprintf(stderr, "%s: %s\n%s: nothing was written\n", kTool, outcome.error.c_str(), kTool);
     return status;
   }
-  if (OSStatus written = ReplaceFileText(outPath, outcome.text)) {
+  // In place, a master that is a link keeps being one: the file it leads to is replaced. URIs
+  // stay relative to the path given, where the master is served from.
+  std::string writePath = outPath;
+  if (inPlace) {
+    char resolved[PATH_MAX];
+    if (!realpath(masterPath.c_str(), resolved)) {
+      OSStatus error = errno;
+      fprintf(stderr, "%s: cannot locate %s: %s\n", kTool, masterPath.c_str(), strerror(error));
+      return error;
+    }
+    writePath = resolved;
+  }
+  InstallInterruptCleanup("hlsvtt-master: interrupted; no temporary file left behind\n");
+  if (OSStatus written = ReplaceFileText(writePath, outcome.text)) {
     fprintf(stderr, "%s: cannot write %s: %s\n", kTool, outPath.c_str(), strerror(written));
     return written;
   }
@@ -110,10 +130,29 @@ OSStatus RunMerge(const std::vector<std::string>& args) {
 }
 
 OSStatus RunCheck(const std::vector<std::string>& args) {
-  if (args.size() != 1) return UsageError("check needs exactly one master playlist");
+  std::vector<std::string> paths;
+  std::string root;
+  for (size_t i = 0; i < args.size(); i++) {
+    if (args[i] == "--root") {
+      if (i + 1 == args.size()) return UsageError("missing value after ", "--root");
+      root = args[++i];
+      if (root.empty()) return UsageError("--root needs a directory");
+    } else {
+      paths.push_back(args[i]);
+    }
+  }
+  if (paths.size() != 1) return UsageError("check needs exactly one master playlist");
+  if (!root.empty()) {
+    struct stat st;
+    OSStatus error = stat(root.c_str(), &st) != 0 ? errno : S_ISDIR(st.st_mode) ? kNoErr : ENOTDIR;
+    if (error != kNoErr) {
+      fprintf(stderr, "%s: --root %s: %s\n", kTool, root.c_str(), strerror(error));
+      return error;
+    }
+  }
   MasterCheckReport report;
-  if (OSStatus status = CheckMasterPlaylistFiles(args[0], &report)) {
-    fprintf(stderr, "%s: cannot read %s: %s\n", kTool, args[0].c_str(), strerror(status));
+  if (OSStatus status = CheckMasterPlaylistFiles(paths[0], root, &report)) {
+    fprintf(stderr, "%s: cannot read %s: %s\n", kTool, paths[0].c_str(), strerror(status));
     return status;
   }
   for (const std::string& notice : report.notices)

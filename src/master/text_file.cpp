@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <memory>
 
+#include "common/incomplete_files.h"
+
 namespace {
 
 struct FdCloser {
@@ -77,10 +79,18 @@ OSStatus ReplaceFileText(const std::string& path, std::string_view text) {
     mode = st.st_mode & 07777;
   }
   std::string temporary = path + ".tmpXXXXXX";
-  UniqueFd fd = Adopt(mkstemp(temporary.data()));
-  if (*fd < 0) return errno;
+  UniqueFd fd;
+  {
+    // An interruption from here on removes the temporary file.
+    InterruptsHeld held;
+    fd = Adopt(mkstemp(temporary.data()));
+    if (*fd < 0) return errno;
+    IncompleteFileBegin(IncompleteFile::kPlaylist, temporary.c_str());
+  }
   auto fail = [&](int error) {
+    InterruptsHeld held;
     unlink(temporary.c_str());
+    IncompleteFileDone(IncompleteFile::kPlaylist);
     return error;
   };
   size_t written = 0;
@@ -97,6 +107,8 @@ OSStatus ReplaceFileText(const std::string& path, std::string_view text) {
   int closeResult = close(*fd);
   *fd = -1;
   if (closeResult != 0) return fail(errno);
+  InterruptsHeld held;
   if (rename(temporary.c_str(), path.c_str()) != 0) return fail(errno);
+  IncompleteFileDone(IncompleteFile::kPlaylist);
   return kNoErr;
 }

@@ -19,6 +19,7 @@ constexpr size_t kMaxPlaylistBytes = 64u << 20;
 [[nodiscard]] OSStatus ReadFileHead(const std::string& path, size_t limit, std::string* text);
 
 // Writes `text` to a new temporary file beside `path` and renames it onto `path`. The file gets
-// the mode of the file it replaces, or the usual mode of a new file. Nothing is left behind on
-// failure.
+// the mode of the file it replaces, or the usual mode of a new file. A link at `path` is replaced,
+// not followed. Nothing is left behind on failure, nor on an interruption once the interrupt
+// cleanup is installed.
 [[nodiscard]] OSStatus ReplaceFileText(const std::string& path, std::string_view text);

@@ -1,7 +1,15 @@
 // hlsvtt-master end to end: media playlists made by hlsvtt from examples/sample.vtt, a movie's
 // subtitle fragment written by hand, a master playlist with two variants; merged, read back by
 // hls-parser, checked, damaged and checked again.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
 
 #include "test_support.h"
 
@@ -78,7 +86,7 @@ TEST_F(MasterToolTest, MergeIsReadByClientsAndCheckedCleanAfterConform) {
         << output;
   }
 
-  RunResult check = Master({"check", "video/master.m3u8"}, dir_.path());
+  RunResult check = Master({"check", "video/master.m3u8", "--root", "."}, dir_.path());
   EXPECT_EQ(check.status, 111);
   EXPECT_EQ(check.out,
             "video/master.m3u8:4: DEFAULT=YES needs AUTOSELECT=YES\n"
@@ -94,7 +102,7 @@ TEST_F(MasterToolTest, MergeIsReadByClientsAndCheckedCleanAfterConform) {
       conform.err.find("changed movie/subtitle_media.m3u8:3 \"English (forced)\" to DEFAULT=NO"),
       std::string::npos)
       << conform.err;
-  check = Master({"check", "video/master.m3u8"}, dir_.path());
+  check = Master({"check", "video/master.m3u8", "--root", "."}, dir_.path());
   EXPECT_EQ(check.status, 0) << check.out;
   EXPECT_EQ(check.out, "");
   EXPECT_EQ(ListDir(dir_ / "video"), (std::vector<std::string>{"high", "low", "master.m3u8"}));
@@ -145,7 +153,7 @@ TEST_F(MasterToolTest, CheckFollowsUrisToPlaylistsAndSegments) {
   ASSERT_EQ(unlink((dir_ / "video/high/index.m3u8").c_str()), 0);
   WriteFile(dir_ / "movie/en2/fileSequence2.webvtt",
             "WEBVTT\n\n00:00:21.000 --> 00:00:24.000\nx\n");
-  RunResult check = Master({"check", "video/master.m3u8"}, dir_.path());
+  RunResult check = Master({"check", "video/master.m3u8", "--root", "."}, dir_.path());
   EXPECT_EQ(check.status, 111);
   EXPECT_EQ(check.out,
             "movie/en2/fileSequence2.webvtt:1: no X-TIMESTAMP-MAP in the segment header\n"
@@ -153,6 +161,119 @@ TEST_F(MasterToolTest, CheckFollowsUrisToPlaylistsAndSegments) {
             "(movie/fr3/fileSequence1.webvtt: No such file or directory)\n"
             "video/master.m3u8:9: URI \"high/index.m3u8\" does not resolve "
             "(video/high/index.m3u8: No such file or directory)\n");
+}
+
+TEST_F(MasterToolTest, CheckReadsNothingOutsideItsTree) {
+  // Without --root the tree is the master's directory: the movie beside it is named, not read.
+  ASSERT_EQ(
+      Master({"merge", "--conform", "video/master.m3u8", "movie/subtitle_media.m3u8"}, dir_.path())
+          .status,
+      0);
+  RunResult check = Master({"check", "video/master.m3u8"}, dir_.path());
+  EXPECT_EQ(check.status, 111);
+  EXPECT_EQ(Count(check.out, "URI \"../movie/"), 3u) << check.out;
+  EXPECT_NE(check.out.find("video/master.m3u8:3: URI \"../movie/en2/prog_index.m3u8\" leads "
+                           "outside video; not read\n"),
+            std::string::npos)
+      << check.out;
+
+  // A hostile tree: `..`, an escaped `..`, links out of the tree (to a playlist, to a
+  // directory, from a segment) and names the check cannot look at.
+  WriteFile(dir_ / "private.txt", "PRIVATE DATA\n");
+  ASSERT_EQ(RunShell("cd '" + dir_.path() +
+                     "' && mkdir -p site/subs && ln -s ../private.txt site/link.m3u8 && ln -s .. "
+                     "site/up && ln -s ../../private.txt site/subs/seg.webvtt"),
+            0);
+  WriteFile(dir_ / "site/subs/index.m3u8",
+            "#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXTINF:10,\nseg.webvtt\n#EXT-X-ENDLIST\n");
+  std::string master = "#EXTM3U\n";
+  const char* uris[] = {"../private.txt", "subs/../../private.txt", "%2E%2E/private.txt",
+                        "link.m3u8",      "up/private.txt",         "subs/index.m3u8",
+                        "/etc/passwd",    "file:///etc/passwd"};
+  for (const char* uri : uris)
+    master += "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"s\",NAME=\"" + std::string(uri) +
+              "\",URI=\"" + uri + "\"\n";
+  WriteFile(dir_ / "site/master.m3u8",
+            master + "#EXT-X-STREAM-INF:BANDWIDTH=1,SUBTITLES=\"s\"\nv.m3u8\n");
+  WriteFile(dir_ / "site/v.m3u8", "");
+  check = Master({"check", "site/master.m3u8"}, dir_.path());
+  EXPECT_EQ(check.status, 111);
+  EXPECT_EQ(check.out,
+            "site/master.m3u8:2: URI \"../private.txt\" leads outside site; not read\n"
+            "site/master.m3u8:3: URI \"subs/../../private.txt\" leads outside site; not read\n"
+            "site/master.m3u8:4: URI \"%2E%2E/private.txt\" leads outside site; not read\n"
+            "site/master.m3u8:5: URI \"link.m3u8\" leads outside site through a link "
+            "(site/link.m3u8); not read\n"
+            "site/master.m3u8:6: URI \"up/private.txt\" leads outside site through a link "
+            "(site/up/private.txt); not read\n"
+            "site/subs/index.m3u8:4: URI \"seg.webvtt\" leads outside site through a link "
+            "(site/subs/seg.webvtt); not read\n");
+  EXPECT_EQ(check.err,
+            "hlsvtt-master: site/master.m3u8:8: URI \"/etc/passwd\" is not a local file; not "
+            "checked\n"
+            "hlsvtt-master: site/master.m3u8:9: URI \"file:///etc/passwd\" is not a local file; "
+            "not checked\n");
+}
+
+TEST_F(MasterToolTest, MergeInPlaceKeepsALinkAndLeavesNoTemporaryFile) {
+  // A master that is a link: the file it leads to is merged, the link stays.
+  ASSERT_EQ(RunShell("cd '" + dir_.path() +
+                     "' && mkdir store && mv video/master.m3u8 store/ && ln -s "
+                     "../store/master.m3u8 video/master.m3u8"),
+            0);
+  RunResult merge =
+      Master({"merge", "video/master.m3u8", "movie/subtitle_media.m3u8"}, dir_.path());
+  ASSERT_EQ(merge.status, 0) << merge.err;
+  struct stat st;
+  ASSERT_EQ(lstat((dir_ / "video/master.m3u8").c_str(), &st), 0);
+  EXPECT_TRUE(S_ISLNK(st.st_mode));
+  EXPECT_NE(ReadFile(dir_ / "store/master.m3u8").find("URI=\"../movie/fr3/prog_index.m3u8\""),
+            std::string::npos);
+  EXPECT_EQ(ListDir(dir_ / "store"), std::vector<std::string>{"master.m3u8"});
+
+  // Past a file-size limit the write fails, is reported, and the master is left as it was.
+  WriteFile(dir_ / "video/big.m3u8", kMaster + "# " + std::string(4000, 'x') + "\n");
+  std::string out;
+  EXPECT_NE(RunShell("cd '" + dir_.path() +
+                         "' && ulimit -f 4 && '" HLSVTT_MASTER_BINARY
+                         "' merge video/big.m3u8 movie/subtitle_media.m3u8 2>&1",
+                     &out),
+            0);
+  EXPECT_NE(out.find("hlsvtt-master: cannot write video/big.m3u8: File too large"),
+            std::string::npos)
+      << out;
+  EXPECT_EQ(ReadFile(dir_ / "video/big.m3u8").size(), kMaster.size() + 4003);
+  EXPECT_EQ(ListDir(dir_ / "video"),
+            (std::vector<std::string>{"big.m3u8", "high", "low", "master.m3u8"}));
+}
+
+TEST_F(MasterToolTest, AnInterruptedMergeLeavesNoTemporaryFile) {
+  // A master of some 20 MB keeps the temporary file around long enough to interrupt.
+  std::string big = kMaster;
+  for (int i = 0; i < 200000; i++) big += "# " + std::string(98, 'c') + "\n";
+  WriteFile(dir_ / "video/master.m3u8", big);
+  int watch = inotify_init1(IN_CLOEXEC);
+  ASSERT_GE(watch, 0);
+  ASSERT_GE(inotify_add_watch(watch, (dir_ / "video").c_str(), IN_CREATE), 0);
+  pid_t pid = fork();
+  if (pid == 0) {
+    int quiet = open("/dev/null", O_WRONLY);
+    if (chdir(dir_.path().c_str()) == 0 && dup2(quiet, STDERR_FILENO) >= 0)
+      execl(HLSVTT_MASTER_BINARY, "hlsvtt-master", "merge", "video/master.m3u8",
+            "movie/subtitle_media.m3u8", nullptr);
+    _exit(127);
+  }
+  // Interrupt as soon as the temporary file appears.
+  pollfd ready = {watch, POLLIN, 0};
+  EXPECT_EQ(poll(&ready, 1, 20000), 1);
+  kill(pid, SIGINT);
+  close(watch);
+  int wstatus = 0;
+  waitpid(pid, &wstatus, 0);
+  ASSERT_TRUE(WIFEXITED(wstatus)) << "ended by signal " << WTERMSIG(wstatus);
+  EXPECT_EQ(WEXITSTATUS(wstatus), 128 + SIGINT);
+  EXPECT_EQ(ReadFile(dir_ / "video/master.m3u8"), big);
+  EXPECT_EQ(ListDir(dir_ / "video"), (std::vector<std::string>{"high", "low", "master.m3u8"}));
 }
 
 TEST(MasterToolPts, PrintsTheFirstVideoTimeStampOfATransportStream) {

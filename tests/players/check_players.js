@@ -345,7 +345,8 @@ function buildMovieCase(work, options, c, movie, firstPts) {
     master = `${c.video}/${c.name}.m3u8`;
     runChecked(options.master, ['merge', path.join(videoDir, 'master.m3u8'), fragment,
       '-o', path.join(work, master), '--conform']);
-    runChecked(options.master, ['check', path.join(work, master)]);
+    // The renditions lie in a sibling directory: the tree checked is the whole work directory.
+    runChecked(options.master, ['check', path.join(work, master), '--root', work]);
   } else {
     master = `${c.name}/master.m3u8`;
     const lines = mediaLines(fs.readFileSync(fragment, 'utf8'), 'movie');

@@ -386,4 +386,28 @@ TEST(MovieReader, BrokenFiles) {
   EXPECT_EQ(ReadAllSamples(movie.reader.get(), 0, &samples), kMovieErrSampleOutOfRange);
 }
 
+// The movie fuzzer's seeds are files the reader reads to the end, short enough to be fuzzed whole.
+TEST(MovieReader, FuzzerSeedsAreReadWhole) {
+  const std::string dir = HLSVTT_SOURCE_DIR "/fuzz/seeds/movie";
+  size_t seeds = 0;
+  for (const std::string& name : ListDir(dir)) {
+    if (name.starts_with("README")) continue;
+    SCOPED_TRACE(name);
+    seeds++;
+    EXPECT_LE(ReadFile(dir + "/" + name).size(), 8192u);  // the fuzzer's longest input
+    OpenedMovie movie;
+    ASSERT_EQ(movie.OpenPath(dir + "/" + name), kNoErr);
+    int64_t tracks = 0;
+    ASSERT_EQ(QorFormatReaderGetTrackCount(movie.reader.get(), &tracks), kNoErr);
+    size_t samples = 0;
+    for (int64_t i = 0; i < tracks; ++i) {
+      std::vector<ReadSample> read;
+      EXPECT_EQ(ReadAllSamples(movie.reader.get(), i, &read), kNoErr) << "track " << i;
+      samples += read.size();
+    }
+    EXPECT_GT(samples, 0u);
+  }
+  EXPECT_GE(seeds, 5u);
+}
+
 }  // namespace
