@@ -2,7 +2,9 @@
 // variants, names, flags, durations, the segment grid, failures, and hostile language tags.
 #include <gtest/gtest.h>
 
+#include "driver/movie_output_size.h"
 #include "media/formats/movie/movie_builder.h"
+#include "media/formats/movie/movie_reader_test_support.h"
 #include "test_support.h"
 
 using namespace movie_builder;
@@ -162,6 +164,20 @@ TEST(MovieSource, SegmentsStartAtTheCueThatOpensThem) {
                           "#EXT-X-ENDLIST"),
             std::string::npos)
       << playlist;
+
+  // The measure taken before anything is written counts the segments written.
+  OpenedMovie opened;
+  ASSERT_EQ(opened.Open(Build(m)), kNoErr);
+  QorTrackReaderRef track;
+  ASSERT_EQ(QorFormatReaderCopyTrackByIndex(opened.reader.get(), 0, &track, nullptr, nullptr),
+            kNoErr);
+  TrackOutputSize size;
+  ASSERT_EQ(MeasureTrackOutput(track.get(), 10, 100, &size), kNoErr);
+  EXPECT_EQ(size.segments, 3);
+  EXPECT_EQ(size.samples, 6u);
+  EXPECT_EQ(size.bytes, 2u * 6 + 10 + 3 + 11 + 8 + 5);
+  ASSERT_EQ(MeasureTrackOutput(track.get(), 10, 2, &size), kNoErr);
+  EXPECT_EQ(size.samples, 3u);  // counting stops one past the limit
 }
 
 TEST(MovieSource, EndsAndFailuresWithTheirStatusAndMessage) {

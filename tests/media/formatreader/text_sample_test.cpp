@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 #include <utility>
 #include <vector>
@@ -237,6 +238,38 @@ TEST(TextSample, StylesSeenBeforeDecodeAsTheFirstTime) {
               kNoErr);
     EXPECT_EQ(Attributes(fromTrack.get()), Attributes(fromAlone.get())) << i;
   }
+}
+
+// One style record per character, in descending order, in one style box or spread over many:
+// applying them costs O(n log n), not a copy of every later run per record.
+TEST(TextSample, ManyStyleRecordsDecodeInLittleTime) {
+  MxFormatDescriptionRef d = TimedText(0);
+  constexpr unsigned kCharacters = 32767;
+  Bytes one, spread = Text(std::string(kCharacters, 'a'));
+  one.u16(kCharacters);
+  for (unsigned k = kCharacters; k-- > 0;) {
+    one.raw(Style(k, k + 1, k & 1));
+    if (k % 8 == 0) spread.box("styl", Bytes().u16(1).raw(Style(k, k + 1, 1)).u16(0));
+  }
+  const Bytes samples[] = {Text(std::string(kCharacters, 'a')).box("styl", one), spread};
+  std::chrono::steady_clock::duration decoding{};
+  for (const Bytes& bytes : samples) {
+    MxAttributedStringRef s;
+    for (int repeat = 0; repeat < 4; ++repeat) {
+      QorTextSampleBufferState state{};
+      MxSampleBufferRef sample = Sample(bytes, d.get());
+      const auto began = std::chrono::steady_clock::now();
+      ASSERT_EQ(QorTextSampleBufferCopyAttributedString(&state, nullptr, sample.get(), &s, nullptr,
+                                                        nullptr, nullptr),
+                kNoErr);
+      decoding += std::chrono::steady_clock::now() - began;
+    }
+    const std::string runs = Runs(s.get());
+    EXPECT_TRUE(
+        runs.starts_with(&bytes == samples ? "0+1:--- 1+1:b-- 2+1:---" : "0+1:b-- 1+7:--- 8+1:b--"))
+        << runs.substr(0, 40);
+  }
+  EXPECT_LT(decoding, std::chrono::seconds(3));
 }
 
 TEST(TextSample, SetUp) {
