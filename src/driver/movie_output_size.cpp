@@ -2,7 +2,6 @@
 
 #include <cinttypes>
 
-#include "driver/schedule_size.h"
 #include "log/output.h"
 #include "webvtt/text_track_converter.h"
 
@@ -59,45 +58,45 @@ OSStatus MeasureTrackOutput(QorTrackReader* track, uint32_t targetDuration, uint
 }
 
 OSStatus CheckMovieOutputSize(const RunSettings& s, QorFormatReader* reader, int64_t trackCount,
-                              int64_t fileLength) {
+                              int64_t fileLength, const MovieOutputLimits& limits) {
   unsigned subtitleTracks = 0;
   for (int64_t index = 0; index < trackCount; ++index) {
     QorTrackReaderRef track;
-    if (IsSubtitleTrack(reader, index, &track) && ++subtitleTracks > kMaxMovieSubtitleTracks) {
+    if (IsSubtitleTrack(reader, index, &track) && ++subtitleTracks > limits.subtitleTracks) {
       OutputMessage(0, "%s: refused: track %u is one subtitle track more than the %u allowed",
-                    s.inputPath, unsigned(index), kMaxMovieSubtitleTracks);
+                    s.inputPath, unsigned(index), limits.subtitleTracks);
       return kErrBadArgument;
     }
   }
 
-  const uint64_t maxBytes = uint64_t(fileLength > 0 ? fileLength : 0) + kExtraSampleBytes;
+  const uint64_t maxBytes = uint64_t(fileLength > 0 ? fileLength : 0) + limits.extraBytes;
   uint64_t samples = 0, bytes = 0;
   for (int64_t index = 0; index < trackCount; ++index) {
     QorTrackReaderRef track;
     if (!IsSubtitleTrack(reader, index, &track)) continue;
     TrackOutputSize size;
     // A track whose samples cannot be reached is left to the segmenting pass, which reports it.
-    if (MeasureTrackOutput(track.get(), s.targetDuration, kMaxMovieSubtitleSamples - samples,
-                           &size) != kNoErr)
+    if (MeasureTrackOutput(track.get(), s.targetDuration, limits.samples - samples, &size) !=
+        kNoErr)
       continue;
     samples += size.samples;
     bytes += size.bytes;
-    if (size.segments > kMaxSegments) {
+    if (size.segments > limits.segmentsPerTrack) {
       OutputMessage(0, "%s: refused: track %u would need %.0f segments (at most %.0f)", s.inputPath,
-                    unsigned(index), size.segments, kMaxSegments);
+                    unsigned(index), size.segments, limits.segmentsPerTrack);
       return kErrBadArgument;
     }
-    if (samples > kMaxMovieSubtitleSamples) {
+    if (samples > limits.samples) {
       OutputMessage(
           0, "%s: refused: with track %u its subtitle tracks hold more than %" PRIu64 " samples",
-          s.inputPath, unsigned(index), kMaxMovieSubtitleSamples);
+          s.inputPath, unsigned(index), limits.samples);
       return kErrBadArgument;
     }
     if (bytes > maxBytes) {
       OutputMessage(0,
                     "%s: refused: with track %u its subtitle samples take %" PRIu64
-                    " bytes (at most %" PRIu64 ": the file's length and 4 MiB)",
-                    s.inputPath, unsigned(index), bytes, maxBytes);
+                    " bytes (at most %" PRIu64 ", the file's length plus %" PRIu64 ")",
+                    s.inputPath, unsigned(index), bytes, maxBytes, limits.extraBytes);
       return kErrBadArgument;
     }
   }

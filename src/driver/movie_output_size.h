@@ -8,6 +8,7 @@
 
 #include "common/status.h"
 #include "driver/run_settings.h"
+#include "driver/schedule_size.h"
 #include "media/formatreader/format_reader.h"
 
 // Subtitle tracks per movie. A film carries a few dozen; each track makes up to two directories
@@ -21,6 +22,13 @@ constexpr uint64_t kMaxMovieSubtitleSamples = 10000000;
 // the margin leaves room for a few samples that share bytes. Each sample byte becomes at most
 // a few bytes of output ("&" is written as "&amp;"), once per stream of its track.
 constexpr uint64_t kExtraSampleBytes = 4u << 20;
+
+struct MovieOutputLimits {
+  unsigned subtitleTracks = kMaxMovieSubtitleTracks;
+  double segmentsPerTrack = kMaxSegments;  // as for a WebVTT source
+  uint64_t samples = kMaxMovieSubtitleSamples;
+  uint64_t extraBytes = kExtraSampleBytes;
+};
 
 struct TrackOutputSize {
   uint64_t samples = 0;  // samples read
@@ -37,8 +45,9 @@ struct TrackOutputSize {
 [[nodiscard]] OSStatus MeasureTrackOutput(QorTrackReader* track, uint32_t targetDuration,
                                           uint64_t maxSamples, TrackOutputSize* out);
 
-// Refuses, with a message naming the source, the track and the limit, a movie whose subtitle
-// tracks exceed a limit above: too many tracks, a track needing more than kMaxSegments segments,
-// or samples or sample bytes beyond the limits over all tracks. `fileLength` is the source's.
+// Refuses with kErrBadArgument, and a message naming the source, the track and the limit, a movie
+// whose subtitle tracks exceed one of `limits`: too many tracks, a track that needs too many
+// segments, or too many samples or sample bytes over all tracks. `fileLength` is the source's.
 [[nodiscard]] OSStatus CheckMovieOutputSize(const RunSettings& s, QorFormatReader* reader,
-                                            int64_t trackCount, int64_t fileLength);
+                                            int64_t trackCount, int64_t fileLength,
+                                            const MovieOutputLimits& limits = {});

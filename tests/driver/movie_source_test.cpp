@@ -180,6 +180,41 @@ TEST(MovieSource, SegmentsStartAtTheCueThatOpensThem) {
   EXPECT_EQ(size.samples, 3u);  // counting stops one past the limit
 }
 
+// Each limit lets a movie through at its value and refuses it one below.
+TEST(MovieSource, OutputLimitsHoldAtTheirValue) {
+  Movie m;
+  m.timescale = 1000;
+  Track cues = Subtitles(1, "eng", {TextSample("a"), TextSample("b"), TextSample("c")},
+                         {20000, 20000, 1000});  // three segments on a 10-second grid
+  cues.timescale = 1000;
+  m.tracks = {Video(2), cues, Subtitles(3, "fra", {TextSample("d"), TextSample("")}, {500, 500})};
+  OpenedMovie opened;
+  ASSERT_EQ(opened.Open(Build(m)), kNoErr);
+  RunSettings s;
+  s.inputPath = "in.mp4";
+  s.targetDuration = 10;
+  const uint64_t bytes = 3 * 3 + 3 + 2;
+  struct Case {
+    MovieOutputLimits limits;
+    OSStatus status;
+  } cases[] = {
+      {{}, kNoErr},
+      {{.subtitleTracks = 2}, kNoErr},
+      {{.subtitleTracks = 1}, kErrBadArgument},
+      {{.segmentsPerTrack = 3}, kNoErr},
+      {{.segmentsPerTrack = 2}, kErrBadArgument},
+      {{.samples = 5}, kNoErr},
+      {{.samples = 4}, kErrBadArgument},
+      {{.extraBytes = bytes}, kNoErr},
+      {{.extraBytes = bytes - 1}, kErrBadArgument},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(CheckMovieOutputSize(s, opened.reader.get(), 3, 0, c.limits), c.status)
+        << c.limits.subtitleTracks << " " << c.limits.segmentsPerTrack << " " << c.limits.samples
+        << " " << c.limits.extraBytes;
+  }
+}
+
 TEST(MovieSource, EndsAndFailuresWithTheirStatusAndMessage) {
   const std::string longName(1100, 'x');
   struct Case {
