@@ -7,10 +7,12 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "common/status_text.h"
 #include "driver/chunk_file_settings.h"
+#include "driver/movie_output_size.h"
 #include "driver/subtitle_variant_playlist.h"
 #include "driver/track_display_name.h"
 #include "driver/track_paths.h"
@@ -136,8 +138,8 @@ struct TrackFlags {
 
 class MovieSegmenter {
  public:
-  MovieSegmenter(const RunSettings& settings, QorFormatReader* reader)
-      : s_(settings), reader_(reader) {}
+  MovieSegmenter(const RunSettings& settings, QorFormatReader* reader, int64_t fileLength)
+      : s_(settings), reader_(reader), fileLength_(fileLength) {}
 
   [[nodiscard]] OSStatus Run();
 
@@ -160,8 +162,9 @@ class MovieSegmenter {
 
   const RunSettings& s_;
   QorFormatReader* reader_;
+  int64_t fileLength_;
   double maxDuration_ = 0;
-  MxValue forcedReferences_;
+  std::unordered_set<int64_t> forcedTrackIDs_;
   std::vector<SubtitleVariantEntry> entries_;
   std::set<std::string> directoryNames_;  // every stream's directory so far
   long nameCounter_ = 1;
@@ -320,11 +323,7 @@ OSStatus MovieSegmenter::SegmentTrack(unsigned index) {
                   s_.inputPath, DescribeStatus(status).c_str());
     return status;
   }
-  if (const MxArray* pairs = forcedReferences_.GetArray()) {
-    for (size_t i = 1; i < pairs->size(); i += 2) {
-      if ((*pairs)[i].GetInt64() == int64_t(trackID)) forced = true;
-    }
-  }
+  if (forcedTrackIDs_.contains(int64_t(trackID))) forced = true;
   if (!forced) {
     MxValue descriptions;
     status = CopyProperty(track.get(), kQorTrackProperty_FormatDescriptionArray, &descriptions);
@@ -431,9 +430,16 @@ OSStatus MovieSegmenter::Run() {
   MxValue references;
   status = CopyProperty(reader_, kQorFormatReaderProperty_TrackReferenceDictionary, &references);
   if (status != kNoErr) return status;
-  if (const MxValue* forced = MxDictionaryGetValue(references.GetDictionary(), kForcedReferenceKey))
-    forcedReferences_ = *forced;
+  // The references come in pairs; the second of each names a forced-subtitle track.
+  const MxValue* forced = MxDictionaryGetValue(references.GetDictionary(), kForcedReferenceKey);
+  if (const MxArray* pairs = forced ? forced->GetArray() : nullptr) {
+    for (size_t i = 1; i < pairs->size(); i += 2) {
+      if (std::optional<int64_t> id = (*pairs)[i].GetInt64()) forcedTrackIDs_.insert(*id);
+    }
+  }
 
+  status = CheckMovieOutputSize(s_, reader_, trackCount, fileLength_);
+  if (status != kNoErr) return status;
   status = CheckOutputPathLengths(s_, reader_, trackCount);
   if (status != kNoErr) return status;
 
@@ -457,6 +463,12 @@ OSStatus RunMovieSource(const RunSettings& settings, MxByteStream* stream) {
     OutputMessage(0, "can't create format reader %s %d", settings.inputPath, status);
     return status;
   }
-  MovieSegmenter segmenter(settings, reader.get());
+  int64_t fileLength = 0;
+  status = stream->GetLength(0, &fileLength);
+  if (status != kNoErr) {
+    OutputMessage(0, "can't get the length of %s %d", settings.inputPath, status);
+    return status;
+  }
+  MovieSegmenter segmenter(settings, reader.get(), fileLength);
   return segmenter.Run();
 }

@@ -11,6 +11,7 @@
 
 #include "driver/schedule_size.h"
 #include "media/core/memory_byte_stream.h"
+#include "media/formats/movie/movie_builder.h"
 #include "test_support.h"
 #include "webvtt/webvtt_parser.h"
 
@@ -87,6 +88,53 @@ TEST(HostileInput, RefusedSourcesAndOptionsWriteNothing) {
     EXPECT_EQ(run.result.status, c.status);
     EXPECT_NE((run.result.out + run.result.err).find(c.message), std::string::npos)
         << run.result.out << run.result.err;
+    EXPECT_TRUE(run.Files().empty());
+  }
+}
+
+// Movies whose header asks for an output far beyond their size: refused before the first
+// directory is made.
+TEST(HostileInput, MoviesBeyondTheOutputLimitsWriteNothing) {
+  using movie_builder::TextSample;
+  auto track = [](uint32_t id, std::string sample, uint32_t count, uint32_t duration) {
+    movie_builder::Track t;
+    t.trackID = id;
+    t.samples.assign(count, sample);
+    t.durations.assign(count, duration);
+    t.samplesPerChunk = 1;
+    t.sharedBytes = true;
+    return t;
+  };
+  movie_builder::Movie manyTracks;
+  for (uint32_t id = 1; id <= 1001; ++id) manyTracks.tracks.push_back(track(id, "x", 1, 1000));
+  // A cue every two seconds on a one-second grid: one segment per cue.
+  movie_builder::Movie manyCues;
+  manyCues.tracks = {track(1, TextSample("x"), 1000001, 2000)};
+  // 150 samples reading the same 32 KB.
+  movie_builder::Movie sharedBytes;
+  sharedBytes.tracks = {track(1, "x", 1, 1000),
+                        track(2, TextSample(std::string(32765, '&')), 150, 1000)};
+  struct Case {
+    const char* name;
+    const movie_builder::Movie& movie;
+    std::string message;
+  } cases[] = {
+      {"1,001 subtitle tracks", manyTracks,
+       "refused: track 1000 is one subtitle track more than the 1000 allowed"},
+      {"1,000,001 segments", manyCues,
+       "refused: track 0 would need 1000001 segments (at most 1000000)"},
+      {"shared sample bytes", sharedBytes,
+       "refused: with track 1 its subtitle samples take 4915051 bytes (at most "},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const std::string file = movie_builder::Build(c.movie);
+    const auto began = std::chrono::steady_clock::now();
+    ToolRun run(file, {"-t", "1"}, "in.mp4");
+    EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(10));
+    EXPECT_EQ(run.result.status, 56);
+    EXPECT_NE(run.result.out.find(run.dir / "in.mp4: " + c.message), std::string::npos)
+        << run.result.out;
     EXPECT_TRUE(run.Files().empty());
   }
 }

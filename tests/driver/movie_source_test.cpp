@@ -2,8 +2,10 @@
 // variants, names, flags, durations, the segment grid, failures, and hostile language tags.
 #include <gtest/gtest.h>
 
+#include "driver/movie_output_size.h"
 #include "driver/subtitle_variant_playlist.h"
 #include "media/formats/movie/movie_builder.h"
+#include "media/formats/movie/movie_reader_test_support.h"
 #include "test_support.h"
 
 using namespace movie_builder;
@@ -167,6 +169,55 @@ TEST(MovieSource, SegmentsStartAtTheCueThatOpensThem) {
                           "#EXT-X-ENDLIST"),
             std::string::npos)
       << playlist;
+
+  // The measure taken before anything is written counts the segments written.
+  OpenedMovie opened;
+  ASSERT_EQ(opened.Open(Build(m)), kNoErr);
+  QorTrackReaderRef track;
+  ASSERT_EQ(QorFormatReaderCopyTrackByIndex(opened.reader.get(), 0, &track, nullptr, nullptr),
+            kNoErr);
+  TrackOutputSize size;
+  ASSERT_EQ(MeasureTrackOutput(track.get(), 10, 100, &size), kNoErr);
+  EXPECT_EQ(size.segments, 3);
+  EXPECT_EQ(size.samples, 6u);
+  EXPECT_EQ(size.bytes, 2u * 6 + 10 + 3 + 11 + 8 + 5);
+  ASSERT_EQ(MeasureTrackOutput(track.get(), 10, 2, &size), kNoErr);
+  EXPECT_EQ(size.samples, 3u);  // counting stops one past the limit
+}
+
+// Each limit lets a movie through at its value and refuses it one below.
+TEST(MovieSource, OutputLimitsHoldAtTheirValue) {
+  Movie m;
+  m.timescale = 1000;
+  Track cues = Subtitles(1, "eng", {TextSample("a"), TextSample("b"), TextSample("c")},
+                         {20000, 20000, 1000});  // three segments on a 10-second grid
+  cues.timescale = 1000;
+  m.tracks = {Video(2), cues, Subtitles(3, "fra", {TextSample("d"), TextSample("")}, {500, 500})};
+  OpenedMovie opened;
+  ASSERT_EQ(opened.Open(Build(m)), kNoErr);
+  RunSettings s;
+  s.inputPath = "in.mp4";
+  s.targetDuration = 10;
+  const uint64_t bytes = 3 * 3 + 3 + 2;
+  struct Case {
+    MovieOutputLimits limits;
+    OSStatus status;
+  } cases[] = {
+      {{}, kNoErr},
+      {{.subtitleTracks = 2}, kNoErr},
+      {{.subtitleTracks = 1}, kErrBadArgument},
+      {{.segmentsPerTrack = 3}, kNoErr},
+      {{.segmentsPerTrack = 2}, kErrBadArgument},
+      {{.samples = 5}, kNoErr},
+      {{.samples = 4}, kErrBadArgument},
+      {{.extraBytes = bytes}, kNoErr},
+      {{.extraBytes = bytes - 1}, kErrBadArgument},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(CheckMovieOutputSize(s, opened.reader.get(), 3, 0, c.limits), c.status)
+        << c.limits.subtitleTracks << " " << c.limits.segmentsPerTrack << " " << c.limits.samples
+        << " " << c.limits.extraBytes;
+  }
 }
 
 TEST(MovieSource, EndsAndFailuresWithTheirStatusAndMessage) {

@@ -1,6 +1,9 @@
 #include "media/core/attributed_string.h"
 
 #include <algorithm>
+#include <map>
+#include <set>
+#include <string_view>
 
 #include "media/core/error_signal.h"
 
@@ -177,5 +180,71 @@ OSStatus MxAttributedString::AddAttributes(MxRange range,
   for (size_t i = first; i < last; ++i)
     runs_[i].attributes = cache->Merged(runs_[i].attributes, attributes);
   Coalesce(first, last, cache);
+  return kNoErr;
+}
+
+OSStatus MxAttributedString::AddAttributesInOrder(std::span<const MxRangedAttributes> entries,
+                                                  MxAttributeMergeCache* cache) {
+  if (cache == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
+  for (const MxRangedAttributes& entry : entries) {
+    if (!entry.attributes || !ValidRange(entry.range))
+      return QorSignalErrorAt(kMxErrInvalidParameter);
+  }
+  // The distinct keys the entries set, and for each entry the keys it sets.
+  std::map<std::string_view, size_t> keyIndex;
+  std::vector<std::vector<size_t>> keysOf(entries.size());
+  for (size_t i = 0; i < entries.size(); ++i) {
+    for (const auto& [key, value] : *entries[i].attributes)
+      keysOf[i].push_back(keyIndex.emplace(key, keyIndex.size()).first->second);
+  }
+  // Where an entry begins to cover the text and where it stops.
+  struct Edge {
+    int64_t at;
+    size_t entry;
+    bool begins;
+  };
+  std::vector<Edge> edges;
+  edges.reserve(entries.size() * 2);
+  for (size_t i = 0; i < entries.size(); ++i) {
+    if (entries[i].range.length == 0) continue;
+    edges.push_back({entries[i].range.location, i, true});
+    edges.push_back({entries[i].range.End(), i, false});
+  }
+  std::sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) { return a.at < b.at; });
+
+  // Between two neighbouring edges or run starts, each key takes its value from the last entry
+  // covering the piece that sets it; the piece's attributes are its run's with the entries that
+  // give a key its value merged in their order.
+  std::vector<std::set<size_t>> covering(keyIndex.size());
+  std::vector<size_t> givers;
+  std::vector<Run> pieces;
+  pieces.reserve(runs_.size() + edges.size());
+  size_t run = 0, edge = 0;
+  for (int64_t at = 0; at < length();) {
+    for (; edge < edges.size() && edges[edge].at == at; ++edge) {
+      for (size_t key : keysOf[edges[edge].entry]) {
+        if (edges[edge].begins)
+          covering[key].insert(edges[edge].entry);
+        else
+          covering[key].erase(edges[edge].entry);
+      }
+    }
+    while (run + 1 < runs_.size() && runs_[run + 1].start <= at) ++run;
+    int64_t stop = length();
+    if (run + 1 < runs_.size()) stop = std::min(stop, runs_[run + 1].start);
+    if (edge < edges.size()) stop = std::min(stop, edges[edge].at);
+    givers.clear();
+    for (const std::set<size_t>& entriesWithKey : covering) {
+      if (!entriesWithKey.empty()) givers.push_back(*entriesWithKey.rbegin());
+    }
+    std::sort(givers.begin(), givers.end());
+    givers.erase(std::unique(givers.begin(), givers.end()), givers.end());
+    std::shared_ptr<const MxDictionary> attributes = runs_[run].attributes;
+    for (size_t giver : givers) attributes = cache->Merged(attributes, entries[giver].attributes);
+    pieces.push_back({at, std::move(attributes)});
+    at = stop;
+  }
+  runs_ = std::move(pieces);
+  if (!runs_.empty()) Coalesce(1, runs_.size() - 1, cache);
   return kNoErr;
 }

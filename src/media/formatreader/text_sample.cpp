@@ -140,8 +140,10 @@ MxDictionary StyleAttributes(int16_t fontID, uint8_t face, uint8_t size, uint8_t
   return attributes;
 }
 
-void ApplyStyleBox(MxByteCursor payload, const SampleText& text, QorTextSampleBufferState* state,
-                   MxAttributedString* string) {
+// Adds the style records of a style box to `styles`, in their order, each with the range it
+// covers in the string; records that select nothing are dropped.
+void ReadStyleBox(MxByteCursor payload, const SampleText& text, QorTextSampleBufferState* state,
+                  std::vector<MxRangedAttributes>* styles) {
   uint16_t count = 0;
   if (payload.Size() <= 13 || !payload.ReadU16(&count) ||
       size_t{count} * kStyleRecordSize > payload.Remaining()) {
@@ -167,7 +169,7 @@ void ApplyStyleBox(MxByteCursor payload, const SampleText& text, QorTextSampleBu
       attributes = &state->styles.Add(key, StyleAttributes(fontID, face, size, red, green, blue,
                                                            alpha, state->formatDescription.get()));
     }
-    if (string->AddAttributes(range, *attributes, &state->merges) != kNoErr) return;
+    styles->push_back({range, *attributes});
   }
 }
 
@@ -308,6 +310,11 @@ OSStatus QorTextSampleBufferCopyAttributedString(QorTextSampleBufferState* state
 
   bool forced = false;
   MxTextRect box = state->defaultTextBox;
+  // Style records and the wrap setting are applied once every box is read: the records of all
+  // style boxes together, in their order, so that however many there are and however they
+  // overlap they cost O(n log n); a later wrap box replaces an earlier one.
+  std::vector<MxRangedAttributes> styles;
+  int wrap = -1;
   while (in.Remaining() >= 8) {
     uint32_t boxSize = 0, type = 0;
     MxByteCursor payload(nullptr, 0);
@@ -317,7 +324,7 @@ OSStatus QorTextSampleBufferCopyAttributedString(QorTextSampleBufferState* state
     if (type == kFrcd) {
       forced = true;
     } else if (type == kStyl) {
-      ApplyStyleBox(payload, text, state, string.get());
+      ReadStyleBox(payload, text, state, &styles);
     } else if (type == kTbox) {
       int16_t top = 0, left = 0, bottom = 0, right = 0;
       if (payload.ReadS16(&top) && payload.ReadS16(&left) && payload.ReadS16(&bottom) &&
@@ -325,15 +332,18 @@ OSStatus QorTextSampleBufferCopyAttributedString(QorTextSampleBufferState* state
         box = {static_cast<double>(left), static_cast<double>(top),
                static_cast<double>(right) - left, static_cast<double>(bottom) - top};
     } else if (type == kTwrp) {
-      uint8_t wrap = 0;
-      if (payload.ReadU8(&wrap) && wrap <= 1 && string->length() > 0) {
-        if (string->AddAttributes({0, string->length()}, WrapAttributes(wrap), &state->merges) !=
-            kNoErr)
-          return QorSignalErrorAt(kQorTextSampleErrStringCreation);
-      }
+      uint8_t value = 0;
+      if (payload.ReadU8(&value) && value <= 1) wrap = value;
     }
     // Other boxes (highlight, karaoke, scroll delay, hyperlink, blink, ...) change nothing.
   }
+  if (string->AddAttributesInOrder(styles, &state->merges) != kNoErr)
+    return QorSignalErrorAt(kQorTextSampleErrStringCreation);
+  // The wrap setting's key is set by nothing else, so it may come after the styles.
+  if (wrap >= 0 && string->length() > 0 &&
+      string->AddAttributes({0, string->length()}, WrapAttributes(uint8_t(wrap)), &state->merges) !=
+          kNoErr)
+    return QorSignalErrorAt(kQorTextSampleErrStringCreation);
 
   if (isForced) *isForced = state->allForced || forced;
   if (flag29) *flag29 = state->flag29;

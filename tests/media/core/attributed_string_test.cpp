@@ -90,6 +90,48 @@ TEST(AttributedString, AddingThroughAMergeCacheMatchesAddingCopies) {
   EXPECT_EQ(cached->AddAttributes({1, 1}, nullptr, &cache), kMxErrInvalidParameter);
 }
 
+// Adding many ranges at once gives the runs of adding them one after the other, however they
+// overlap, whatever keys they share and whatever runs the string had.
+TEST(AttributedString, AddingInOrderMatchesAddingOneAfterAnother) {
+  MxAttributeMergeCache cache;
+  auto base = std::make_shared<const MxDictionary>(MxDictionary{{"size", MxValue(12.0)}});
+  std::vector<std::shared_ptr<const MxDictionary>> styles;
+  for (int i = 0; i < 8; ++i) {
+    MxDictionary style{{"key" + std::to_string(i % 3), MxValue(i % 2 == 0)}};
+    if (i % 4 == 1) style.emplace("size", i == 1 ? MxValue(12) : MxValue(double(i)));
+    styles.push_back(std::make_shared<const MxDictionary>(std::move(style)));
+  }
+  uint32_t seed = 7;
+  auto next = [&seed](uint32_t n) {
+    seed = seed * 1103515245u + 12345u;
+    return (seed >> 16) % n;
+  };
+  for (int round = 0; round < 300; ++round) {
+    MxAttributedStringRef batch, single;
+    ASSERT_EQ(MxAttributedStringCreate(nullptr, u"abcdefghijkl", base, &batch), kNoErr);
+    ASSERT_EQ(MxAttributedStringCreate(nullptr, u"abcdefghijkl", base.get(), &single), kNoErr);
+    // Runs the string has before.
+    const MxRange split{next(10), 1 + next(2)};
+    ASSERT_EQ(batch->AddAttributes(split, {{"key1", MxValue(true)}}), kNoErr);
+    ASSERT_EQ(single->AddAttributes(split, {{"key1", MxValue(true)}}), kNoErr);
+    std::vector<MxRangedAttributes> entries;
+    for (uint32_t n = next(12); n > 0; --n) {
+      const int64_t location = next(12);
+      const MxRange range{location, int64_t(next(uint32_t(13 - location)))};
+      entries.push_back({range, styles[next(8)]});
+      ASSERT_EQ(single->AddAttributes(range, *entries.back().attributes), kNoErr);
+    }
+    ASSERT_EQ(batch->AddAttributesInOrder(entries, &cache), kNoErr);
+    ASSERT_EQ(RunsOf(*batch), RunsOf(*single)) << round;
+  }
+  // An entry that is not valid changes nothing.
+  MxAttributedStringRef s;
+  ASSERT_EQ(MxAttributedStringCreate(nullptr, u"abc", base, &s), kNoErr);
+  const MxRangedAttributes bad[] = {{{0, 1}, styles[0]}, {{2, 2}, styles[1]}};
+  EXPECT_EQ(s->AddAttributesInOrder(bad, &cache), kMxErrInvalidParameter);
+  EXPECT_EQ(RunsOf(*s), (std::vector<std::pair<MxRange, MxDictionary>>{{{0, 3}, *base}}));
+}
+
 TEST(TextEncoding, RejectsInvalidInput) {
   struct Case {
     std::string utf8;

@@ -1,6 +1,7 @@
 // The format reader for movie files (ISO base media files and classic movie files): the header
 // is read once when the reader is made; tracks, cursors and the sample generator read sample
 // bytes through the reader's byte stream only when a sample is asked for.
+#include <algorithm>
 #include <new>
 
 #include "media/core/error_signal.h"
@@ -24,6 +25,7 @@ struct TrackState {
   int32_t mediaTimescale = 1;
   std::string language;                         // from the media header
   std::optional<std::string> extendedLanguage;  // a well-formed 'elng' tag
+  std::vector<uint32_t> forcedReferences;       // tracks this one names as forced
   OSStatus descriptionStatus = kNoErr;
   MxArray descriptions;
   std::vector<MxFormatDescriptionRef> descriptionObjects;
@@ -54,6 +56,8 @@ class MovieFormatReader final : public QorFormatReader {
   int32_t MovieTimescale() const { return int32_t(header_->mvhd->timescale); }
 
  private:
+  void KeepForcedReferences();
+
   MxByteStreamRef sampleStream_;
   std::unique_ptr<MovieHeader> header_;
   int64_t fileLength_ = 0;
@@ -225,7 +229,7 @@ OSStatus MovieFormatReader::CopyProperty(const std::string& key, MxValue* out) {
     // Pairs of (referring track, forced-subtitle track), in track order.
     MxArray pairs;
     for (const TrackState& t : tracks_) {
-      for (uint32_t referenced : t.boxes->forcedTrackIDs) {
+      for (uint32_t referenced : t.forcedReferences) {
         pairs.emplace_back(int64_t(t.boxes->tkhd->trackID));
         pairs.emplace_back(int64_t(referenced));
       }
@@ -317,7 +321,29 @@ OSStatus MovieFormatReader::Open(MxByteStream* stream) {
       t.extendedLanguage = t.boxes->elng->tag;
     if (t.boxes->stsd) MakeDescriptions(t);
   }
+  KeepForcedReferences();
   return kNoErr;
+}
+
+// A forced reference is kept only when it names a track of the movie that no earlier reference
+// names: the references then hold at most one pair per track, however many IDs the header lists.
+void MovieFormatReader::KeepForcedReferences() {
+  std::vector<uint32_t> ids;
+  ids.reserve(tracks_.size());
+  for (const TrackState& t : tracks_) ids.push_back(t.boxes->tkhd->trackID);
+  std::sort(ids.begin(), ids.end());
+  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+  std::vector<bool> named(ids.size(), false);
+  for (size_t i = 0; i < tracks_.size(); ++i) {
+    std::vector<uint32_t>& listed = header_->tracks[i].forcedTrackIDs;
+    for (uint32_t id : listed) {
+      auto it = std::lower_bound(ids.begin(), ids.end(), id);
+      if (it == ids.end() || *it != id || named[size_t(it - ids.begin())]) continue;
+      named[size_t(it - ids.begin())] = true;
+      tracks_[i].forcedReferences.push_back(id);
+    }
+    std::vector<uint32_t>().swap(listed);
+  }
 }
 
 }  // namespace

@@ -72,8 +72,11 @@ constexpr BoxHandlerEntry kTrackReferenceChildren[] = {
      [](ParseState& s, std::span<const uint8_t> p, int) -> OSStatus {
        TrackReferenceTypeBox box;
        if (OSStatus err = box.Parse(p)) return err;
-       s.track->forcedTrackIDs.insert(s.track->forcedTrackIDs.end(), box.trackIDs.begin(),
-                                      box.trackIDs.end());
+       std::vector<uint32_t>& ids = s.track->forcedTrackIDs;
+       if (ids.empty())
+         ids = std::move(box.trackIDs);
+       else
+         ids.insert(ids.end(), box.trackIDs.begin(), box.trackIDs.end());
        return kNoErr;
      }},
 };

@@ -21,7 +21,7 @@ inline constexpr int kMaxBoxDepth = 16;
 
 struct MovieTrack {
   std::optional<TrackHeaderBox> tkhd;
-  std::vector<uint32_t> forcedTrackIDs;  // 'tref' / 'forc'
+  std::vector<uint32_t> forcedTrackIDs;  // 'tref' / 'forc', as listed (the reader filters them)
   std::optional<EditListBox> editList;
   std::optional<MediaHeaderBox> mdhd;
   std::optional<HandlerBox> hdlr;

@@ -40,6 +40,14 @@ std::string TextSample(const std::string& text, const std::string& boxes) {
 
 namespace {
 
+// The bytes of a track's samples as the media data holds them.
+std::string TrackData(const Track& t) {
+  if (t.sharedBytes) return t.samples.empty() ? "" : t.samples.front();
+  std::string data;
+  for (const std::string& s : t.samples) data += s;
+  return data;
+}
+
 std::string SampleTable(const Track& t, uint64_t dataOffset) {
   const uint32_t n = uint32_t(t.samples.size());
   std::string stts;
@@ -81,7 +89,7 @@ std::string SampleTable(const Track& t, uint64_t dataOffset) {
   for (uint32_t c = 0; c < chunks; ++c) {
     offsets += t.co64 ? U64(at) : U32(uint32_t(at));
     for (uint32_t s = c * t.samplesPerChunk; s < n && s < (c + 1) * t.samplesPerChunk; ++s)
-      at += t.samples[s].size();
+      at += t.sharedBytes ? 0 : t.samples[s].size();
   }
   boxes += FullBox(t.co64 ? "co64" : "stco", 0, 0, U32(chunks) + offsets);
   return Box("stbl", boxes);
@@ -134,8 +142,7 @@ std::string Compress(const std::string& moov) {
 std::string Build(const Movie& movie) {
   const std::string ftyp = Box("ftyp", "isom" + U32(512) + "isomiso2");
   std::string data;
-  for (const Track& t : movie.tracks)
-    for (const std::string& s : t.samples) data += s;
+  for (const Track& t : movie.tracks) data += TrackData(t);
   const std::string mdat = Box("mdat", data);
 
   auto moovAt = [&](uint64_t dataStart) {
@@ -149,7 +156,7 @@ std::string Build(const Movie& movie) {
     uint64_t at = dataStart;
     for (const Track& t : movie.tracks) {
       moov += TrackBox(t, at);
-      for (const std::string& s : t.samples) at += s.size();
+      at += TrackData(t).size();
     }
     moov = Box("moov", moov + movie.extraMovieChildren);
     return movie.compressHeader ? Compress(moov) : moov;

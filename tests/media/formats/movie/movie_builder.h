@@ -47,6 +47,7 @@ struct Track {
   uint32_t samplesPerChunk = 2;
   bool co64 = false;
   bool compactSizes = false;  // 'stz2' with 16-bit fields
+  bool sharedBytes = false;   // every chunk starts at the first sample's bytes, stored once
 };
 
 struct Movie {

@@ -131,7 +131,8 @@ TEST(MovieReader, TrackAndMovieProperties) {
   english.trackID = 2;
   english.language = PackLanguage("eng");
   english.name = std::string("Eng\tlish\x01subs");
-  english.forced = {3};
+  // IDs that name no track, or a track named already, are dropped.
+  english.forced = {3, 99, 3, 0, 1};
   Track forced = SubtitleTrack();
   forced.trackID = 3;
   forced.tkhdFlags = 0;
@@ -144,6 +145,7 @@ TEST(MovieReader, TrackAndMovieProperties) {
   bad.handler = "text";
   bad.language = 2;  // a classic language number: German
   bad.elng = "de/../x";
+  bad.forced = {1, 2};
   m.tracks = {video, english, forced, bad};
 
   OpenedMovie movie;
@@ -158,7 +160,9 @@ TEST(MovieReader, TrackAndMovieProperties) {
   EXPECT_EQ(v.GetBool(), true);
   ASSERT_EQ(movie.reader->CopyProperty(kQorFormatReaderProperty_TrackReferenceDictionary, &v),
             kNoErr);
-  EXPECT_EQ(v, MxValue(MxDictionary{{"forc", MxValue(MxArray{int64_t(2), int64_t(3)})}}));
+  EXPECT_EQ(v,
+            MxValue(MxDictionary{{"forc", MxValue(MxArray{int64_t(2), int64_t(3), int64_t(2),
+                                                          int64_t(1), int64_t(4), int64_t(2)})}}));
 
   struct Expected {
     QorTrackID id;
