@@ -297,4 +297,24 @@ TEST(SourceSweep, StatusMessagesAndFilesMatchTheStoredDigests) {
   EXPECT_EQ(mismatches, 0u);
 }
 
+TEST(SourceSweep, ReducedSourcesThatOnceReadDifferently) {
+  // Kept byte for byte: a header running over the first block, whose last byte is a lone CR
+  // (no cue), and cues after a line that takes in such a CR.
+  struct Case {
+    const char* file;
+    size_t segments;
+  } cases[] = {{"header-across-block.vtt", 0}, {"cues-after-straddling-line.vtt", 3}};
+  for (const Case& c : cases) {
+    ScratchDir dir;
+    std::filesystem::create_directory(dir / "out");
+    const RunResult run =
+        RunTool({"hlsvtt", "--no-output-timestamps", "-f", dir / "out",
+                 std::string(HLSVTT_SOURCE_DIR) + "/tests/data/regressions/" + c.file});
+    EXPECT_EQ(run.status, 0) << c.file;
+    size_t segments = 0;
+    for (const std::string& file : ListDir(dir / "out")) segments += file.ends_with(".webvtt");
+    EXPECT_EQ(segments, c.segments) << c.file;
+  }
+}
+
 }  // namespace
