@@ -49,7 +49,9 @@ class SourceGenerator {
   }
 
  private:
-  uint64_t Next() {  // splitmix64: the same sequence on every platform
+  // splitmix64: the same sequence on every platform. Every draw is a statement of its own (or
+  // an operand of ?: or ||), so that no compiler's order of evaluation changes a source.
+  uint64_t Next() {
     uint64_t z = (state_ += 0x9E3779B97F4A7C15ull);
     z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
     z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
@@ -88,12 +90,15 @@ class SourceGenerator {
       length = (target - position % kBlock + kBlock) % kBlock;
       if (length == 0 || Chance(30)) length += kBlock;
     }
-    out_ += Text(length) + Break();
+    const std::string lineBreak = Break();
+    out_ += Text(length) + lineBreak;
   }
 
   void BlankLine() {
     if (Chance(5)) {
-      out_ += std::string(1 + Below(3), Chance(50) ? ' ' : '\t') + Break();
+      const std::string lineBreak = Break();
+      const char blank = Chance(50) ? ' ' : '\t';
+      out_ += std::string(1 + Below(3), blank) + lineBreak;
     } else {
       out_ += Break();
     }
@@ -158,8 +163,10 @@ class SourceGenerator {
     if (Below(1000) < 3) end = 0;  // ends the whole read
     time_ = start + static_cast<double>(Below(4000)) / 1000.0;
     static const char* const kArrows[] = {" --> ", " -->\t", "\t-->  ", "-->", " -> ", " --> "};
-    out_ += std::string(Chance(10) ? " \t" : "") + Time(start) +
-            kArrows[Chance(85) ? 0 : Below(6)] + Time(end);
+    const std::string endText = Time(end);
+    const char* arrow = kArrows[Chance(85) ? 0 : Below(6)];
+    const std::string startText = Time(start);
+    out_ += std::string(Chance(10) ? " \t" : "") + startText + arrow + endText;
     if (Chance(30)) out_ += " " + Text(Below(30));
     out_ += Break();
   }
@@ -173,7 +180,8 @@ class SourceGenerator {
       }
     }
     if (Chance(3)) {
-      out_ += "NOTE " + Text(Below(40)) + Break();
+      const std::string lineBreak = Break();
+      out_ += "NOTE " + Text(Below(40)) + lineBreak;
     } else {
       Timing();
     }
@@ -191,9 +199,11 @@ class SourceGenerator {
       case 1:  // a lone CR at the very end
         out_ += "\r";
         break;
-      case 2:  // one line break after a last cue without a blank line
-        out_ += Text(1 + Below(20)) + Break();
+      case 2: {  // one line break after a last cue without a blank line
+        const std::string lineBreak = Break();
+        out_ += Text(1 + Below(20)) + lineBreak;
         break;
+      }
       default:
         break;
     }
