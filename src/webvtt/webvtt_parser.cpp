@@ -196,33 +196,26 @@ void SkipBlanks(const char** p, size_t* remaining) {
   return blank ? ParseCueBlock(parser) : kNoErr;
 }
 
-// Whether the pending partial line ends with a CR (one that was the last byte of a block).
-bool PartialLineEndsWithCR(const WebVTTParser* parser) {
-  return parser->cueLines.data()[parser->cueLines.size() - 1] == '\r';
-}
-
 // Completes a line that began in an earlier block. Sets *consumed to the bytes of `block` that
 // belong to it (0 when the block must be scanned from its start), or to the whole block when
 // the line goes on past it.
 [[nodiscard]] OSStatus ContinuePartialLine(WebVTTParser* parser, const char* data, size_t length,
                                            size_t* consumed) {
-  const bool endsWithCR = PartialLineEndsWithCR(parser);
-  size_t take = 0, terminator = 0;
-  if (endsWithCR) {
-    // The CR that ended the previous block ends the line: with an LF that starts this block it
-    // is one CR LF, otherwise a line break of its own.
-    const bool lf = length > 0 && data[0] == '\n';
-    take = lf ? 1 : 0;
-    terminator = lf ? 2 : 1;
-  } else {
-    const char* const end = data + length;
-    const char* lineEnd = FindLineEnd(data, end);
-    *consumed = length;
-    if (lineEnd == nullptr) return parser->cueLines.Append(data, length);
-    terminator = TerminatorLength(lineEnd, end);
-    // A CR that ends the block stays pending: the next block tells whether an LF follows.
-    if (terminator == 0) return parser->cueLines.Append(data, length);
-    take = static_cast<size_t>(lineEnd - data) + terminator;
+  const char* const end = data + length;
+  const char* lineEnd = FindLineEnd(data, end);
+  *consumed = length;
+  if (lineEnd == nullptr) return parser->cueLines.Append(data, length);
+  size_t terminator = TerminatorLength(lineEnd, end);
+  // A CR that is the last byte of the block is let go and does not end the line: the bytes
+  // before it join the line, which goes on in the next block. A CR LF split there thus ends
+  // its line with the LF alone.
+  if (terminator == 0) return parser->cueLines.Append(data, static_cast<size_t>(lineEnd - data));
+  size_t take = static_cast<size_t>(lineEnd - data) + terminator;
+  if (lineEnd == data && terminator == 1) {
+    // A one-byte break first in the block: when the line so far ends in CR (kept from the end
+    // of an earlier block's remainder), the two make one two-byte break.
+    if (parser->cueLines.data()[parser->cueLines.size() - 1] == '\r') terminator = 2;
+    take = 1;
   }
   OSStatus status = parser->cueLines.Append(data, take);
   if (status == kNoErr) status = FinishPartialLine(parser, terminator);
@@ -257,7 +250,9 @@ bool PartialLineEndsWithCR(const WebVTTParser* parser) {
     const char* lineEnd = FindLineEnd(p, end);
     if (lineEnd == nullptr) break;
     size_t terminator = TerminatorLength(lineEnd, end);
-    if (terminator == 0) break;  // a CR ending the block stays with the remainder
+    // A CR ending the block stays with the remainder: with an LF first in the next block it
+    // makes a CR LF, otherwise it stays inside the line and the line goes on.
+    if (terminator == 0) break;
     const size_t lineLength = static_cast<size_t>(lineEnd - p) + terminator;
     OSStatus status = HandleLine(parser, p, lineLength, terminator);
     if (status == kFeedLineAgain) status = HandleLine(parser, p, lineLength, terminator);

@@ -130,7 +130,9 @@ TEST(WebVTTParser, SourcesAndTheirCues) {
 TEST(WebVTTParser, LineBreaksAcrossBlockBoundaries) {
   // The source is read in 1024-byte blocks. The padding cue moves the second cue block over the
   // boundary one byte at a time, so that its identifier, timing line, each payload line and
-  // the blank line that ends it all meet the boundary, with every kind of line break.
+  // the blank line that ends it all meet the boundary, with every kind of line break. A CR LF
+  // split by the boundary is one break; a lone CR that is the last byte of a block does not
+  // end its line, so in a CR-only source the lines on either side are one line with a CR inside.
   for (const std::string eol : {"\n", "\r\n", "\r"}) {
     for (size_t pad = 940; pad <= 1000; pad++) {
       const std::string source = "WEBVTT" + eol + eol + "00:00.500 --> 00:01.000" + eol +
@@ -141,11 +143,32 @@ TEST(WebVTTParser, LineBreaksAcrossBlockBoundaries) {
       SCOPED_TRACE(testing::Message() << "pad " << pad << ", line break of " << eol.size()
                                       << " byte(s), first " << eol[0] + 0);
       EXPECT_EQ(r.status, kNoErr);
-      ASSERT_EQ(r.cues.size(), 3u);
-      EXPECT_EQ(r.cues[0].payload, std::string(pad, 'x'));
-      EXPECT_EQ(r.cues[1], (ParsedCue{"id", "", "A" + eol + "B", 1, 2}));
-      EXPECT_EQ(r.cues[2], (ParsedCue{"", "", "C", 3, 4}));
+      const std::string second = "id\r00:01.000 --> 00:02.000\rA\rB";
+      const std::string third = "00:03.000 --> 00:04.000\rC";
+      std::vector<ParsedCue> expected{{"", "", std::string(pad, 'x'), 0.5, 1},
+                                      {"id", "", "A" + eol + "B", 1, 2},
+                                      {"", "", "C", 3, 4}};
+      if (eol == "\r" && (pad == 990 || pad == 991)) {
+        // The CR after the padding line, or the blank line's, ends the first block: the blank
+        // line is gone and the second cue block is part of the first cue's payload.
+        expected = {{"", "", std::string(pad, 'x') + "\r\r" + second, 0.5, 1}, expected[2]};
+      } else if (eol == "\r" && (pad == 958 || pad == 959)) {
+        // The same with the CR after "B" or the blank line after it: the third cue block is part
+        // of the second cue's payload.
+        expected = {expected[0], {"id", "", "A\rB\r\r" + third, 1, 2}};
+      }
+      EXPECT_EQ(r.cues, expected);
     }
+  }
+  // A line longer than a block whose break starts at the last byte of the next block: a CR there
+  // is let go, so a CR LF ends the line with the LF alone and a lone CR joins it to the next.
+  for (const std::string eol : {"\n", "\r\n", "\r"}) {
+    const std::string head = "WEBVTT" + eol + eol + "00:01.000 --> 00:02.000" + eol;
+    const std::string line(2047 - head.size(), 'a');
+    const std::string payload = line + (eol == "\r" ? "" : "\n") + "B";
+    EXPECT_EQ(Parse(head + line + eol + "B" + eol + eol, 0).cues,
+              (std::vector<ParsedCue>{{"", "", payload, 1, 2}}))
+        << "line break of " << eol.size() << " byte(s)";
   }
 }
 
