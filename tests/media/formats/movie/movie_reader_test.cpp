@@ -8,6 +8,7 @@
 #include "media/formatreader/format_reader_instantiators.h"
 #include "media/formats/movie/language_code.h"
 #include "media/formats/movie/movie_builder.h"
+#include "media/formats/movie/movie_header.h"
 #include "media/formats/movie/movie_reader_test_support.h"
 #include "media/formats/movie/track_name.h"
 #include "test_support.h"
@@ -347,6 +348,12 @@ TEST(MovieReader, BrokenFiles) {
   badInflate[badInflate.find("cmvd") + 7] ^= 1;  // declared size one off
   std::string unknownMethod = with([](Movie& m) { m.compressHeader = true; });
   unknownMethod.replace(unknownMethod.find("zlib"), 4, "lzma");
+  // Enough compressed bytes to be believed, for a movie box just past the size read into memory.
+  const std::string inflatesPastTheBound =
+      Box("ftyp", "isom") +
+      Box("moov", Box("cmov", Box("dcom", "zlib") +
+                                  Box("cmvd", U32(uint32_t(kMaxMovieHeaderBytes) + 1) +
+                                                  std::string(kMaxMovieHeaderBytes / 1000, 'x'))));
 
   const Case cases[] = {
       {"empty", "", kMovieErrMalformed},
@@ -366,6 +373,7 @@ TEST(MovieReader, BrokenFiles) {
        kMovieErrMalformed},
       {"compressed size one off", badInflate, kMovieErrMalformed},
       {"unknown compression", unknownMethod, kMovieErrUnsupported},
+      {"compressed movie box past the bound", inflatesPastTheBound, kMovieErrUnsupported},
       {"deep nesting is skipped", with([](Movie& m) {
          static std::string nested;
          nested = "x";
