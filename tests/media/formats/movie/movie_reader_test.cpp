@@ -348,6 +348,12 @@ TEST(MovieReader, BrokenFiles) {
   badInflate[badInflate.find("cmvd") + 7] ^= 1;  // declared size one off
   std::string unknownMethod = with([](Movie& m) { m.compressHeader = true; });
   unknownMethod.replace(unknownMethod.find("zlib"), 4, "lzma");
+  // The tracks of a compressed movie box keep views into its inflated bytes: a second one is
+  // refused rather than inflated over them.
+  std::string twoCompressed = with([](Movie& m) { m.compressHeader = true; });
+  const size_t moovAt = twoCompressed.find("moov") - 4, mdatAt = twoCompressed.find("mdat") - 4;
+  const std::string cmov = twoCompressed.substr(moovAt + 8, mdatAt - moovAt - 8);
+  twoCompressed.replace(moovAt, mdatAt - moovAt, Box("moov", cmov + cmov));
   // Enough compressed bytes to be believed, for a movie box just past the size read into memory.
   const std::string inflatesPastTheBound =
       Box("ftyp", "isom") +
@@ -373,6 +379,7 @@ TEST(MovieReader, BrokenFiles) {
        kMovieErrMalformed},
       {"compressed size one off", badInflate, kMovieErrMalformed},
       {"unknown compression", unknownMethod, kMovieErrUnsupported},
+      {"two compressed movie boxes", twoCompressed, kMovieErrMalformed},
       {"compressed movie box past the bound", inflatesPastTheBound, kMovieErrUnsupported},
       {"deep nesting is skipped", with([](Movie& m) {
          static std::string nested;
