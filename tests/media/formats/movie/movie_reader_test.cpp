@@ -2,6 +2,7 @@
 // timing rules, track properties, stepping, bytes read, and broken files.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
 
 #include "media/core/memory_byte_stream.h"
@@ -249,8 +250,12 @@ TEST(MovieReader, LanguageCodes) {
 TEST(MovieReader, StepsStopAtTheEndsAndWalkBack) {
   Track t = SubtitleTrack();
   t.samplesPerChunk = 2;
+  t.ctts = std::vector<int32_t>{5, 5, 0, 7, 7};
   OpenedMovie movie;
   ASSERT_EQ(movie.Open(Build(OneTrack(t))), kNoErr);
+  // Each step lands on the sample a forward read gives, times included.
+  std::vector<ReadSample> forward;
+  ASSERT_EQ(ReadAllSamples(movie.reader.get(), 0, &forward), kNoErr);
   QorTrackReaderRef track;
   ASSERT_EQ(QorFormatReaderCopyTrackByIndex(movie.reader.get(), 0, &track, nullptr, nullptr),
             kNoErr);
@@ -265,6 +270,7 @@ TEST(MovieReader, StepsStopAtTheEndsAndWalkBack) {
   auto textAt = [&] {
     ReadSample s;
     EXPECT_EQ(ReadSampleAtCursor(generator.get(), cursor.get(), &s), kNoErr);
+    EXPECT_NE(std::find(forward.begin(), forward.end(), s), forward.end()) << s.text;
     return s.text;
   };
   int64_t stepped = 0;
