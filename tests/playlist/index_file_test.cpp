@@ -165,7 +165,12 @@ TEST(VODIndexFile, WrittenOnceAtDestructionWithEndList) {
   {
     CVODIndexFile empty({.file = {.directory = (dir / "sub").c_str(), .indexFileName = "n.m3u8"}});
   }
-  EXPECT_EQ(ListDir(dir.path()).size(), 1u);
+  {  // and 10.5 s gives 11
+    CVODIndexFile half({.file = {.directory = dir.path().c_str(), .indexFileName = "h.m3u8"}});
+    half.AddFile("h.webvtt", (dir / "h.webvtt").c_str(), 0, 10.5, -1, -1, false);
+  }
+  EXPECT_EQ(ReadFile(dir / "h.m3u8").find("#EXTM3U\n#EXT-X-TARGETDURATION:11\n"), 0u);
+  EXPECT_EQ(ListDir(dir.path()).size(), 2u);
 }
 
 TEST(LiveIndexFile, SlidingWindowDateTimeAndDiscontinuities) {
