@@ -185,6 +185,21 @@ TEST(MovieSource, SegmentsStartAtTheCueThatOpensThem) {
   EXPECT_EQ(size.samples, 3u);  // counting stops one past the limit
 }
 
+// Times in other timescales become milliseconds rounded half away from zero: 1/600 s is 0.002 s.
+TEST(MovieSource, MillisecondsAreRoundedNotCut) {
+  ScratchDir dir;
+  Movie m;
+  m.duration = 6001;  // 10.0017 s at the movie's 600 per second
+  Track t = Subtitles(1, "eng", {TextSample(""), TextSample("x")}, {1, 1002});
+  t.timescale = 600;
+  m.tracks = {t};
+  Outcome o = Segment(dir, m);
+  ASSERT_EQ(o.run.status, 0) << o.run.out;
+  EXPECT_EQ(ReadFile(dir / "out/en0/fileSequence0.webvtt"),
+            kHeader + "00:00:00.002 --> 00:00:01.672\nx\n\n");
+  EXPECT_NE(ReadFile(dir / "out/en0/prog_index.m3u8").find("#EXTINF:10.00200,"), std::string::npos);
+}
+
 // Each limit lets a movie through at its value and refuses it one below.
 TEST(MovieSource, OutputLimitsHoldAtTheirValue) {
   Movie m;

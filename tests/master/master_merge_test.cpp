@@ -78,13 +78,15 @@ TEST(MasterMerge, ConformTurnsTheDeliberateBreaksIntoDefaultNo) {
           "AUTOSELECT=YES",
           "changed frag1.m3u8:4 \"Second\" to DEFAULT=NO: DEFAULT=YES needs AUTOSELECT=YES"}));
 
-  // Two enabled tracks, each with AUTOSELECT=YES: only the first keeps DEFAULT=YES.
-  std::string twoTracks = Line("A", "DEFAULT=YES,AUTOSELECT=YES", "a.m3u8") +
-                          Line("B", "DEFAULT=YES,AUTOSELECT=YES", "b.m3u8");
+  // Two enabled tracks: only the first keeps DEFAULT=YES, which needs no AUTOSELECT at all.
+  std::string twoTracks = Line("A", "DEFAULT=YES", "a.m3u8") +
+                          Line("B", "DEFAULT=YES,AUTOSELECT=YES", "b.m3u8") +
+                          Line("C", "DEFAULT=NO,AUTOSELECT=YES", "c.m3u8");
   ASSERT_EQ(Merge(kMaster, {twoTracks}, &outcome, {"subtitles", true}), kNoErr);
+  EXPECT_NE(outcome.text.find("NAME=\"A\",DEFAULT=YES,"), std::string::npos);
   EXPECT_NE(outcome.text.find("NAME=\"B\",DEFAULT=NO,AUTOSELECT=YES"), std::string::npos);
-  ASSERT_EQ(outcome.notes.size(), 2u);  // the change, and the two members now alike
-  EXPECT_EQ(outcome.notes[1].find("warning: frag1.m3u8:2: AUTOSELECT=YES with the same"), 0u);
+  ASSERT_EQ(outcome.notes.size(), 2u);  // the change, and two members alike under AUTOSELECT
+  EXPECT_EQ(outcome.notes[1].find("warning: frag1.m3u8:3: AUTOSELECT=YES with the same"), 0u);
 }
 
 TEST(MasterMerge, ReplacesTheGroupInPlaceAndKeepsOtherGroups) {

@@ -125,7 +125,13 @@ TEST(PlaylistCheck, EachBrokenRuleIsFoundOnceAtItsLine) {
 TEST(PlaylistCheck, CleanTextsPassAndNameWhatToFollow) {
   std::vector<PlaylistProblem> problems;
   std::vector<PlaylistReference> references;
-  CheckMasterPlaylistText("m", kCleanMaster, &problems, &references);
+  // Groups are told apart by type and id together: an audio group may share the subtitle
+  // group's id, its own DEFAULT=YES and its NAMEs.
+  CheckMasterPlaylistText(
+      "m",
+      std::string(kCleanMaster) +
+          "#EXT-X-MEDIA:TYPE=AUDIO,GROUP-ID=\"s\",NAME=\"English\",DEFAULT=YES\n",
+      &problems, &references);
   CheckSubtitlePlaylistText("p", kCleanMedia, &problems, &references);
   CheckWebVttSegmentHead("s", kCleanSegment, &problems);
   CheckWebVttSegmentHead("s", "\xEF\xBB\xBFWEBVTT\r\nX-TIMESTAMP-MAP=LOCAL:01:00.500,MPEGTS:0\r\n",

@@ -151,21 +151,26 @@ TEST(VODIndexFile, WrittenOnceAtDestructionWithEndList) {
     CVODIndexFile vod(
         {.file = {.directory = dir.path().c_str(), .indexFileName = "prog_index.m3u8"},
          .decimalDurations = true});
-    vod.AddFile("s0.webvtt", (dir / "s0.webvtt").c_str(), 0, 9.5, -1, -1, false);
+    vod.AddFile("s0.webvtt", (dir / "s0.webvtt").c_str(), 0, 10.4, -1, -1, false);
     vod.AddFile("s1.webvtt", (dir / "s1.webvtt").c_str(), 1, 9.49, -1, -1, false);
     EXPECT_FALSE(FileExists(dir / "prog_index.m3u8"));
     vod.Pause();
   }
-  // The target is the largest duration rounded half away from zero.
+  // The target is the largest duration rounded half away from zero: 10.4 s gives 10, not 11.
   EXPECT_EQ(ReadFile(dir / "prog_index.m3u8"),
             "#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXT-X-VERSION:3\n#EXT-X-MEDIA-SEQUENCE:0\n"
-            "#EXT-X-PLAYLIST-TYPE:VOD\n#EXTINF:9.50000,\t\ns0.webvtt\n#EXTINF:9.49000,\t\n"
+            "#EXT-X-PLAYLIST-TYPE:VOD\n#EXTINF:10.40000,\t\ns0.webvtt\n#EXTINF:9.49000,\t\n"
             "s1.webvtt\n#EXT-X-ENDLIST\n");
   EXPECT_TRUE(log.Contains("Pause called for VOD; ignoring\n"));
   {
     CVODIndexFile empty({.file = {.directory = (dir / "sub").c_str(), .indexFileName = "n.m3u8"}});
   }
-  EXPECT_EQ(ListDir(dir.path()).size(), 1u);
+  {  // and 10.5 s gives 11
+    CVODIndexFile half({.file = {.directory = dir.path().c_str(), .indexFileName = "h.m3u8"}});
+    half.AddFile("h.webvtt", (dir / "h.webvtt").c_str(), 0, 10.5, -1, -1, false);
+  }
+  EXPECT_EQ(ReadFile(dir / "h.m3u8").find("#EXTM3U\n#EXT-X-TARGETDURATION:11\n"), 0u);
+  EXPECT_EQ(ListDir(dir.path()).size(), 2u);
 }
 
 TEST(LiveIndexFile, SlidingWindowDateTimeAndDiscontinuities) {

@@ -1,5 +1,7 @@
 #include "media/formats/movie/movie_boxes.h"
 
+#include <cassert>
+
 #include "media/core/error_signal.h"
 
 namespace {
@@ -221,6 +223,7 @@ OSStatus SampleToChunkBox::Parse(std::span<const uint8_t> payload) {
 }
 
 uint32_t SampleSizeBox::SizeAt(uint32_t index) const {
+  assert(index < sampleCount);  // a fault of the caller; 0 where assertions are compiled out
   if (constantSize != 0) return constantSize;
   if (index >= sampleCount) return 0;
   switch (fieldBits) {

@@ -5,6 +5,7 @@
 // later lookup by index is within bounds, and no allocation follows a count from the file.
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -33,8 +34,10 @@ struct EntryTable {
   uint32_t count = 0;
   uint32_t entrySize = 0;
 
-  // The big-endian field of `width` bytes at `fieldOffset` in entry `index`; 0 outside the table.
+  // The big-endian field of `width` bytes at `fieldOffset` in entry `index`. Reading outside the
+  // table is a fault of the caller: it asserts, and answers 0 where assertions are compiled out.
   uint64_t Field(uint32_t index, uint32_t fieldOffset, uint32_t width) const {
+    assert(index < count && fieldOffset + width <= entrySize);
     if (index >= count || fieldOffset + width > entrySize) return 0;
     return MxLoadBigEndian(bytes, size_t(index) * entrySize + fieldOffset, width);
   }

@@ -18,17 +18,19 @@ struct ParseState {
   bool inflated = false;  // walking the movie box of a compressed movie box
 };
 
-using BoxHandler = OSStatus (*)(ParseState& state, std::span<const uint8_t> payload, int depth);
+using BoxHandler = OSStatus (*)(ParseState& state, std::span<const uint8_t> payload);
 struct BoxHandlerEntry {
   uint32_t type;
   BoxHandler handler;
 };
 
 // Walks the child boxes of `payload`, handing each to its handler from `table`; boxes of other
-// types ('free', 'skip', 'wide', unknown ones) are skipped.
-OSStatus WalkChildren(ParseState& state, std::span<const uint8_t> payload, int depth,
+// types ('free', 'skip', 'wide', unknown ones) are skipped. Nesting needs no depth count: each
+// table names only boxes that sit deeper than its own (movie, track, media, media information,
+// sample table), so no box type is walked twice on one path, and a compressed movie box is
+// taken once; the deepest walk is the sample table of a compressed movie, whatever the file.
+OSStatus WalkChildren(ParseState& state, std::span<const uint8_t> payload,
                       std::span<const BoxHandlerEntry> table) {
-  if (depth > kMaxBoxDepth) return Malformed();
   MxByteCursor c(payload);
   // A trailing zero-filled word (a 32-bit terminator some writers put after the last child) ends
   // the list.
@@ -39,7 +41,7 @@ OSStatus WalkChildren(ParseState& state, std::span<const uint8_t> payload, int d
     if (!c.Take(size_t(h.size - h.headerSize), &body)) return Malformed();
     for (const BoxHandlerEntry& entry : table) {
       if (entry.type != h.type) continue;
-      if (OSStatus err = entry.handler(state, body, depth + 1)) return err;
+      if (OSStatus err = entry.handler(state, body)) return err;
       break;
     }
   }
@@ -69,7 +71,7 @@ void TakeText(std::optional<std::string>& slot, std::span<const uint8_t> payload
 
 constexpr BoxHandlerEntry kTrackReferenceChildren[] = {
     {MxFourCharCode("forc"),
-     [](ParseState& s, std::span<const uint8_t> p, int) -> OSStatus {
+     [](ParseState& s, std::span<const uint8_t> p) -> OSStatus {
        TrackReferenceTypeBox box;
        if (OSStatus err = box.Parse(p)) return err;
        std::vector<uint32_t>& ids = s.track->forcedTrackIDs;
@@ -82,23 +84,23 @@ constexpr BoxHandlerEntry kTrackReferenceChildren[] = {
 };
 
 constexpr BoxHandlerEntry kEditChildren[] = {
-    {MxFourCharCode("elst"), [](ParseState& s, std::span<const uint8_t> p,
-                                int) { return ParseOnce(s.track->editList, p); }},
+    {MxFourCharCode("elst"),
+     [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.track->editList, p); }},
 };
 
 constexpr BoxHandlerEntry kSampleTableChildren[] = {
     {MxFourCharCode("stsd"),
-     [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->stsd, p); }},
+     [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.track->stsd, p); }},
     {MxFourCharCode("stts"),
-     [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->stts, p); }},
+     [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.track->stts, p); }},
     {MxFourCharCode("ctts"),
-     [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->ctts, p); }},
+     [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.track->ctts, p); }},
     {MxFourCharCode("stsc"),
-     [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->stsc, p); }},
+     [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.track->stsc, p); }},
     {MxFourCharCode("stsz"),
-     [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->sizes, p); }},
+     [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.track->sizes, p); }},
     {MxFourCharCode("stz2"),
-     [](ParseState& s, std::span<const uint8_t> p, int) -> OSStatus {
+     [](ParseState& s, std::span<const uint8_t> p) -> OSStatus {
        if (s.track->sizes) return kNoErr;
        SampleSizeBox box;
        if (OSStatus err = box.ParseCompact(p)) return err;
@@ -106,7 +108,7 @@ constexpr BoxHandlerEntry kSampleTableChildren[] = {
        return kNoErr;
      }},
     {MxFourCharCode("stco"),
-     [](ParseState& s, std::span<const uint8_t> p, int) -> OSStatus {
+     [](ParseState& s, std::span<const uint8_t> p) -> OSStatus {
        if (s.track->chunkOffsets) return kNoErr;
        ChunkOffsetBox box;
        if (OSStatus err = box.Parse(p, false)) return err;
@@ -114,7 +116,7 @@ constexpr BoxHandlerEntry kSampleTableChildren[] = {
        return kNoErr;
      }},
     {MxFourCharCode("co64"),
-     [](ParseState& s, std::span<const uint8_t> p, int) -> OSStatus {
+     [](ParseState& s, std::span<const uint8_t> p) -> OSStatus {
        if (s.track->chunkOffsets) return kNoErr;
        ChunkOffsetBox box;
        if (OSStatus err = box.Parse(p, true)) return err;
@@ -125,32 +127,32 @@ constexpr BoxHandlerEntry kSampleTableChildren[] = {
 
 constexpr BoxHandlerEntry kMediaInformationChildren[] = {
     {MxFourCharCode("stbl"),
-     [](ParseState& s, std::span<const uint8_t> p, int depth) {
-       return WalkChildren(s, p, depth, kSampleTableChildren);
+     [](ParseState& s, std::span<const uint8_t> p) {
+       return WalkChildren(s, p, kSampleTableChildren);
      }},
 };
 
 constexpr BoxHandlerEntry kMediaChildren[] = {
     {MxFourCharCode("mdhd"),
-     [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->mdhd, p); }},
+     [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.track->mdhd, p); }},
     {MxFourCharCode("hdlr"),
-     [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->hdlr, p); }},
+     [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.track->hdlr, p); }},
     {MxFourCharCode("elng"),
-     [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->elng, p); }},
+     [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.track->elng, p); }},
     {MxFourCharCode("minf"),
-     [](ParseState& s, std::span<const uint8_t> p, int depth) {
-       return WalkChildren(s, p, depth, kMediaInformationChildren);
+     [](ParseState& s, std::span<const uint8_t> p) {
+       return WalkChildren(s, p, kMediaInformationChildren);
      }},
 };
 
 constexpr BoxHandlerEntry kTrackUserDataChildren[] = {
     {MxFourCharCode("name"),
-     [](ParseState& s, std::span<const uint8_t> p, int) -> OSStatus {
+     [](ParseState& s, std::span<const uint8_t> p) -> OSStatus {
        TakeText(s.track->name, p, false);
        return kNoErr;
      }},
     {MxFourCharCode("tagc"),
-     [](ParseState& s, std::span<const uint8_t> p, int) -> OSStatus {
+     [](ParseState& s, std::span<const uint8_t> p) -> OSStatus {
        TakeText(s.track->contentTag, p, true);
        return kNoErr;
      }},
@@ -158,25 +160,25 @@ constexpr BoxHandlerEntry kTrackUserDataChildren[] = {
 
 constexpr BoxHandlerEntry kTrackChildren[] = {
     {MxFourCharCode("tkhd"),
-     [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.track->tkhd, p); }},
+     [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.track->tkhd, p); }},
     {MxFourCharCode("tref"),
-     [](ParseState& s, std::span<const uint8_t> p, int depth) {
-       return WalkChildren(s, p, depth, kTrackReferenceChildren);
+     [](ParseState& s, std::span<const uint8_t> p) {
+       return WalkChildren(s, p, kTrackReferenceChildren);
      }},
-    {MxFourCharCode("edts"), [](ParseState& s, std::span<const uint8_t> p,
-                                int depth) { return WalkChildren(s, p, depth, kEditChildren); }},
-    {MxFourCharCode("mdia"), [](ParseState& s, std::span<const uint8_t> p,
-                                int depth) { return WalkChildren(s, p, depth, kMediaChildren); }},
+    {MxFourCharCode("edts"),
+     [](ParseState& s, std::span<const uint8_t> p) { return WalkChildren(s, p, kEditChildren); }},
+    {MxFourCharCode("mdia"),
+     [](ParseState& s, std::span<const uint8_t> p) { return WalkChildren(s, p, kMediaChildren); }},
     {MxFourCharCode("udta"),
-     [](ParseState& s, std::span<const uint8_t> p, int depth) {
-       return WalkChildren(s, p, depth, kTrackUserDataChildren);
+     [](ParseState& s, std::span<const uint8_t> p) {
+       return WalkChildren(s, p, kTrackUserDataChildren);
      }},
 };
 
-OSStatus ParseTrack(ParseState& s, std::span<const uint8_t> payload, int depth) {
+OSStatus ParseTrack(ParseState& s, std::span<const uint8_t> payload) {
   s.movie->tracks.emplace_back();
   s.track = &s.movie->tracks.back();
-  OSStatus err = WalkChildren(s, payload, depth, kTrackChildren);
+  OSStatus err = WalkChildren(s, payload, kTrackChildren);
   s.track = nullptr;
   if (err) return err;
   const MovieTrack& t = s.movie->tracks.back();
@@ -184,18 +186,18 @@ OSStatus ParseTrack(ParseState& s, std::span<const uint8_t> payload, int depth) 
   return kNoErr;
 }
 
-OSStatus ParseCompressedMovie(ParseState& s, std::span<const uint8_t> payload, int depth);
+OSStatus ParseCompressedMovie(ParseState& s, std::span<const uint8_t> payload);
 
 constexpr BoxHandlerEntry kMovieChildren[] = {
     {MxFourCharCode("mvhd"),
-     [](ParseState& s, std::span<const uint8_t> p, int) { return ParseOnce(s.movie->mvhd, p); }},
+     [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.movie->mvhd, p); }},
     {MxFourCharCode("trak"), ParseTrack},
-    {MxFourCharCode("mvex"), [](ParseState&, std::span<const uint8_t>,
-                                int) { return QorSignalErrorAt(kMovieErrFragmented); }},
+    {MxFourCharCode("mvex"),
+     [](ParseState&, std::span<const uint8_t>) { return QorSignalErrorAt(kMovieErrFragmented); }},
     {MxFourCharCode("cmov"), ParseCompressedMovie},
 };
 
-OSStatus ParseCompressedMovie(ParseState& s, std::span<const uint8_t> payload, int depth) {
+OSStatus ParseCompressedMovie(ParseState& s, std::span<const uint8_t> payload) {
   // A compressed movie box inside an inflated one is refused: it could nest without end.
   if (s.inflated || !s.movie->inflatedBytes.empty()) return Malformed();
   std::vector<uint8_t> inflated;
@@ -208,7 +210,7 @@ OSStatus ParseCompressedMovie(ParseState& s, std::span<const uint8_t> payload, i
   if (h.type != MxFourCharCode("moov") || h.size != s.movie->inflatedBytes.size())
     return Malformed();
   s.inflated = true;
-  OSStatus err = WalkChildren(s, c.Rest(), depth, kMovieChildren);
+  OSStatus err = WalkChildren(s, c.Rest(), kMovieChildren);
   s.inflated = false;
   return err;
 }
@@ -216,7 +218,7 @@ OSStatus ParseCompressedMovie(ParseState& s, std::span<const uint8_t> payload, i
 OSStatus ParseMovieChildren(MovieHeader* movie) {
   ParseState state;
   state.movie = movie;
-  if (OSStatus err = WalkChildren(state, movie->movieBytes, 1, kMovieChildren)) return err;
+  if (OSStatus err = WalkChildren(state, movie->movieBytes, kMovieChildren)) return err;
   if (!movie->mvhd) return Malformed();
   return kNoErr;
 }

@@ -16,8 +16,6 @@
 
 // Largest movie box, and largest inflated compressed movie box, that is read into memory.
 inline constexpr uint64_t kMaxMovieHeaderBytes = 128ull << 20;
-// Deepest nesting of boxes below the top level that is walked.
-inline constexpr int kMaxBoxDepth = 16;
 
 struct MovieTrack {
   std::optional<TrackHeaderBox> tkhd;

@@ -80,17 +80,13 @@ SamplePosition SamplePosition::First(const SampleTable& table) {
   SamplePosition p;
   p.table_ = &table;
   if (table.SampleCount() == 0) return p;
-  // The totals were checked against the sample count, so a run with samples follows.
-  while (p.sttsRun_ < table.stts_->runs.count && table.stts_->RunCount(p.sttsRun_) == 0)
-    ++p.sttsRun_;
-  p.sttsLeft_ = table.stts_->RunCount(p.sttsRun_);
-  if (table.ctts_) {
-    while (p.cttsRun_ < table.ctts_->runs.count && table.ctts_->RunCount(p.cttsRun_) == 0)
-      ++p.cttsRun_;
-    p.cttsLeft_ = table.ctts_->RunCount(p.cttsRun_);
-  }
-  p.chunkLeft_ = table.stsc_->SamplesPerChunk(0);
-  p.offset_ = table.chunks_->OffsetAt(0);
+  // The totals were checked against the sample count, and the first run of chunks starts at the
+  // first chunk, so every cursor is on the first sample's entry.
+  p.deltas_ = RunLengthCursor::Counted(table.stts_->runs);
+  if (table.ctts_) p.offsets_ = RunLengthCursor::Counted(table.ctts_->runs);
+  p.chunks_ = RunLengthCursor::FirstIndexed(table.stsc_->runs, table.chunks_->offsets.count);
+  p.chunkLeft_ = table.stsc_->SamplesPerChunk(p.chunks_.Run());
+  p.offset_ = table.chunks_->OffsetAt(uint32_t(p.chunks_.Item()));
   return p;
 }
 
@@ -99,12 +95,12 @@ OSStatus SamplePosition::Current(SampleInfo* out) const {
   const SampleTable& t = *table_;
   SampleInfo info;
   info.decodeTime = int64_t(decodeTime_);
-  info.duration = t.stts_->RunDelta(sttsRun_);
-  const int64_t offset = t.ctts_ ? t.ctts_->RunOffset(cttsRun_) : 0;
+  info.duration = t.stts_->RunDelta(deltas_.Run());
+  const int64_t offset = t.ctts_ ? t.ctts_->RunOffset(offsets_.Run()) : 0;
   if (__builtin_add_overflow(info.decodeTime, offset, &info.presentationTime)) return Malformed();
   info.size = t.sizes_->SizeAt(sample_);
   info.fileOffset = offset_;
-  info.descriptionIndex = t.stsc_->DescriptionIndex(stscRun_);
+  info.descriptionIndex = t.stsc_->DescriptionIndex(chunks_.Run());
   *out = info;
   return kNoErr;
 }
@@ -116,24 +112,13 @@ bool SamplePosition::StepForward() {
   const SampleTable& t = *table_;
   offset_ += t.sizes_->SizeAt(sample_);
   ++sample_;
-
-  decodeTime_ += t.stts_->RunDelta(sttsRun_);
-  if (--sttsLeft_ == 0) {
-    do ++sttsRun_;
-    while (sttsRun_ < t.stts_->runs.count && t.stts_->RunCount(sttsRun_) == 0);
-    sttsLeft_ = t.stts_->RunCount(sttsRun_);
-  }
-  if (t.ctts_ && --cttsLeft_ == 0) {
-    do ++cttsRun_;
-    while (cttsRun_ < t.ctts_->runs.count && t.ctts_->RunCount(cttsRun_) == 0);
-    cttsLeft_ = t.ctts_->RunCount(cttsRun_);
-  }
+  decodeTime_ += t.stts_->RunDelta(deltas_.Run());
+  deltas_.StepForward();
+  if (t.ctts_) offsets_.StepForward();
   if (--chunkLeft_ == 0) {
-    ++chunk_;
-    if (stscRun_ + 1 < t.stsc_->runs.count && chunk_ + 1 >= t.stsc_->FirstChunk(stscRun_ + 1))
-      ++stscRun_;
-    chunkLeft_ = t.stsc_->SamplesPerChunk(stscRun_);
-    offset_ = t.chunks_->OffsetAt(chunk_);
+    chunks_.StepForward();
+    chunkLeft_ = t.stsc_->SamplesPerChunk(chunks_.Run());
+    offset_ = t.chunks_->OffsetAt(uint32_t(chunks_.Item()));
   }
   return true;
 }
@@ -142,34 +127,16 @@ bool SamplePosition::StepBackward() {
   if (Empty() || sample_ == 0) return false;
   const SampleTable& t = *table_;
   --sample_;
-
-  if (sttsLeft_ == t.stts_->RunCount(sttsRun_)) {
-    do --sttsRun_;
-    while (sttsRun_ > 0 && t.stts_->RunCount(sttsRun_) == 0);
-    sttsLeft_ = 1;
-  } else {
-    ++sttsLeft_;
-  }
-  decodeTime_ -= t.stts_->RunDelta(sttsRun_);
-  if (t.ctts_) {
-    if (cttsLeft_ == t.ctts_->RunCount(cttsRun_)) {
-      do --cttsRun_;
-      while (cttsRun_ > 0 && t.ctts_->RunCount(cttsRun_) == 0);
-      cttsLeft_ = 1;
-    } else {
-      ++cttsLeft_;
-    }
-  }
-  const uint32_t perChunk = t.stsc_->SamplesPerChunk(stscRun_);
-  if (chunkLeft_ == perChunk) {
+  deltas_.StepBackward();
+  decodeTime_ -= t.stts_->RunDelta(deltas_.Run());
+  if (t.ctts_) offsets_.StepBackward();
+  if (chunkLeft_ == t.stsc_->SamplesPerChunk(chunks_.Run())) {
     // Onto the last sample of the previous chunk: its offset is the chunk's plus the sizes of
     // the samples before it in that chunk.
-    --chunk_;
-    if (stscRun_ > 0 && chunk_ + 1 < t.stsc_->FirstChunk(stscRun_)) --stscRun_;
-    const uint32_t previousPerChunk = t.stsc_->SamplesPerChunk(stscRun_);
-    offset_ = t.chunks_->OffsetAt(chunk_);
-    for (uint32_t i = sample_ + 1 - previousPerChunk; i < sample_; ++i)
-      offset_ += t.sizes_->SizeAt(i);
+    chunks_.StepBackward();
+    const uint32_t perChunk = t.stsc_->SamplesPerChunk(chunks_.Run());
+    offset_ = t.chunks_->OffsetAt(uint32_t(chunks_.Item()));
+    for (uint32_t i = sample_ + 1 - perChunk; i < sample_; ++i) offset_ += t.sizes_->SizeAt(i);
     chunkLeft_ = 1;
   } else {
     ++chunkLeft_;

@@ -1,6 +1,7 @@
 // A track's sample tables walked as run-length tables. SampleTable checks once, when a track is
 // opened, that the tables agree with each other; SamplePosition then steps through the samples
-// in decode order holding only a few counters: nothing is expanded per sample. A step forward
+// in decode order with one run-length cursor per table (sample deltas, composition offsets,
+// chunks) and a few counters: nothing is expanded per sample. A step forward
 // takes constant time (amortised over runs of zero samples); a step back takes constant time
 // too, except onto the last sample of the previous chunk, which sums that chunk's sizes.
 #pragma once
@@ -9,6 +10,7 @@
 
 #include "common/status.h"
 #include "media/formats/movie/movie_header.h"
+#include "media/formats/movie/run_length_cursor.h"
 
 struct SampleInfo {
   int64_t decodeTime = 0;        // media timescale
@@ -55,9 +57,10 @@ class SamplePosition {
  private:
   const SampleTable* table_ = nullptr;
   uint32_t sample_ = 0;
-  uint32_t sttsRun_ = 0, sttsLeft_ = 0;
+  RunLengthCursor deltas_;   // 'stts', by sample
+  RunLengthCursor offsets_;  // 'ctts', by sample; unused without composition offsets
+  RunLengthCursor chunks_;   // 'stsc', by chunk
+  uint32_t chunkLeft_ = 0;   // samples of the chunk from the current one on
   uint64_t decodeTime_ = 0;
-  uint32_t cttsRun_ = 0, cttsLeft_ = 0;
-  uint32_t stscRun_ = 0, chunk_ = 0, chunkLeft_ = 0;
   uint64_t offset_ = 0;
 };

@@ -2,12 +2,14 @@
 // timing rules, track properties, stepping, bytes read, and broken files.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
 
 #include "media/core/memory_byte_stream.h"
 #include "media/formatreader/format_reader_instantiators.h"
 #include "media/formats/movie/language_code.h"
 #include "media/formats/movie/movie_builder.h"
+#include "media/formats/movie/movie_header.h"
 #include "media/formats/movie/movie_reader_test_support.h"
 #include "media/formats/movie/track_name.h"
 #include "test_support.h"
@@ -248,8 +250,12 @@ TEST(MovieReader, LanguageCodes) {
 TEST(MovieReader, StepsStopAtTheEndsAndWalkBack) {
   Track t = SubtitleTrack();
   t.samplesPerChunk = 2;
+  t.ctts = std::vector<int32_t>{5, 5, 0, 7, 7};
   OpenedMovie movie;
   ASSERT_EQ(movie.Open(Build(OneTrack(t))), kNoErr);
+  // Each step lands on the sample a forward read gives, times included.
+  std::vector<ReadSample> forward;
+  ASSERT_EQ(ReadAllSamples(movie.reader.get(), 0, &forward), kNoErr);
   QorTrackReaderRef track;
   ASSERT_EQ(QorFormatReaderCopyTrackByIndex(movie.reader.get(), 0, &track, nullptr, nullptr),
             kNoErr);
@@ -264,6 +270,7 @@ TEST(MovieReader, StepsStopAtTheEndsAndWalkBack) {
   auto textAt = [&] {
     ReadSample s;
     EXPECT_EQ(ReadSampleAtCursor(generator.get(), cursor.get(), &s), kNoErr);
+    EXPECT_NE(std::find(forward.begin(), forward.end(), s), forward.end()) << s.text;
     return s.text;
   };
   int64_t stepped = 0;
@@ -347,6 +354,18 @@ TEST(MovieReader, BrokenFiles) {
   badInflate[badInflate.find("cmvd") + 7] ^= 1;  // declared size one off
   std::string unknownMethod = with([](Movie& m) { m.compressHeader = true; });
   unknownMethod.replace(unknownMethod.find("zlib"), 4, "lzma");
+  // The tracks of a compressed movie box keep views into its inflated bytes: a second one is
+  // refused rather than inflated over them.
+  std::string twoCompressed = with([](Movie& m) { m.compressHeader = true; });
+  const size_t moovAt = twoCompressed.find("moov") - 4, mdatAt = twoCompressed.find("mdat") - 4;
+  const std::string cmov = twoCompressed.substr(moovAt + 8, mdatAt - moovAt - 8);
+  twoCompressed.replace(moovAt, mdatAt - moovAt, Box("moov", cmov + cmov));
+  // Enough compressed bytes to be believed, for a movie box just past the size read into memory.
+  const std::string inflatesPastTheBound =
+      Box("ftyp", "isom") +
+      Box("moov", Box("cmov", Box("dcom", "zlib") +
+                                  Box("cmvd", U32(uint32_t(kMaxMovieHeaderBytes) + 1) +
+                                                  std::string(kMaxMovieHeaderBytes / 1000, 'x'))));
 
   const Case cases[] = {
       {"empty", "", kMovieErrMalformed},
@@ -366,6 +385,8 @@ TEST(MovieReader, BrokenFiles) {
        kMovieErrMalformed},
       {"compressed size one off", badInflate, kMovieErrMalformed},
       {"unknown compression", unknownMethod, kMovieErrUnsupported},
+      {"two compressed movie boxes", twoCompressed, kMovieErrMalformed},
+      {"compressed movie box past the bound", inflatesPastTheBound, kMovieErrUnsupported},
       {"deep nesting is skipped", with([](Movie& m) {
          static std::string nested;
          nested = "x";
