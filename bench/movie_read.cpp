@@ -107,7 +107,8 @@ bool ReadSubtitleTrack(const char* path, Run* run) {
       MxSampleBufferRef sample;
       if (OSStatus err = QorSampleGeneratorCreateSampleBufferAtCursor(generator.get(), cursor.get(),
                                                                       &sample)) {
-        fprintf(stderr, "sample %llu failed: %d\n", (unsigned long long)run->samples, err);
+        fprintf(stderr, "sample %llu failed: %d\n", static_cast<unsigned long long>(run->samples),
+                err);
         return false;
       }
       ++run->samples;
@@ -141,10 +142,10 @@ int main(int argc, char** argv) {
   std::sort(times.begin(), times.end());
   const uint64_t bound = header + last.sampleBytes + 4096 * last.samples;
   printf("header (moov) %llu bytes; subtitle track %llu samples, %llu bytes\n",
-         (unsigned long long)header, (unsigned long long)last.samples,
-         (unsigned long long)last.sampleBytes);
-  printf("read %llu bytes; bound %llu bytes: %s\n", (unsigned long long)last.bytesRead,
-         (unsigned long long)bound, last.bytesRead <= bound ? "within" : "OVER");
+         static_cast<unsigned long long>(header), static_cast<unsigned long long>(last.samples),
+         static_cast<unsigned long long>(last.sampleBytes));
+  printf("read %llu bytes; bound %llu bytes: %s\n", static_cast<unsigned long long>(last.bytesRead),
+         static_cast<unsigned long long>(bound), last.bytesRead <= bound ? "within" : "OVER");
   printf("open and read all samples: %.4f s (median of %d runs; first %.4f s)\n",
          times[times.size() / 2], runs, results.front().seconds);
   return last.bytesRead <= bound ? 0 : 1;

@@ -1,8 +1,11 @@
 #!/usr/bin/env bash
-# Builds hlsvtt twice (normal, and AddressSanitizer + UndefinedBehaviorSanitizer) and runs the
-# whole test suite in both. Any failure or sanitizer report fails the run.
+# Checks that every C/C++ file is formatted, then builds hlsvtt twice (normal, and
+# AddressSanitizer + UndefinedBehaviorSanitizer) and runs the whole test suite in both. Any
+# unformatted file, failure or sanitizer report fails the run.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+echo "== format"
+scripts/check-format.sh
 scripts/install-deps.sh
 scripts/install-clients.sh
 jobs="$(nproc)"

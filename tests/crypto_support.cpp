@@ -60,7 +60,7 @@ std::string DecryptEntry(const std::string& dir, const KeyedEntry& entry) {
   if (key.size() != 16) return "<no key file for " + entry.keyUri + ">";
   std::array<uint8_t, 16> iv{};
   if (entry.ivHex.empty()) {
-    for (int b = 0; b < 8; b++) iv[15 - b] = static_cast<uint8_t>(entry.sequence >> (8 * b));
+    for (size_t b = 0; b < 8; b++) iv[15 - b] = static_cast<uint8_t>(entry.sequence >> (8 * b));
   } else {
     iv = IVFromHex(entry.ivHex);
   }

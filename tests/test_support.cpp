@@ -10,8 +10,14 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
+
+bool CorpusPresent() {
+  std::error_code error;
+  return std::filesystem::is_directory(kCorpusDir, error);
+}
 
 std::string ToolPath() {
   return HLSVTT_BINARY;

@@ -37,6 +37,16 @@ bool FileExists(const std::string& path);
 std::vector<std::string> ListDir(const std::string& path);  // sorted names
 std::string ToolPath();
 
+// The shared corpus of subtitle sources lives outside the repository. A test that reads it starts
+// with SKIP_WITHOUT_CORPUS(), which skips the test, naming the directory, when it is missing; the
+// script tests that read it print the same message and exit with status 77 (CTest's skip).
+inline constexpr const char* kCorpusDir = HLSVTT_CORPUS_DIR;
+bool CorpusPresent();
+#define SKIP_WITHOUT_CORPUS()                                            \
+  do {                                                                   \
+    if (!CorpusPresent()) GTEST_SKIP() << "no corpus at " << kCorpusDir; \
+  } while (0)
+
 // A cue as a client prints it: times in seconds and the payload lines, each ending in "\n".
 struct TextCue {
   double start, end;

@@ -1,7 +1,7 @@
 // Files that are incomplete while they are being written: the open segment, the playlist's
-// temporary file (in hlsvtt-master, the merged master's) and a key file. When the run is interrupted (SIGINT, SIGTERM, SIGHUP), a
-// handler removes them and ends the process with 128 plus the signal number, so that an
-// interrupted run leaves neither a partial file nor a playlist.
+// temporary file (in hlsvtt-master, the merged master's) and a key file. When the run is
+// interrupted (SIGINT, SIGTERM, SIGHUP), a handler removes them and ends the process with 128 plus
+// the signal number, so that an interrupted run leaves neither a partial file nor a playlist.
 #pragma once
 
 enum class IncompleteFile { kSegment, kPlaylist, kKey };

@@ -29,7 +29,8 @@ bool IsPathCharacter(unsigned char c) {
 
 std::string EncodeSegment(const std::string& segment) {
   std::string encoded;
-  for (unsigned char c : segment) {
+  for (const char ch : segment) {
+    const auto c = static_cast<unsigned char>(ch);
     if (IsPathCharacter(c)) {
       encoded += static_cast<char>(c);
     } else {

@@ -35,10 +35,10 @@ CIndexFileBase::CIndexFileBase(const IndexFileBaseOptions& options)
       keyPostCommand(CopyOrNone(options.commands.keyPost)),
       decimalDurations(options.decimalDurations),
       independentSegments(options.independentSegments) {
-  const char* baseURL = options.file.baseURL;
+  const char* givenBaseURL = options.file.baseURL;
   const char* directory = options.file.directory;
-  if (baseURL) {
-    this->baseURL = baseURL;
+  if (givenBaseURL) {
+    baseURL = givenBaseURL;
     hasBaseURL = true;
   }
   // Over-long paths are truncated, not reported.

@@ -322,7 +322,7 @@ void NoteWriteError(ChunkFile* c, OSStatus error) {
     rangeStart = static_cast<int64_t>(c->totalBytesWritten);
     rangeEnd = rangeStart + static_cast<int64_t>(c->bytesWritten) - 1;
     OutputMessage(1, "Wrote %lld to %lld to %s", static_cast<long long>(rangeStart),
-                  static_cast<long long>(rangeStart + c->bytesWritten), c->filePath);
+                  static_cast<long long>(rangeEnd + 1), c->filePath);
   } else if (c->reportByteRanges) {
     rangeStart = 0;
     rangeEnd = static_cast<int64_t>(c->bytesWritten) - 1;
@@ -574,8 +574,9 @@ void ChunkFileFormatBitRate(double r, char* text) {
 }
 
 void ChunkFileGetBitRates(ChunkFile* c, int64_t elapsedTicks, double* average, double* maximum) {
-  double avg =
-      elapsedTicks == 0 ? 0 : static_cast<double>(c->totalBytesWritten) * 8 / elapsedTicks * 90000;
+  double avg = elapsedTicks == 0 ? 0
+                                 : static_cast<double>(c->totalBytesWritten) * 8 /
+                                       static_cast<double>(elapsedTicks) * 90000;
   if (average) *average = avg;
   if (maximum) *maximum = c->maxBitRate;
   OutputMessage(2,

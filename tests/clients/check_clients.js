@@ -17,6 +17,10 @@ const { WebVTTParser } = require('webvtt-parser');
 const HLS = require('hls-parser');
 
 const [binary, corpus] = process.argv.slice(2);
+if (!fs.existsSync(corpus) || !fs.statSync(corpus).isDirectory()) {
+  console.log(`no corpus at ${corpus}`);
+  process.exit(77);  // skipped
+}
 const TARGET = 10;
 let passed = 0;
 let failed = 0;

@@ -237,7 +237,8 @@ TEST(BadInput, PeakMemoryIsBoundedBySourceSize) {
     ASSERT_EQ(wait4(pid, &wstatus, 0, &usage), pid);
     ASSERT_TRUE(WIFEXITED(wstatus));
     EXPECT_EQ(WEXITSTATUS(wstatus), c.status);
-    EXPECT_LE(usage.ru_maxrss * 1024.0, 1.5 * static_cast<double>(info.st_size) + 16e6);
+    EXPECT_LE(static_cast<double>(usage.ru_maxrss) * 1024.0,
+              1.5 * static_cast<double>(info.st_size) + 16e6);
   }
 }
 

@@ -15,8 +15,7 @@ namespace fs = std::filesystem;
 
 std::vector<std::string> CorpusSources() {
   std::vector<std::string> files;
-  if (!fs::exists(HLSVTT_CORPUS_DIR)) return files;
-  for (const auto& e : fs::recursive_directory_iterator(HLSVTT_CORPUS_DIR)) {
+  for (const auto& e : fs::recursive_directory_iterator(kCorpusDir)) {
     std::string ext = e.path().extension().string();
     if (e.is_regular_file() &&
         (strcasecmp(ext.c_str(), ".vtt") == 0 || strcasecmp(ext.c_str(), ".srt") == 0))
@@ -34,8 +33,9 @@ std::string Segments(const ScratchDir& out) {
 }
 
 TEST(Corpus, EverySourceEndsCleanly) {
+  SKIP_WITHOUT_CORPUS();
   auto sources = CorpusSources();
-  if (sources.empty()) GTEST_SKIP() << "no corpus at " HLSVTT_CORPUS_DIR;
+  ASSERT_FALSE(sources.empty()) << "no sources in " << kCorpusDir;
   for (const std::string& source : sources) {
     SCOPED_TRACE(source);
     ScratchDir out;
@@ -48,7 +48,7 @@ TEST(Corpus, EverySourceEndsCleanly) {
 }
 
 TEST(Corpus, SampleFilesGiveTheirCues) {
-  if (!fs::exists(HLSVTT_CORPUS_DIR)) GTEST_SKIP() << "no corpus at " HLSVTT_CORPUS_DIR;
+  SKIP_WITHOUT_CORPUS();
   const std::string c1 = "00:00:00.500 --> 00:00:07.000\nCaption text #1\n\n";
   const std::string c2 = "00:00:07.000 --> 00:00:11.890\nCaption text #2\n\n";
   const std::string c3 = "00:00:11.890 --> 00:00:16.320\nCaption text #3\n\n";
@@ -77,8 +77,8 @@ TEST(Corpus, SampleFilesGiveTheirCues) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.file);
     ScratchDir out;
-    RunResult r = RunTool({"hlsvtt", "-q", "-t", "10", "-f", out.path(),
-                           HLSVTT_CORPUS_DIR "/" + std::string(c.file)});
+    RunResult r = RunTool(
+        {"hlsvtt", "-q", "-t", "10", "-f", out.path(), std::string(kCorpusDir) + "/" + c.file});
     ASSERT_EQ(r.status, 0) << r.out << r.err;
     const std::string segments = Segments(out);
     for (const std::string& cue : c.present)

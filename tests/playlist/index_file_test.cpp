@@ -182,7 +182,8 @@ TEST(LiveIndexFile, SlidingWindowDateTimeAndDiscontinuities) {
   for (int i = 0; i < 4; i++) {
     std::string name = "s" + std::to_string(i);
     WriteFile(dir / name, "x");
-    live->AddFile(name.c_str(), (dir / name).c_str(), i, 2.5, -1, -1, i == 0);
+    live->AddFile(name.c_str(), (dir / name).c_str(), static_cast<uint64_t>(i), 2.5, -1, -1,
+                  i == 0);
     EXPECT_EQ(FileExists(dir / "live.m3u8"), i >= 2) << i;
     EXPECT_EQ(live->IndexFileAvailable(), i >= 2) << i;
   }

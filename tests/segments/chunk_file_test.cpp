@@ -101,7 +101,8 @@ TEST(ChunkFile, EncryptedSegmentsDecryptWithThePlaylistsKeysAndIVs) {
       {"short IV form", true, 0, false, true, "static.key"},
   };
   std::vector<std::string> plain;
-  for (size_t n : {1, 10, 15, 16, 17, 31, 32, 1000}) plain.push_back(std::string(n, 'a' + n % 26));
+  for (size_t n : std::initializer_list<size_t>{1, 10, 15, 16, 17, 31, 32, 1000})
+    plain.push_back(std::string(n, static_cast<char>('a' + static_cast<int>(n % 26))));
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     LogCapture log(0);
@@ -152,8 +153,8 @@ TEST(ChunkFile, RandomIVRotatesByOutputBytes) {
     s.ivRotateMegabytes = c.megabytes;
     ChunkFile* chunk = ChunkFileCreate(s);
     ASSERT_NE(chunk, nullptr);
-    ASSERT_EQ(WriteSegments(chunk,
-                            std::vector<std::string>(c.segments, std::string(c.segmentBytes, 'x'))),
+    ASSERT_EQ(WriteSegments(chunk, std::vector<std::string>(static_cast<size_t>(c.segments),
+                                                            std::string(c.segmentBytes, 'x'))),
               kNoErr);
     std::set<std::string> ivs;
     for (const auto& seg : ReadKeyedPlaylist(ReadFile(dir / "prog_index.m3u8")))

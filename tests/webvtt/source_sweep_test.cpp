@@ -226,7 +226,7 @@ const std::vector<std::vector<std::string>> kOptionSets = {
 };
 
 uint64_t Fnv1a(uint64_t hash, const std::string& bytes) {
-  for (unsigned char c : bytes) hash = (hash ^ c) * 0x100000001B3ull;
+  for (char c : bytes) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3ull;
   return hash;
 }
 

@@ -23,7 +23,11 @@ struct MxBlockBufferTree {
     return b->totalDataLength;
   }
   template <class B>
-  static auto& Slots(B* b) {
+  static auto* Slots(B* b) {
+    return b->slots.get();
+  }
+  template <class B>
+  static auto& SlotStorage(B* b) {
     return b->slots;
   }
 };
@@ -45,7 +49,7 @@ auto& Length(B* b) {
   return MxBlockBufferTree::Length(b);
 }
 template <class B>
-auto& Slots(B* b) {
+auto* Slots(B* b) {
   return MxBlockBufferTree::Slots(b);
 }
 }  // namespace
@@ -260,7 +264,7 @@ void FreeSlot(Slot& s) {
 }  // namespace
 
 MxBlockBuffer::~MxBlockBuffer() {
-  for (int32_t i = 0; i < subBlockCount; i++) FreeSlot(slots[i]);
+  for (int32_t i = 0; i < subBlockCount; i++) FreeSlot(Slots(this)[i]);
 }
 
 void QorBlockBufferRetain(MxBlockBuffer* buffer) {
@@ -283,7 +287,7 @@ OSStatus MxBlockBufferCreateEmpty(MxAllocator* structureAllocator, uint32_t subB
   if (slotCount > INT32_MAX) return QorSignalErrorAt(kMxBlockBufferStructureAllocationFailed);
   auto* buffer = new (std::nothrow) MxBlockBuffer;
   if (buffer == nullptr) return QorSignalErrorAt(kMxBlockBufferStructureAllocationFailed);
-  Slots(buffer).reset(new (std::nothrow) Slot[slotCount]);
+  MxBlockBufferTree::SlotStorage(buffer).reset(new (std::nothrow) Slot[slotCount]);
   if (!Slots(buffer)) {
     buffer->Release();
     return QorSignalErrorAt(kMxBlockBufferStructureAllocationFailed);
@@ -573,7 +577,7 @@ std::string MxBlockBuffer::CopyDebugDump(int indent) const {
            RetainCount(), static_cast<const void*>(MxAllocatorGetDefault()), slotCount - 1);
   std::string out = line;
   for (int32_t i = 0; i < slotCount; i++) {
-    const Slot& s = slots[i];
+    const Slot& s = Slots(this)[i];
     snprintf(line, sizeof line, "%*s", indent + 2, "");
     out += line;
     if (s.kind == kUnused) {

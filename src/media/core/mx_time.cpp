@@ -10,7 +10,8 @@
 
 namespace {
 
-using int128 = __int128;
+// A compiler extension: the widest integer, for products of two 64-bit values.
+__extension__ using int128 = __int128;
 
 constexpr double kTwoTo63 = 9223372036854775808.0;
 constexpr int64_t kInt64Max = std::numeric_limits<int64_t>::max();

@@ -78,7 +78,7 @@ TEST(AttributedString, AddingThroughAMergeCacheMatchesAddingCopies) {
       ASSERT_EQ(MxAttributedStringCreate(nullptr, u"abcdefghij", base.get(), &copied), kNoErr);
     }
     const MxRange range{(step * 7) % 10, 1 + step % 4};
-    const auto& style = styles[(step * 5) % styles.size()];
+    const auto& style = styles[static_cast<size_t>(step * 5) % styles.size()];
     const OSStatus status = copied->AddAttributes(range, *style);
     ASSERT_EQ(cached->AddAttributes(range, style, &cache), status) << step;
   }

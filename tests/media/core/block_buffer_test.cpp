@@ -185,7 +185,7 @@ TEST(BlockBuffer, ManyAppendsBuildADeepTreeThatStillReadsBack) {
   for (int i = 0; i < 26; i++) letters[i] = static_cast<char>('a' + i);
   for (int i = 0; i < 20000; i++) {
     ASSERT_EQ(MxBlockBufferAppendMemoryBlock(b.get(), letters, 26, MxAllocatorGetNull(), nullptr,
-                                             i % 26, 1, 0),
+                                             static_cast<size_t>(i % 26), 1, 0),
               kNoErr);
     expected += letters[i % 26];
   }

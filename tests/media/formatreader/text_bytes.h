@@ -49,6 +49,6 @@ inline Bytes TimedTextEntry(uint32_t flags, unsigned font, unsigned face, const 
   e.u16(0).u16(0).u16(font).u8(face).u8(18).u8(255).u8(128).u8(0).u8(255);
   e.raw(atoms);
   uint32_t size = static_cast<uint32_t>(e.size());
-  e.b[0] = size >> 24, e.b[1] = size >> 16, e.b[2] = size >> 8, e.b[3] = size;
+  for (size_t i = 0; i < 4; i++) e.b[i] = static_cast<uint8_t>(size >> (24 - 8 * i));
   return e;
 }

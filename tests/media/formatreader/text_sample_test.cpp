@@ -222,7 +222,7 @@ TEST(TextSample, StylesSeenBeforeDecodeAsTheFirstTime) {
   MxFormatDescriptionRef d = TimedText(0);
   QorTextSampleBufferState track{};
   for (int i = 0; i < 60; ++i) {
-    const unsigned style = (i * 7) % 20;
+    const auto style = static_cast<unsigned>((i * 7) % 20);
     Bytes bytes = Text(i % 3 ? "styled \xF0\x9F\x98\x80 text" : "two\r\nlines")
                       .raw(Styl({Style(1, 4 + style % 3, style % 8, 1 + style % 2),
                                  Style(3 + style % 2, 9, (style + 3) % 8, 2)}));

@@ -274,7 +274,7 @@ TEST_F(ContainerProbeTest, HugeFilesAreProbedWithinTheReadBudget) {
     const int64_t length = int64_t{40} << 30;
     auto read = [&bytes, unit](int64_t offset, size_t size, uint8_t* destination, size_t* got) {
       for (size_t i = 0; i < size; i++)
-        destination[i] = static_cast<uint8_t>(bytes[static_cast<size_t>(offset + i) % unit]);
+        destination[i] = static_cast<uint8_t>(bytes[(static_cast<size_t>(offset) + i) % unit]);
       *got = size;
       return OSStatus{kNoErr};
     };

@@ -144,8 +144,9 @@ TEST(WebVTTFormatReader, CuesBecomeSamples) {
 }
 
 TEST(WebVTTFormatReader, CorpusFile) {
+  SKIP_WITHOUT_CORPUS();
   QorFormatReaderRef reader;
-  ASSERT_EQ(Open(HLSVTT_CORPUS_DIR "/webvtt-py/sample.vtt", &reader), kNoErr);
+  ASSERT_EQ(Open(std::string(kCorpusDir) + "/webvtt-py/sample.vtt", &reader), kNoErr);
   const std::vector<Sample> samples = ReadCues(reader.get(), 64300);
   ASSERT_EQ(samples.size(), 16u);
   EXPECT_EQ(samples.front(), (Sample{500, 6500, "Caption text #1"}));

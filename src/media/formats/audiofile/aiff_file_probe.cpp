@@ -65,7 +65,9 @@ OSStatus AIFFFileProbe(ProbeReader& reader, ContainerProbe* out) {
     } else if (tag == MxFourCharCode("SSND")) {
       // The sound data starts with an offset and a block size.
       const int64_t available = reader.Length() - (at + 16);
-      soundBytes = available <= 0 ? 0 : std::min<uint64_t>(available, size >= 8 ? size - 8 : 0);
+      soundBytes = available <= 0 ? 0
+                                  : std::min<uint64_t>(static_cast<uint64_t>(available),
+                                                       size >= 8 ? size - 8 : 0);
       haveSound = true;
     }
     at += 8 + int64_t{size} + (size & 1);

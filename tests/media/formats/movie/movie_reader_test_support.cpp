@@ -51,7 +51,8 @@ OSStatus ReadSampleAtCursor(QorSampleGenerator* generator, QorSampleCursor* curs
       MxFormatDescriptionGetMediaType(MxSampleBufferGetFormatDescription(sample.get())) !=
           MxFourCharCode("soun");
   out->text = text && length >= 2
-                  ? out->bytes.substr(2, (uint8_t(out->bytes[0]) << 8) | uint8_t(out->bytes[1]))
+                  ? out->bytes.substr(2, static_cast<size_t>((uint8_t(out->bytes[0]) << 8) |
+                                                             uint8_t(out->bytes[1])))
                   : out->bytes;
   return kNoErr;
 }
