@@ -13,7 +13,12 @@
 #include "media/core/byte_stream.h"
 #include "media/core/value.h"
 #include "media/formatreader/format_reader.h"
-#include "media/formatreader/format_reader_instantiators.h"
+
+// A reader's create function: makes a format reader for the byte stream or answers why it
+// cannot; `options` may be null.
+using QorFormatReaderInstantiator = OSStatus (*)(MxByteStream* byteStream, MxAllocator* allocator,
+                                                 const MxDictionary* options,
+                                                 QorFormatReaderRef* out);
 
 using QorThingInstantiator =
     std::function<OSStatus(MxByteStream*, MxAllocator*, const MxDictionary*, QorFormatReaderRef*)>;
@@ -49,10 +54,10 @@ struct QorReaderRegistryEntry {
   const MxDictionary* labelling;
 };
 
-// The readers the registry instantiates, by function name. The library's own table is the
-// default; tests put their own readers in its place.
+// The readers the registry instantiates, by function name. The caller supplies the table: the
+// library's own sits beside the readers (media/formats/reader_table.h); tests put their own
+// readers in its place.
 using QorReaderFunctionTable = std::map<std::string, QorFormatReaderInstantiator, std::less<>>;
-const QorReaderFunctionTable& QorReaderLibraryFunctions();
 
 // Answers the user preference "CombinedAudioFormatReader" of the domain "com.zorva.mediacore".
 // This system keeps no user preferences, so it answers "not set" (an empty string).
@@ -60,7 +65,7 @@ std::string QorCopyCombinedAudioFormatReaderPreference();
 
 struct QorReaderRegistryConfiguration {
   std::function<std::string()> combinedAudioPreference = QorCopyCombinedAudioFormatReaderPreference;
-  QorReaderFunctionTable functions = QorReaderLibraryFunctions();
+  QorReaderFunctionTable functions;
 };
 
 class QorReaderRegistry {
@@ -96,9 +101,3 @@ const MxDictionary* QorThingGetInfo(const QorThing* thing);
                                                                   MxAllocator* allocator,
                                                                   const MxDictionary* options,
                                                                   QorFormatReaderRef* out);
-// Selection against the process's registry, built on first use, once per process.
-[[nodiscard]] OSStatus QorFormatReaderCreateForStream(MxByteStream* stream, MxAllocator* allocator,
-                                                      const MxDictionary* options,
-                                                      QorFormatReaderRef* out);
-// How often the process's registry has been built (0 or 1).
-int QorReaderRegistryProcessBuildCount();
