@@ -1,8 +1,9 @@
 // The reader registry and reader selection. Every container reader is registered as a "thing":
 // a dictionary naming its type, subtype, maker, version, instantiation function and the file
-// types, MIME types and file-name extensions it claims. QorFormatReaderCreateForStream matches
-// what a byte stream says of itself against these claims, in a fixed order, and instantiates the
-// first reader that accepts the stream.
+// types, MIME types and file-name extensions it claims. QorFormatReaderCreateForStreamWithRegistry
+// matches what a byte stream says of itself against these claims, in a fixed order, and
+// instantiates the first reader that accepts the stream. The registry knows the readers only by
+// the table of functions its caller hands in.
 #pragma once
 
 #include <functional>
