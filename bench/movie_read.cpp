@@ -20,7 +20,7 @@
 
 #include "media/core/file_byte_stream.h"
 #include "media/core/sample_buffer.h"
-#include "media/formatreader/reader_registry.h"
+#include "media/formats/reader_table.h"
 
 namespace {
 

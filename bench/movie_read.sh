@@ -12,7 +12,8 @@ scripts/build.sh normal >/dev/null
 mapfile -t movies < <(bench/make_movies.sh)
 tool=bench/out/movie_read
 g++ -std=c++20 -O2 -Wall -Wextra -Werror -Wshadow -Wconversion -Wsign-conversion -Wpedantic \
-  -Wold-style-cast -Isrc bench/movie_read.cpp build/libhlsvtt_core.a -o "$tool" \
+  -Wold-style-cast -Isrc bench/movie_read.cpp build/libhlsvtt_formats.a \
+  build/libhlsvtt_formatreader.a build/libhlsvtt_media_core.a build/libhlsvtt_common.a -o "$tool" \
   -lcrypto -lz -licui18n -licuuc -licudata
 status=0
 for movie in "${movies[@]}"; do

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "media/core/memory_byte_stream.h"
-#include "media/formatreader/format_reader_instantiators.h"
+#include "media/formats/reader_table.h"
 
 namespace {
 

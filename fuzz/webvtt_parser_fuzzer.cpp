@@ -4,8 +4,8 @@
 #include <cstdlib>
 
 #include "media/core/memory_byte_stream.h"
+#include "media/formats/webvtt/webvtt_parser.h"
 #include "webvtt/segment_writer.h"
-#include "webvtt/webvtt_parser.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   MxByteStreamRef stream;

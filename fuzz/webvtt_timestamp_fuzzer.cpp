@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "webvtt/webvtt_parser.h"
+#include "media/formats/webvtt/webvtt_parser.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;

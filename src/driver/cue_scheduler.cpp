@@ -10,9 +10,9 @@
 #include "driver/chunk_file_settings.h"
 #include "driver/schedule_size.h"
 #include "log/output.h"
+#include "media/formats/webvtt/webvtt_parser.h"
 #include "segments/chunk_file.h"
 #include "webvtt/segment_writer.h"
-#include "webvtt/webvtt_parser.h"
 
 namespace {
 

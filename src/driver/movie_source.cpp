@@ -18,8 +18,8 @@
 #include "driver/track_paths.h"
 #include "log/output.h"
 #include "media/formatreader/format_reader.h"
-#include "media/formatreader/reader_registry.h"
 #include "media/formatreader/text_format_description.h"
+#include "media/formats/reader_table.h"
 #include "webvtt/segment_writer.h"
 #include "webvtt/text_track_converter.h"
 

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "webvtt/webvtt_parser.h"
+#include "media/formats/webvtt/webvtt_parser.h"
 
 struct ScheduleSize {
   size_t cues = 0;

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "common/numeric.h"
-#include "webvtt/webvtt_parser.h"
+#include "media/formats/webvtt/webvtt_parser.h"
 
 namespace {
 // Appends v in decimal with at least minWidth digits (zero-padded), as "%0<minWidth>u" does.

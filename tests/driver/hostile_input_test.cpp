@@ -12,8 +12,8 @@
 #include "driver/schedule_size.h"
 #include "media/core/memory_byte_stream.h"
 #include "media/formats/movie/movie_builder.h"
+#include "media/formats/webvtt/webvtt_parser.h"
 #include "test_support.h"
-#include "webvtt/webvtt_parser.h"
 
 namespace {
 

@@ -2,9 +2,7 @@
 
 #include <strings.h>
 
-#include <atomic>
 #include <initializer_list>
-#include <mutex>
 
 #include "media/core/error_signal.h"
 #include "media/core/four_char_code.h"
@@ -147,22 +145,6 @@ std::optional<std::string> CopyStringProperty(MxByteStream* stream, const char* 
 }
 
 }  // namespace
-
-const QorReaderFunctionTable& QorReaderLibraryFunctions() {
-  static const QorReaderFunctionTable table = {
-      {"CinemoxMovieFormatReaderCreateFromStream", CinemoxMovieFormatReaderCreateFromStream},
-      {"AVIFormatReaderCreateFromStream", AVIFormatReaderCreateFromStream},
-      {"MPEGFormatReaderCreateFromStream", MPEGFormatReaderCreateFromStream},
-      {"MPEGFormatReaderCreateFromStreamForPreciseTiming",
-       MPEGFormatReaderCreateFromStreamForPreciseTiming},
-      {"DVFormatReaderCreateFromStream", DVFormatReaderCreateFromStream},
-      {"QorAudioFileFormatReaderCreateFromStream", QorAudioFileFormatReaderCreateFromStream},
-      {"QorAudioFileStreamFormatReaderCreateFromStream",
-       QorAudioFileStreamFormatReaderCreateFromStream},
-      {"WebVTTFormatReaderCreateFromStream", WebVTTFormatReaderCreateFromStream},
-  };
-  return table;
-}
 
 std::string QorCopyCombinedAudioFormatReaderPreference() {
   return {};
@@ -309,31 +291,4 @@ OSStatus QorFormatReaderCreateForStreamWithRegistry(const QorReaderRegistry* reg
   }
   if (attempted && lastStatus != kNoErr) return QorSignalErrorAt(lastStatus);
   return QorSignalErrorAt(kMxErrNoFormatReader);
-}
-
-namespace {
-
-std::atomic<int> processBuildCount{0};
-
-const QorReaderRegistry* ProcessRegistry() {
-  static std::once_flag once;
-  static std::unique_ptr<QorReaderRegistry> registry;
-  std::call_once(once, [] {
-    ++processBuildCount;
-    if (QorReaderRegistryCreate(QorReaderRegistryConfiguration{}, &registry) != kNoErr)
-      registry.reset();
-  });
-  return registry.get();
-}
-
-}  // namespace
-
-OSStatus QorFormatReaderCreateForStream(MxByteStream* stream, MxAllocator* allocator,
-                                        const MxDictionary* options, QorFormatReaderRef* out) {
-  return QorFormatReaderCreateForStreamWithRegistry(ProcessRegistry(), stream, allocator, options,
-                                                    out);
-}
-
-int QorReaderRegistryProcessBuildCount() {
-  return processBuildCount.load();
 }

@@ -1,8 +1,9 @@
 // The reader registry and reader selection. Every container reader is registered as a "thing":
 // a dictionary naming its type, subtype, maker, version, instantiation function and the file
-// types, MIME types and file-name extensions it claims. QorFormatReaderCreateForStream matches
-// what a byte stream says of itself against these claims, in a fixed order, and instantiates the
-// first reader that accepts the stream.
+// types, MIME types and file-name extensions it claims. QorFormatReaderCreateForStreamWithRegistry
+// matches what a byte stream says of itself against these claims, in a fixed order, and
+// instantiates the first reader that accepts the stream. The registry knows the readers only by
+// the table of functions its caller hands in.
 #pragma once
 
 #include <functional>
@@ -13,7 +14,12 @@
 #include "media/core/byte_stream.h"
 #include "media/core/value.h"
 #include "media/formatreader/format_reader.h"
-#include "media/formatreader/format_reader_instantiators.h"
+
+// A reader's create function: makes a format reader for the byte stream or answers why it
+// cannot; `options` may be null.
+using QorFormatReaderInstantiator = OSStatus (*)(MxByteStream* byteStream, MxAllocator* allocator,
+                                                 const MxDictionary* options,
+                                                 QorFormatReaderRef* out);
 
 using QorThingInstantiator =
     std::function<OSStatus(MxByteStream*, MxAllocator*, const MxDictionary*, QorFormatReaderRef*)>;
@@ -49,10 +55,10 @@ struct QorReaderRegistryEntry {
   const MxDictionary* labelling;
 };
 
-// The readers the registry instantiates, by function name. The library's own table is the
-// default; tests put their own readers in its place.
+// The readers the registry instantiates, by function name. The caller supplies the table: the
+// library's own sits beside the readers (media/formats/reader_table.h); tests put their own
+// readers in its place.
 using QorReaderFunctionTable = std::map<std::string, QorFormatReaderInstantiator, std::less<>>;
-const QorReaderFunctionTable& QorReaderLibraryFunctions();
 
 // Answers the user preference "CombinedAudioFormatReader" of the domain "com.zorva.mediacore".
 // This system keeps no user preferences, so it answers "not set" (an empty string).
@@ -60,7 +66,7 @@ std::string QorCopyCombinedAudioFormatReaderPreference();
 
 struct QorReaderRegistryConfiguration {
   std::function<std::string()> combinedAudioPreference = QorCopyCombinedAudioFormatReaderPreference;
-  QorReaderFunctionTable functions = QorReaderLibraryFunctions();
+  QorReaderFunctionTable functions;
 };
 
 class QorReaderRegistry {
@@ -96,9 +102,3 @@ const MxDictionary* QorThingGetInfo(const QorThing* thing);
                                                                   MxAllocator* allocator,
                                                                   const MxDictionary* options,
                                                                   QorFormatReaderRef* out);
-// Selection against the process's registry, built on first use, once per process.
-[[nodiscard]] OSStatus QorFormatReaderCreateForStream(MxByteStream* stream, MxAllocator* allocator,
-                                                      const MxDictionary* options,
-                                                      QorFormatReaderRef* out);
-// How often the process's registry has been built (0 or 1).
-int QorReaderRegistryProcessBuildCount();

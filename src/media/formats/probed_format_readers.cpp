@@ -1,12 +1,12 @@
 // The registry's instantiators for the containers read by probing: AVI, MPEG program and
 // transport streams, DV, audio files and audio file streams.
-#include "media/formatreader/format_reader_instantiators.h"
 #include "media/formats/audiofile/audio_file_probe.h"
 #include "media/formats/audiostream/audio_stream_probe.h"
 #include "media/formats/avi/avi_probe.h"
 #include "media/formats/dv/dv_probe.h"
 #include "media/formats/mpeg/mpeg_probe.h"
 #include "media/formats/probed_format_reader.h"
+#include "media/formats/reader_table.h"
 
 namespace {
 

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "media/formats/reader_table.h"
+
 namespace {
 
 // The readers' calls, in order, and what each answers.

@@ -6,12 +6,12 @@
 
 #include "media/core/error_signal.h"
 #include "media/core/file_byte_stream.h"
-#include "media/formatreader/format_reader_instantiators.h"
 #include "media/formatreader/text_format_description.h"
 #include "media/formats/movie/language_code.h"
 #include "media/formats/movie/movie_header.h"
 #include "media/formats/movie/sample_table.h"
 #include "media/formats/movie/track_name.h"
+#include "media/formats/reader_table.h"
 
 namespace {
 

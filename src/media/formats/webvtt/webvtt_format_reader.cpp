@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "media/core/error_signal.h"
-#include "media/formatreader/format_reader_instantiators.h"
 #include "media/formatreader/text_format_description.h"
-#include "webvtt/webvtt_parser.h"
+#include "media/formats/reader_table.h"
+#include "media/formats/webvtt/webvtt_parser.h"
 
 namespace {
 

@@ -6,12 +6,12 @@
 #include <sstream>
 
 #include "media/core/memory_byte_stream.h"
-#include "media/formatreader/format_reader_instantiators.h"
 #include "media/formats/movie/language_code.h"
 #include "media/formats/movie/movie_builder.h"
 #include "media/formats/movie/movie_header.h"
 #include "media/formats/movie/movie_reader_test_support.h"
 #include "media/formats/movie/track_name.h"
+#include "media/formats/reader_table.h"
 #include "test_support.h"
 
 using namespace movie_builder;

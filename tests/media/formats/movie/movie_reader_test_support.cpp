@@ -5,7 +5,7 @@
 #include "media/core/file_byte_stream.h"
 #include "media/core/memory_byte_stream.h"
 #include "media/core/sample_buffer.h"
-#include "media/formatreader/format_reader_instantiators.h"
+#include "media/formats/reader_table.h"
 
 void PrintTo(const ReadSample& s, std::ostream* os) {
   *os << "{" << s.ptsValue << "/" << s.ptsTimescale << " +" << s.durationValue << "/"

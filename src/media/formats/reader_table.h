@@ -1,14 +1,13 @@
-// The instantiators of the reader registry, one per container reader. Each makes a format
-// reader for the byte stream or answers why it cannot; `options` may be null.
+// The library's container readers as the reader registry knows them: their create functions,
+// the table naming them, and reader selection against the process's registry built from that
+// table. Each create function makes a format reader for the byte stream or answers why it
+// cannot; `options` may be null.
 #pragma once
 
 #include "media/core/byte_stream.h"
 #include "media/core/value.h"
 #include "media/formatreader/format_reader.h"
-
-using QorFormatReaderInstantiator = OSStatus (*)(MxByteStream* byteStream, MxAllocator* allocator,
-                                                 const MxDictionary* options,
-                                                 QorFormatReaderRef* out);
+#include "media/formatreader/reader_registry.h"
 
 // Movie files (ISO base media and classic movie atoms).
 [[nodiscard]] OSStatus CinemoxMovieFormatReaderCreateFromStream(MxByteStream* byteStream,
@@ -45,3 +44,14 @@ using QorFormatReaderInstantiator = OSStatus (*)(MxByteStream* byteStream, MxAll
                                                           MxAllocator* allocator,
                                                           const MxDictionary* options,
                                                           QorFormatReaderRef* out);
+
+// The library's readers by function name: the table the process's registry is built from.
+const QorReaderFunctionTable& QorReaderLibraryFunctions();
+
+// Selection against the process's registry, built from the library's table on first use, once
+// per process.
+[[nodiscard]] OSStatus QorFormatReaderCreateForStream(MxByteStream* stream, MxAllocator* allocator,
+                                                      const MxDictionary* options,
+                                                      QorFormatReaderRef* out);
+// How often the process's registry has been built (0 or 1).
+int QorReaderRegistryProcessBuildCount();

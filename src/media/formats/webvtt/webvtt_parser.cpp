@@ -1,4 +1,4 @@
-#include "webvtt/webvtt_parser.h"
+#include "media/formats/webvtt/webvtt_parser.h"
 
 #include <algorithm>
 #include <cmath>

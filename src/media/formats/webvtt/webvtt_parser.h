@@ -11,7 +11,7 @@
 
 #include "media/core/block_buffer.h"
 #include "media/core/byte_stream.h"
-#include "webvtt/cue_store.h"
+#include "media/formats/webvtt/cue_store.h"
 
 // A cue as a separate record, for a reader that keeps each cue's text on its own: identifier,
 // settings and payload are (offset, length) ranges into `text`.

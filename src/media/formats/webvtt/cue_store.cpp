@@ -1,4 +1,4 @@
-#include "webvtt/cue_store.h"
+#include "media/formats/webvtt/cue_store.h"
 
 #include <cstdlib>
 #include <cstring>

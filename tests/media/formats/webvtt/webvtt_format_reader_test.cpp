@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "media/core/file_byte_stream.h"
-#include "media/formatreader/reader_registry.h"
+#include "media/formats/reader_table.h"
 #include "test_support.h"
 
 namespace {

@@ -1,0 +1,48 @@
+#include "media/formats/reader_table.h"
+
+#include <atomic>
+#include <mutex>
+
+const QorReaderFunctionTable& QorReaderLibraryFunctions() {
+  static const QorReaderFunctionTable table = {
+      {"CinemoxMovieFormatReaderCreateFromStream", CinemoxMovieFormatReaderCreateFromStream},
+      {"AVIFormatReaderCreateFromStream", AVIFormatReaderCreateFromStream},
+      {"MPEGFormatReaderCreateFromStream", MPEGFormatReaderCreateFromStream},
+      {"MPEGFormatReaderCreateFromStreamForPreciseTiming",
+       MPEGFormatReaderCreateFromStreamForPreciseTiming},
+      {"DVFormatReaderCreateFromStream", DVFormatReaderCreateFromStream},
+      {"QorAudioFileFormatReaderCreateFromStream", QorAudioFileFormatReaderCreateFromStream},
+      {"QorAudioFileStreamFormatReaderCreateFromStream",
+       QorAudioFileStreamFormatReaderCreateFromStream},
+      {"WebVTTFormatReaderCreateFromStream", WebVTTFormatReaderCreateFromStream},
+  };
+  return table;
+}
+
+namespace {
+
+std::atomic<int> processBuildCount{0};
+
+const QorReaderRegistry* ProcessRegistry() {
+  static std::once_flag once;
+  static std::unique_ptr<QorReaderRegistry> registry;
+  std::call_once(once, [] {
+    ++processBuildCount;
+    QorReaderRegistryConfiguration configuration;
+    configuration.functions = QorReaderLibraryFunctions();
+    if (QorReaderRegistryCreate(configuration, &registry) != kNoErr) registry.reset();
+  });
+  return registry.get();
+}
+
+}  // namespace
+
+OSStatus QorFormatReaderCreateForStream(MxByteStream* stream, MxAllocator* allocator,
+                                        const MxDictionary* options, QorFormatReaderRef* out) {
+  return QorFormatReaderCreateForStreamWithRegistry(ProcessRegistry(), stream, allocator, options,
+                                                    out);
+}
+
+int QorReaderRegistryProcessBuildCount() {
+  return processBuildCount.load();
+}
