@@ -83,7 +83,7 @@ bool ReadSubtitleTrack(const char* path, Run* run) {
     return false;
   }
   QorFormatReaderRef reader;
-  if (OSStatus err = QorFormatReaderCreateForStream(file.get(), nullptr, nullptr, &reader)) {
+  if (Status err = QorFormatReaderCreateForStream(file.get(), nullptr, nullptr, &reader)) {
     fprintf(stderr, "no format reader for %s: %d\n", path, err);
     return false;
   }
@@ -91,10 +91,10 @@ bool ReadSubtitleTrack(const char* path, Run* run) {
   if (QorFormatReaderGetTrackCount(reader.get(), &count) != kNoErr) return false;
   for (int64_t i = 0; i < count; ++i) {
     QorTrackReaderRef track;
-    FourCharCode type = 0;
+    FourCC type = 0;
     if (QorFormatReaderCopyTrackByIndex(reader.get(), i, &track, &type, nullptr) != kNoErr)
       return false;
-    if (type != MxFourCharCode("sbtl")) continue;
+    if (type != MxFourCC("sbtl")) continue;
     QorSampleCursorServiceRef service;
     QorSampleCursorRef cursor;
     QorSampleGeneratorRef generator;
@@ -105,8 +105,8 @@ bool ReadSubtitleTrack(const char* path, Run* run) {
       return false;
     for (int64_t stepped = 1; stepped == 1;) {
       MxSampleBufferRef sample;
-      if (OSStatus err = QorSampleGeneratorCreateSampleBufferAtCursor(generator.get(), cursor.get(),
-                                                                      &sample)) {
+      if (Status err = QorSampleGeneratorCreateSampleBufferAtCursor(generator.get(), cursor.get(),
+                                                                    &sample)) {
         fprintf(stderr, "sample %llu failed: %d\n", static_cast<unsigned long long>(run->samples),
                 err);
         return false;

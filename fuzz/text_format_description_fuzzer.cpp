@@ -8,7 +8,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;
-  FourCharCode type = (data[0] & 1) ? MxFourCharCode("text") : MxFourCharCode("sbtl");
+  FourCC type = (data[0] & 1) ? MxFourCC("text") : MxFourCC("sbtl");
   MxFormatDescriptionRef d;
   if (MxTextFormatDescriptionCreateFromBigEndianTextDescriptionData(nullptr, data + 1, size - 1,
                                                                     nullptr, type, &d) != kNoErr)

@@ -20,7 +20,7 @@ MxFormatDescriptionRef FixedDescription() {
       0,    0, 0, 16, 'f', 't',  'a', 'b', 0,   1,    0,   1,   3, 'S', 'a', 'n'};
   MxFormatDescriptionRef d;
   if (MxTextFormatDescriptionCreateFromBigEndianTextDescriptionData(
-          nullptr, entry, sizeof entry, nullptr, MxFourCharCode("sbtl"), &d) != kNoErr)
+          nullptr, entry, sizeof entry, nullptr, MxFourCC("sbtl"), &d) != kNoErr)
     abort();
   return d;
 }
@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   MxFormatDescriptionRef d;
   if (entryLength == 0 ||
       MxTextFormatDescriptionCreateFromBigEndianTextDescriptionData(
-          nullptr, data + 1, entryLength, nullptr, MxFourCharCode("sbtl"), &d) != kNoErr)
+          nullptr, data + 1, entryLength, nullptr, MxFourCC("sbtl"), &d) != kNoErr)
     d = MxFormatDescriptionRef::Retained(fixed);
   const uint8_t* sample = data + 1 + entryLength;
   size_t sampleSize = size - 1 - entryLength;

@@ -5,9 +5,9 @@
 
 #include <cstdint>
 
-using OSStatus = int32_t;
+using Status = int32_t;
 
-enum : OSStatus {
+enum : Status {
   kNoErr = 0,
 
   // The segmenter's own codes.

@@ -5,7 +5,7 @@
 namespace {
 
 struct Cause {
-  OSStatus status;
+  Status status;
   const char* text;
 };
 
@@ -36,7 +36,7 @@ constexpr Cause kCauses[] = {
 
 }  // namespace
 
-std::string DescribeStatus(OSStatus status) {
+std::string DescribeStatus(Status status) {
   if (status > 0) return std::string(strerror(status)) + " (errno " + std::to_string(status) + ")";
   for (const Cause& cause : kCauses) {
     if (cause.status == status)

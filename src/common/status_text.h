@@ -7,4 +7,4 @@
 
 // The cause behind `status`: "a subtitle sample is malformed (-12742)", an operating-system
 // error's text with its number ("No space left on device (errno 28)"), or just the code.
-std::string DescribeStatus(OSStatus status);
+std::string DescribeStatus(Status status);

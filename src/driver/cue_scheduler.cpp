@@ -25,13 +25,13 @@ struct ParserRelease {
 uint32_t SniffCommaDecimal(MxByteStream* stream) {
   uint8_t head[16];
   size_t count = 0;
-  OSStatus status = MxByteStreamReadBytes(stream, sizeof head, 0, head, &count);
+  Status status = MxByteStreamReadBytes(stream, sizeof head, 0, head, &count);
   bool signature = status == kNoErr && WebVTTHasSignature(head, std::min(sizeof head, count));
   return signature ? 0 : 1;
 }
 
 // Why a source could not be parsed, in words.
-std::string ParseFailureReason(OSStatus status) {
+std::string ParseFailureReason(Status status) {
   switch (status) {
     case kMxErrEndOfStream:
       return "the file is empty";
@@ -55,7 +55,7 @@ class CueScheduler {
         segmentEnd_(settings.targetDuration) {}
 
   // Returns the run's result. The chunk file is released (or given up on failure) either way.
-  [[nodiscard]] OSStatus Run() {
+  [[nodiscard]] Status Run() {
     size_t index = 0;
     while (NextCue(&index)) {
       const WebVTTCueRecord& cue = cues_[index];
@@ -63,14 +63,13 @@ class CueScheduler {
       OutputMessage(2, "Next cue %p %g --> %g", static_cast<const void*>(&cue), cue.start, cue.end);
       if (!(cue.start < segmentEnd_)) {
         if (segmentHasContent_) {
-          OSStatus status = EndSegment();
+          Status status = EndSegment();
           if (status != kNoErr) return status;
           continue;
         }
         StretchToGridLineAfter(cue.start);
       }
-      OSStatus status =
-          segmentHasContent_ ? kNoErr : WriteSegmentHeader(chunk_, timestampMapValue_);
+      Status status = segmentHasContent_ ? kNoErr : WriteSegmentHeader(chunk_, timestampMapValue_);
       if (status == kNoErr) status = WriteCue(chunk_, cues_, cue);
       if (status != kNoErr) return Fail(status);
       OutputMessage(2, "Wrote cue %p %g --> %g", static_cast<const void*>(&cue), cue.start,
@@ -126,15 +125,15 @@ class CueScheduler {
 
   // A segment could not be written or closed: the stream is broken, so it is given up without a
   // playlist that would look complete.
-  [[nodiscard]] OSStatus Fail(OSStatus status) {
+  [[nodiscard]] Status Fail(Status status) {
     OutputMessage(0, "Failed to generate chunk files with index %u, file %s", chunk_->segmentCount,
                   settings_.inputPath ? settings_.inputPath : "(source)");
     ChunkFileAbandon(chunk_);
     return status;
   }
 
-  [[nodiscard]] OSStatus EndSegment() {
-    OSStatus status = ChunkFileMoveToNextFileSecs(chunk_, segmentEnd_ - segmentStart_);
+  [[nodiscard]] Status EndSegment() {
+    Status status = ChunkFileMoveToNextFileSecs(chunk_, segmentEnd_ - segmentStart_);
     if (status != kNoErr) return Fail(status);
     // Carried cues go back in front of the unwritten ones, in their earlier order, to be
     // written again with their own times at the top of the next segment.
@@ -157,7 +156,7 @@ class CueScheduler {
     return kNoErr;
   }
 
-  [[nodiscard]] OSStatus EndOfInput() {
+  [[nodiscard]] Status EndOfInput() {
     if (!carryOver_.empty()) {
       lastEnd_ = 0;
       for (size_t index : carryOver_) lastEnd_ = std::max(lastEnd_, cues_[index].end);
@@ -182,13 +181,13 @@ class CueScheduler {
 
 }  // namespace
 
-OSStatus RunWebVTTSource(const RunSettings& settings, MxByteStream* stream) {
+Status RunWebVTTSource(const RunSettings& settings, MxByteStream* stream) {
   return RunWebVTTSourceInto(settings, stream,
                              MakeChunkFileSettings(settings, settings.fileBase, settings.baseURL));
 }
 
-OSStatus RunWebVTTSourceInto(const RunSettings& settings, MxByteStream* stream,
-                             const ChunkFileSettings& chunkSettings) {
+Status RunWebVTTSourceInto(const RunSettings& settings, MxByteStream* stream,
+                           const ChunkFileSettings& chunkSettings) {
   const char* source = settings.inputPath ? settings.inputPath : "(source)";
   const uint32_t commaDecimal = SniffCommaDecimal(stream);
   WebVTTParser* rawParser = nullptr;
@@ -197,7 +196,7 @@ OSStatus RunWebVTTSourceInto(const RunSettings& settings, MxByteStream* stream,
 
   // The whole source is parsed and its schedule measured before the output stream is made, so
   // that a source refused here leaves nothing behind, not even a key file.
-  OSStatus status = WebVTTParserReadByteStream(parser.get(), stream);
+  Status status = WebVTTParserReadByteStream(parser.get(), stream);
   if (status != kNoErr) {
     OutputMessage(0, "%s: cannot read the source: %s", source, ParseFailureReason(status).c_str());
     return kErrParse;

@@ -11,18 +11,18 @@ namespace {
 constexpr int64_t kEmptySampleSize = 2;
 
 bool IsSubtitleTrack(QorFormatReader* reader, int64_t index, QorTrackReaderRef* track) {
-  FourCharCode mediaType = 0;
+  FourCC mediaType = 0;
   return QorFormatReaderCopyTrackByIndex(reader, index, track, &mediaType, nullptr) == kNoErr &&
-         mediaType == MxFourCharCode("sbtl");
+         mediaType == MxFourCC("sbtl");
 }
 
 }  // namespace
 
-OSStatus MeasureTrackOutput(QorTrackReader* track, uint32_t targetDuration, uint64_t maxSamples,
-                            TrackOutputSize* out) {
+Status MeasureTrackOutput(QorTrackReader* track, uint32_t targetDuration, uint64_t maxSamples,
+                          TrackOutputSize* out) {
   *out = TrackOutputSize{};
   QorSampleCursorServiceRef service;
-  OSStatus status = QorTrackReaderCopySampleCursorService(track, &service);
+  Status status = QorTrackReaderCopySampleCursorService(track, &service);
   if (status != kNoErr) return status;
   QorSampleCursorRef cursor;
   status = QorSampleCursorServiceCreateCursorAtFirstSample(service.get(), &cursor);
@@ -57,8 +57,8 @@ OSStatus MeasureTrackOutput(QorTrackReader* track, uint32_t targetDuration, uint
   return kNoErr;
 }
 
-OSStatus CheckMovieOutputSize(const RunSettings& s, QorFormatReader* reader, int64_t trackCount,
-                              int64_t fileLength, const MovieOutputLimits& limits) {
+Status CheckMovieOutputSize(const RunSettings& s, QorFormatReader* reader, int64_t trackCount,
+                            int64_t fileLength, const MovieOutputLimits& limits) {
   unsigned subtitleTracks = 0;
   for (int64_t index = 0; index < trackCount; ++index) {
     QorTrackReaderRef track;

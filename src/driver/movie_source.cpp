@@ -35,12 +35,12 @@ constexpr uint32_t kForcedSubtitlesPresent = 0x40000000u;
 constexpr char kLongestSegmentSuffix[] = "4294967295.webvtt";
 
 // A property of a library object; a property without a value is an empty MxValue.
-[[nodiscard]] OSStatus CopyProperty(MxObject* object, const char* key, MxValue* out) {
+[[nodiscard]] Status CopyProperty(MxObject* object, const char* key, MxValue* out) {
   return object->CopyProperty(key, out);
 }
 
 // The track's language: its extended language tag, else its language code.
-[[nodiscard]] OSStatus CopyTrackLanguage(QorTrackReader* track, std::optional<std::string>* out) {
+[[nodiscard]] Status CopyTrackLanguage(QorTrackReader* track, std::optional<std::string>* out) {
   MxValue tag;
   if (CopyProperty(track, kQorTrackProperty_ExtendedLanguageTagString, &tag) == kNoErr &&
       tag.GetString() != nullptr) {
@@ -48,7 +48,7 @@ constexpr char kLongestSegmentSuffix[] = "4294967295.webvtt";
     return kNoErr;
   }
   MxValue code;
-  OSStatus status = CopyProperty(track, kQorTrackProperty_LanguageCode, &code);
+  Status status = CopyProperty(track, kQorTrackProperty_LanguageCode, &code);
   if (status != kNoErr) return status;
   if (code.GetString() != nullptr) *out = *code.GetString();
   return kNoErr;
@@ -64,13 +64,13 @@ struct StreamPaths {
 
 // The paths of the stream written into the directory `name` under -f: the directory, the files
 // the stream makes in it and the URI must all fit; ENAMETOOLONG otherwise.
-[[nodiscard]] OSStatus MakeStreamPaths(const RunSettings& s, const std::string& name,
-                                       StreamPaths* out) {
+[[nodiscard]] Status MakeStreamPaths(const RunSettings& s, const std::string& name,
+                                     StreamPaths* out) {
   const std::string segmentName =
       std::string(s.baseMediaFileName ? s.baseMediaFileName : "fileSequence") +
       kLongestSegmentSuffix;
   std::string file;
-  OSStatus status = JoinPath(s.fileBase, name.c_str(), &out->directory);
+  Status status = JoinPath(s.fileBase, name.c_str(), &out->directory);
   if (status == kNoErr) status = JoinPath(out->directory.c_str(), s.indexFileName, &file);
   if (status == kNoErr) status = JoinPath(out->directory.c_str(), segmentName.c_str(), &file);
   if (status != kNoErr) return status;
@@ -96,14 +96,14 @@ void ReportLongPaths(unsigned index) {
 // stream makes in it, its URIs, and the variant playlist. Returns ENAMETOOLONG with a message
 // naming the option to shorten; tracks whose properties cannot be read are left to the main pass,
 // which reports them. A directory name made distinct later is checked again when it is made.
-[[nodiscard]] OSStatus CheckOutputPathLengths(const RunSettings& s, QorFormatReader* reader,
-                                              int64_t trackCount) {
+[[nodiscard]] Status CheckOutputPathLengths(const RunSettings& s, QorFormatReader* reader,
+                                            int64_t trackCount) {
   unsigned subtitleTracks = 0;
   for (int64_t index = 0; index < trackCount; ++index) {
     QorTrackReaderRef track;
-    FourCharCode mediaType = 0;
+    FourCC mediaType = 0;
     if (QorFormatReaderCopyTrackByIndex(reader, index, &track, &mediaType, nullptr) != kNoErr ||
-        mediaType != MxFourCharCode("sbtl"))
+        mediaType != MxFourCC("sbtl"))
       continue;
     ++subtitleTracks;
     std::optional<std::string> language;
@@ -141,22 +141,22 @@ class MovieSegmenter {
   MovieSegmenter(const RunSettings& settings, QorFormatReader* reader, int64_t fileLength)
       : s_(settings), reader_(reader), fileLength_(fileLength) {}
 
-  [[nodiscard]] OSStatus Run();
+  [[nodiscard]] Status Run();
 
  private:
-  [[nodiscard]] OSStatus ReadDuration(double* seconds);
-  [[nodiscard]] OSStatus SegmentTrack(unsigned index);
+  [[nodiscard]] Status ReadDuration(double* seconds);
+  [[nodiscard]] Status SegmentTrack(unsigned index);
   [[nodiscard]] bool IsForcedByDisplayFlags(const MxValue& descriptions) const;
-  [[nodiscard]] OSStatus MakeStreamPathsFor(unsigned index,
-                                            const std::optional<std::string>& language, bool forced,
-                                            StreamPaths* out);
-  [[nodiscard]] OSStatus MakeDirectory(const std::string& path, const char* failureFormat,
-                                       bool* made);
-  [[nodiscard]] OSStatus WriteStream(unsigned index, const StreamPaths& paths, bool forcedPass,
-                                     QorTrackReader* track, uint8_t* sawForced, bool* hasCues);
-  [[nodiscard]] OSStatus MakeStream(unsigned index, const StreamPaths& paths, bool forcedPass,
-                                    const char* failureFormat, QorTrackReader* track,
-                                    uint8_t* sawForced);
+  [[nodiscard]] Status MakeStreamPathsFor(unsigned index,
+                                          const std::optional<std::string>& language, bool forced,
+                                          StreamPaths* out);
+  [[nodiscard]] Status MakeDirectory(const std::string& path, const char* failureFormat,
+                                     bool* made);
+  [[nodiscard]] Status WriteStream(unsigned index, const StreamPaths& paths, bool forcedPass,
+                                   QorTrackReader* track, uint8_t* sawForced, bool* hasCues);
+  [[nodiscard]] Status MakeStream(unsigned index, const StreamPaths& paths, bool forcedPass,
+                                  const char* failureFormat, QorTrackReader* track,
+                                  uint8_t* sawForced);
   void AddEntry(const TrackFlags& flags, const std::optional<std::string>& language, bool forced,
                 bool autoSelect, const std::string& uri);
 
@@ -171,9 +171,9 @@ class MovieSegmenter {
   unsigned subtitleTrackCount_ = 0;
 };
 
-OSStatus MovieSegmenter::ReadDuration(double* seconds) {
+Status MovieSegmenter::ReadDuration(double* seconds) {
   MxValue known;
-  OSStatus status = CopyProperty(reader_, kQorFormatReaderProperty_AccurateDurationIsKnown, &known);
+  Status status = CopyProperty(reader_, kQorFormatReaderProperty_AccurateDurationIsKnown, &known);
   if (status != kNoErr) {
     OutputMessage(0, "Can't get if accuration duration is known");
     return status;
@@ -204,11 +204,11 @@ bool MovieSegmenter::IsForcedByDisplayFlags(const MxValue& descriptions) const {
   return (bits & kAllSubtitlesForced) && (bits & kForcedSubtitlesPresent);
 }
 
-OSStatus MovieSegmenter::MakeStreamPathsFor(unsigned index,
-                                            const std::optional<std::string>& language, bool forced,
-                                            StreamPaths* out) {
+Status MovieSegmenter::MakeStreamPathsFor(unsigned index,
+                                          const std::optional<std::string>& language, bool forced,
+                                          StreamPaths* out) {
   std::string name;
-  OSStatus status = MakeTrackDirectoryName(language, index, forced, &name);
+  Status status = MakeTrackDirectoryName(language, index, forced, &name);
   if (status == kNoErr) {
     // Two streams never share a directory: a name an earlier stream took gets "_2", "_3", ...
     // appended. No language tag or generated name holds "_", so this never takes the plain
@@ -226,8 +226,8 @@ OSStatus MovieSegmenter::MakeStreamPathsFor(unsigned index,
   return kNoErr;
 }
 
-OSStatus MovieSegmenter::MakeDirectory(const std::string& path, const char* failureFormat,
-                                       bool* made) {
+Status MovieSegmenter::MakeDirectory(const std::string& path, const char* failureFormat,
+                                     bool* made) {
   *made = false;
   struct stat info;
   if (lstat(path.c_str(), &info) != 0) {
@@ -259,8 +259,8 @@ void MovieSegmenter::AddEntry(const TrackFlags& flags, const std::optional<std::
   ++nameCounter_;
 }
 
-OSStatus MovieSegmenter::WriteStream(unsigned index, const StreamPaths& paths, bool forcedPass,
-                                     QorTrackReader* track, uint8_t* sawForced, bool* hasCues) {
+Status MovieSegmenter::WriteStream(unsigned index, const StreamPaths& paths, bool forcedPass,
+                                   QorTrackReader* track, uint8_t* sawForced, bool* hasCues) {
   ChunkFile* chunk = ChunkFileCreate(
       MakeChunkFileSettings(s_, paths.directory.empty() ? nullptr : paths.directory.c_str(),
                             paths.urlDirectory.empty() ? nullptr : paths.urlDirectory.c_str()));
@@ -269,7 +269,7 @@ OSStatus MovieSegmenter::WriteStream(unsigned index, const StreamPaths& paths, b
     return kErrCreateFailed;
   }
   double lastSegmentDuration = 0, lastEndTime = 0;
-  OSStatus status = WriteTextTrackAsWebVTT(
+  Status status = WriteTextTrackAsWebVTT(
       chunk, forcedPass ? 1 : 0, s_.targetDuration, int32_t(uint32_t(s_.mpegtsStartOffset)),
       reader_, track, sawForced, &lastSegmentDuration, &lastEndTime, maxDuration_);
   if (status != kNoErr) {
@@ -286,11 +286,11 @@ OSStatus MovieSegmenter::WriteStream(unsigned index, const StreamPaths& paths, b
 
 // Makes the stream's directory and writes the stream. A stream without cues has no playlist:
 // its entry (the last one added) is taken back and the directory, when this run made it, removed.
-OSStatus MovieSegmenter::MakeStream(unsigned index, const StreamPaths& paths, bool forcedPass,
-                                    const char* failureFormat, QorTrackReader* track,
-                                    uint8_t* sawForced) {
+Status MovieSegmenter::MakeStream(unsigned index, const StreamPaths& paths, bool forcedPass,
+                                  const char* failureFormat, QorTrackReader* track,
+                                  uint8_t* sawForced) {
   bool made = false;
-  OSStatus status = MakeDirectory(paths.directory, failureFormat, &made);
+  Status status = MakeDirectory(paths.directory, failureFormat, &made);
   if (status != kNoErr) return status;
   bool hasCues = false;
   status = WriteStream(index, paths, forcedPass, track, sawForced, &hasCues);
@@ -303,16 +303,16 @@ OSStatus MovieSegmenter::MakeStream(unsigned index, const StreamPaths& paths, bo
   return kNoErr;
 }
 
-OSStatus MovieSegmenter::SegmentTrack(unsigned index) {
+Status MovieSegmenter::SegmentTrack(unsigned index) {
   QorTrackReaderRef track;
-  FourCharCode mediaType = 0;
-  OSStatus status = QorFormatReaderCopyTrackByIndex(reader_, index, &track, &mediaType, nullptr);
+  FourCC mediaType = 0;
+  Status status = QorFormatReaderCopyTrackByIndex(reader_, index, &track, &mediaType, nullptr);
   if (status != kNoErr) {
     OutputMessage(0, "can't get track index %u %s %d", index, s_.inputPath, status);
     return status;
   }
   // Only subtitle tracks are segmented; other text-bearing media types are not.
-  if (mediaType != MxFourCharCode("sbtl")) return kNoErr;
+  if (mediaType != MxFourCC("sbtl")) return kNoErr;
   ++subtitleTrackCount_;
 
   bool forced = false;
@@ -347,8 +347,8 @@ OSStatus MovieSegmenter::SegmentTrack(unsigned index) {
   }
 
   TrackFlags flags;
-  auto readFlags = [&](const char* nameFailure, const char* enabledFailure) -> OSStatus {
-    OSStatus err = CopyProperty(track.get(), kQorTrackProperty_TrackName, &flags.names);
+  auto readFlags = [&](const char* nameFailure, const char* enabledFailure) -> Status {
+    Status err = CopyProperty(track.get(), kQorTrackProperty_TrackName, &flags.names);
     if (err != kNoErr) {
       OutputMessage(0, nameFailure, index, s_.inputPath);
       return err;
@@ -402,9 +402,9 @@ OSStatus MovieSegmenter::SegmentTrack(unsigned index) {
                     &sawForced);
 }
 
-OSStatus MovieSegmenter::Run() {
+Status MovieSegmenter::Run() {
   int64_t trackCount = 0;
-  OSStatus status = QorFormatReaderGetTrackCount(reader_, &trackCount);
+  Status status = QorFormatReaderGetTrackCount(reader_, &trackCount);
   if (status != kNoErr) {
     OutputMessage(0, "can't get track count %s %d", s_.inputPath, status);
     return status;
@@ -456,9 +456,9 @@ OSStatus MovieSegmenter::Run() {
 
 }  // namespace
 
-OSStatus RunMovieSource(const RunSettings& settings, MxByteStream* stream) {
+Status RunMovieSource(const RunSettings& settings, MxByteStream* stream) {
   QorFormatReaderRef reader;
-  OSStatus status = QorFormatReaderCreateForStream(stream, nullptr, nullptr, &reader);
+  Status status = QorFormatReaderCreateForStream(stream, nullptr, nullptr, &reader);
   if (status != kNoErr) {
     OutputMessage(0, "can't create format reader %s %d", settings.inputPath, status);
     return status;

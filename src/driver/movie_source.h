@@ -7,4 +7,4 @@
 #include "driver/run_settings.h"
 #include "media/core/byte_stream.h"
 
-[[nodiscard]] OSStatus RunMovieSource(const RunSettings& settings, MxByteStream* stream);
+[[nodiscard]] Status RunMovieSource(const RunSettings& settings, MxByteStream* stream);

@@ -21,15 +21,15 @@ struct NamedPath {
 
 }  // namespace
 
-OSStatus JoinOutputPath(const char* directory, const std::string& name, std::string* out,
-                        size_t limit) {
+Status JoinOutputPath(const char* directory, const std::string& name, std::string* out,
+                      size_t limit) {
   std::string path = directory ? std::string(directory) + "/" + name : name;
   if (path.size() + 1 > limit) return ENAMETOOLONG;
   *out = std::move(path);
   return kNoErr;
 }
 
-OSStatus CheckOutputPaths(const RunSettings& s, const char* program) {
+Status CheckOutputPaths(const RunSettings& s, const char* program) {
   const std::string widestNumber(kFileNumberDigits, '9');
   const char* segmentBase = s.baseMediaFileName ? s.baseMediaFileName : "fileSequence";
   NamedPath paths[] = {

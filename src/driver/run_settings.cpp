@@ -232,7 +232,7 @@ void PrintUsage(const char* programName) {
   fprintf(stderr, kUsage, programName);
 }
 
-bool ParseCommandLine(int argc, char** argv, RunSettings* settings, OSStatus* result) {
+bool ParseCommandLine(int argc, char** argv, RunSettings* settings, Status* result) {
   const char* program = argv[0];
   *result = kNoErr;
   optind = 0;  // full re-initialisation, so that the parser can run more than once
@@ -271,7 +271,7 @@ bool ParseCommandLine(int argc, char** argv, RunSettings* settings, OSStatus* re
   return true;
 }
 
-OSStatus LoadStaticKey(RunSettings* s) {
+Status LoadStaticKey(RunSettings* s) {
   if (s->encryptKeyFile == nullptr) return kNoErr;
   struct stat st;
   if (stat(s->encryptKeyFile, &st) != 0) {

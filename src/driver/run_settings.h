@@ -33,10 +33,10 @@ struct RunSettings {
 // Reads the options into `settings`, validating each as it is met. Returns true when the run
 // goes on; false when it ends here (help, version, a bad option, a wrong count of input files),
 // with the run's result in `*result`. Option texts stay in `argv`, which may be edited in place.
-bool ParseCommandLine(int argc, char** argv, RunSettings* settings, OSStatus* result);
+bool ParseCommandLine(int argc, char** argv, RunSettings* settings, Status* result);
 
 // Loads the static key named by -k, or accepts a directory for generated keys.
-[[nodiscard]] OSStatus LoadStaticKey(RunSettings* settings);
+[[nodiscard]] Status LoadStaticKey(RunSettings* settings);
 
 void PrintUsage(const char* programName);
 

@@ -20,9 +20,9 @@ bool IsWebVTTExtension(const std::string& extension) {
 
 }  // namespace
 
-OSStatus RunSegmenter(int argc, char** argv) {
+Status RunSegmenter(int argc, char** argv) {
   RunSettings settings;
-  OSStatus result = kNoErr;
+  Status result = kNoErr;
   if (!ParseCommandLine(argc, argv, &settings, &result)) return result;
   result = LoadStaticKey(&settings);
   if (result != kNoErr) return result;

@@ -40,8 +40,8 @@ std::string FormatSubtitleVariantPlaylist(const std::vector<SubtitleVariantEntry
   return text;
 }
 
-OSStatus WriteSubtitleVariantPlaylist(const char* fileBase, const char* subtitleVariantName,
-                                      const std::vector<SubtitleVariantEntry>& entries) {
+Status WriteSubtitleVariantPlaylist(const char* fileBase, const char* subtitleVariantName,
+                                    const std::vector<SubtitleVariantEntry>& entries) {
   std::string path;
   if (JoinPath(fileBase, subtitleVariantName, &path) != kNoErr) {
     // The driver checks this path before any output is made; this is the last guard.

@@ -19,7 +19,7 @@ bool IsQuotableText(std::string_view value) {
   return value.find_first_of("\"\r\n") == std::string_view::npos;
 }
 
-OSStatus AttributeList::Parse(std::string_view text, AttributeList* list, std::string* error) {
+Status AttributeList::Parse(std::string_view text, AttributeList* list, std::string* error) {
   list->attributes_.clear();
   size_t at = 0;
   while (at < text.size()) {

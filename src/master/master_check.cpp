@@ -91,7 +91,7 @@ class MasterChecker {
     if (!visited_.insert(playlist.real).second) return;
     const std::string& path = playlist.shown;
     std::string text;
-    if (OSStatus status = ReadFileText(playlist.real, kMaxPlaylistBytes, &text)) {
+    if (Status status = ReadFileText(playlist.real, kMaxPlaylistBytes, &text)) {
       Problem(path, 1, std::string("cannot be read: ") + strerror(status));
       return;
     }
@@ -110,7 +110,7 @@ class MasterChecker {
         continue;
       }
       std::string head;
-      if (OSStatus status = ReadFileHead(segmentFile.real, kSegmentHeadBytes, &head)) {
+      if (Status status = ReadFileHead(segmentFile.real, kSegmentHeadBytes, &head)) {
         Problem(segmentPath, 1, std::string("cannot be read: ") + strerror(status));
         continue;
       }
@@ -131,8 +131,8 @@ class MasterChecker {
 
 }  // namespace
 
-OSStatus CheckMasterPlaylistFiles(const std::string& masterPath, const std::string& root,
-                                  MasterCheckReport* report) {
+Status CheckMasterPlaylistFiles(const std::string& masterPath, const std::string& root,
+                                MasterCheckReport* report) {
   const std::string rootDirectory = root.empty() ? DirectoryOf(masterPath) : root;
   std::error_code error;
   fs::path absoluteRoot = fs::absolute(rootDirectory, error).lexically_normal();
@@ -140,7 +140,7 @@ OSStatus CheckMasterPlaylistFiles(const std::string& masterPath, const std::stri
   char realRoot[PATH_MAX];
   if (!realpath(rootDirectory.c_str(), realRoot)) return errno;
   std::string text;
-  if (OSStatus status = ReadFileText(masterPath, kMaxPlaylistBytes, &text)) return status;
+  if (Status status = ReadFileText(masterPath, kMaxPlaylistBytes, &text)) return status;
   std::vector<PlaylistReference> references;
   CheckMasterPlaylistText(masterPath, text, &report->problems, &references);
   MasterChecker checker(report, rootDirectory, absoluteRoot, fs::path(realRoot));

@@ -43,7 +43,7 @@ constexpr const char* kUsage =
 
 const char* kTool = "hlsvtt-master";
 
-OSStatus UsageError(const char* message, const char* detail = "") {
+Status UsageError(const char* message, const char* detail = "") {
   fprintf(stderr, "%s: %s%s\n%s", kTool, message, detail, kUsage);
   return kErrBadArgument;
 }
@@ -53,7 +53,7 @@ std::string DirectoryOf(const std::string& path) {
   return directory.empty() ? "." : directory;
 }
 
-OSStatus RunMerge(const std::vector<std::string>& args) {
+Status RunMerge(const std::vector<std::string>& args) {
   std::vector<std::string> paths;
   std::string outPath;
   MergeOptions options;
@@ -81,7 +81,7 @@ OSStatus RunMerge(const std::vector<std::string>& args) {
   if (outPath.empty()) outPath = masterPath;
 
   std::string masterText;
-  if (OSStatus status = ReadFileText(masterPath, kMaxPlaylistBytes, &masterText)) {
+  if (Status status = ReadFileText(masterPath, kMaxPlaylistBytes, &masterText)) {
     fprintf(stderr, "%s: cannot read %s: %s\n", kTool, masterPath.c_str(), strerror(status));
     return status;
   }
@@ -90,11 +90,11 @@ OSStatus RunMerge(const std::vector<std::string>& args) {
   for (size_t i = 1; i < paths.size(); i++) {
     SubtitleFragment fragment;
     fragment.name = paths[i];
-    if (OSStatus status = ReadFileText(paths[i], kMaxPlaylistBytes, &fragment.text)) {
+    if (Status status = ReadFileText(paths[i], kMaxPlaylistBytes, &fragment.text)) {
       fprintf(stderr, "%s: cannot read %s: %s\n", kTool, paths[i].c_str(), strerror(status));
       return status;
     }
-    if (OSStatus status =
+    if (Status status =
             RelativeDirectoryPrefix(DirectoryOf(paths[i]), outDirectory, &fragment.uriPrefix)) {
       fprintf(stderr, "%s: cannot locate %s: %s\n", kTool, paths[i].c_str(), strerror(status));
       return status;
@@ -103,7 +103,7 @@ OSStatus RunMerge(const std::vector<std::string>& args) {
   }
 
   MergeOutcome outcome;
-  OSStatus status = MergeSubtitleFragments(masterPath, masterText, fragments, options, &outcome);
+  Status status = MergeSubtitleFragments(masterPath, masterText, fragments, options, &outcome);
   for (const std::string& note : outcome.notes) fprintf(stderr, "%s: %s\n", kTool, note.c_str());
   if (status != kNoErr) {
     fprintf(stderr, "%s: %s\n%s: nothing was written\n", kTool, outcome.error.c_str(), kTool);
@@ -115,21 +115,21 @@ OSStatus RunMerge(const std::vector<std::string>& args) {
   if (inPlace) {
     char resolved[PATH_MAX];
     if (!realpath(masterPath.c_str(), resolved)) {
-      OSStatus error = errno;
+      Status error = errno;
       fprintf(stderr, "%s: cannot locate %s: %s\n", kTool, masterPath.c_str(), strerror(error));
       return error;
     }
     writePath = resolved;
   }
   InstallInterruptCleanup("hlsvtt-master: interrupted; no temporary file left behind\n");
-  if (OSStatus written = ReplaceFileText(writePath, outcome.text)) {
+  if (Status written = ReplaceFileText(writePath, outcome.text)) {
     fprintf(stderr, "%s: cannot write %s: %s\n", kTool, outPath.c_str(), strerror(written));
     return written;
   }
   return kNoErr;
 }
 
-OSStatus RunCheck(const std::vector<std::string>& args) {
+Status RunCheck(const std::vector<std::string>& args) {
   std::vector<std::string> paths;
   std::string root;
   for (size_t i = 0; i < args.size(); i++) {
@@ -144,14 +144,14 @@ OSStatus RunCheck(const std::vector<std::string>& args) {
   if (paths.size() != 1) return UsageError("check needs exactly one master playlist");
   if (!root.empty()) {
     struct stat st;
-    OSStatus error = stat(root.c_str(), &st) != 0 ? errno : S_ISDIR(st.st_mode) ? kNoErr : ENOTDIR;
+    Status error = stat(root.c_str(), &st) != 0 ? errno : S_ISDIR(st.st_mode) ? kNoErr : ENOTDIR;
     if (error != kNoErr) {
       fprintf(stderr, "%s: --root %s: %s\n", kTool, root.c_str(), strerror(error));
       return error;
     }
   }
   MasterCheckReport report;
-  if (OSStatus status = CheckMasterPlaylistFiles(paths[0], root, &report)) {
+  if (Status status = CheckMasterPlaylistFiles(paths[0], root, &report)) {
     fprintf(stderr, "%s: cannot read %s: %s\n", kTool, paths[0].c_str(), strerror(status));
     return status;
   }
@@ -162,11 +162,11 @@ OSStatus RunCheck(const std::vector<std::string>& args) {
   return report.problems.empty() ? kNoErr : kErrPlaylistRule;
 }
 
-OSStatus RunPts(const std::vector<std::string>& args) {
+Status RunPts(const std::vector<std::string>& args) {
   if (args.size() != 1) return UsageError("pts needs exactly one MPEG transport stream file");
   const char* path = args[0].c_str();
   int64_t pts = 0;
-  OSStatus status = ReadSegmentFirstPTS(args[0], &pts);
+  Status status = ReadSegmentFirstPTS(args[0], &pts);
   if (status == kMxErrNotMPEGStream) {
     fprintf(stderr, "%s: %s is not an MPEG transport stream\n", kTool, path);
   } else if (status == kMxErrPropertyNotAvailable) {
@@ -189,7 +189,7 @@ OSStatus RunPts(const std::vector<std::string>& args) {
 
 }  // namespace
 
-OSStatus RunMasterTool(int argc, char** argv) {
+Status RunMasterTool(int argc, char** argv) {
   if (argc < 2) return UsageError("no command given");
   std::string_view command = argv[1];
   std::vector<std::string> args(argv + 2, argv + argc);

@@ -18,12 +18,12 @@ std::string Where(std::string_view file, size_t line) {
   return std::string(file) + ":" + std::to_string(line);
 }
 
-OSStatus Refuse(MergeOutcome* outcome, OSStatus status, std::string message) {
+Status Refuse(MergeOutcome* outcome, Status status, std::string message) {
   outcome->error = std::move(message);
   return status;
 }
 
-OSStatus CheckEncoding(std::string_view name, std::string_view text, MergeOutcome* outcome) {
+Status CheckEncoding(std::string_view name, std::string_view text, MergeOutcome* outcome) {
   size_t line = 0;
   std::string problem = FindPlaylistEncodingProblem(text, &line);
   if (problem.empty()) return kNoErr;
@@ -31,9 +31,9 @@ OSStatus CheckEncoding(std::string_view name, std::string_view text, MergeOutcom
 }
 
 // Reads the renditions of one fragment, moved into `group` and rebased onto the master.
-OSStatus ReadFragment(const SubtitleFragment& fragment, const std::string& group,
-                      std::vector<Rendition>* renditions, MergeOutcome* outcome) {
-  if (OSStatus status = CheckEncoding(fragment.name, fragment.text, outcome)) return status;
+Status ReadFragment(const SubtitleFragment& fragment, const std::string& group,
+                    std::vector<Rendition>* renditions, MergeOutcome* outcome) {
+  if (Status status = CheckEncoding(fragment.name, fragment.text, outcome)) return status;
   size_t before = renditions->size();
   for (const PlaylistLine& line : SplitPlaylistLines(fragment.text)) {
     PlaylistLineKind kind = ClassifyPlaylistLine(line.text);
@@ -71,8 +71,8 @@ std::string Describe(const Rendition& r) {
 
 // Applies the rules to the new group: breaks the caller may choose to keep become warnings (or
 // are mended with `conform`); any other break refuses the merge.
-OSStatus ApplyRules(std::vector<Rendition>* renditions, const MergeOptions& options,
-                    MergeOutcome* outcome) {
+Status ApplyRules(std::vector<Rendition>* renditions, const MergeOptions& options,
+                  MergeOutcome* outcome) {
   if (options.conform) {
     for (Rendition& r : *renditions) {
       if (AttributeIsYes(r.attributes, "DEFAULT") && r.attributes.Has("AUTOSELECT") &&
@@ -119,9 +119,9 @@ struct MasterLayout {
   size_t insertAt = 0;                                // the new renditions go before this line
 };
 
-OSStatus ReadMaster(std::string_view name, std::string_view text, const std::string& group,
-                    MasterLayout* layout, MergeOutcome* outcome) {
-  if (OSStatus status = CheckEncoding(name, text, outcome)) return status;
+Status ReadMaster(std::string_view name, std::string_view text, const std::string& group,
+                  MasterLayout* layout, MergeOutcome* outcome) {
+  if (Status status = CheckEncoding(name, text, outcome)) return status;
   layout->lines = SplitPlaylistLines(text);
   const auto& lines = layout->lines;
   if (lines.empty() || lines[0].text != "#EXTM3U")
@@ -178,9 +178,9 @@ OSStatus ReadMaster(std::string_view name, std::string_view text, const std::str
 
 }  // namespace
 
-OSStatus MergeSubtitleFragments(std::string_view masterName, std::string_view masterText,
-                                const std::vector<SubtitleFragment>& fragments,
-                                const MergeOptions& options, MergeOutcome* outcome) {
+Status MergeSubtitleFragments(std::string_view masterName, std::string_view masterText,
+                              const std::vector<SubtitleFragment>& fragments,
+                              const MergeOptions& options, MergeOutcome* outcome) {
   outcome->text.clear();
   outcome->notes.clear();
   outcome->error.clear();
@@ -188,13 +188,12 @@ OSStatus MergeSubtitleFragments(std::string_view masterName, std::string_view ma
     return Refuse(outcome, kErrBadArgument,
                   "the group ID must be a non-empty text without double quotes or line breaks");
   MasterLayout layout;
-  if (OSStatus status = ReadMaster(masterName, masterText, options.group, &layout, outcome))
+  if (Status status = ReadMaster(masterName, masterText, options.group, &layout, outcome))
     return status;
   std::vector<Rendition> renditions;
   for (const SubtitleFragment& fragment : fragments)
-    if (OSStatus status = ReadFragment(fragment, options.group, &renditions, outcome))
-      return status;
-  if (OSStatus status = ApplyRules(&renditions, options, outcome)) return status;
+    if (Status status = ReadFragment(fragment, options.group, &renditions, outcome)) return status;
+  if (Status status = ApplyRules(&renditions, options, outcome)) return status;
 
   std::string_view eol = layout.lines[0].terminator.empty() ? "\n" : layout.lines[0].terminator;
   std::string block;

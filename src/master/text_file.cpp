@@ -32,7 +32,7 @@ mode_t NewFileMode() {
 
 }  // namespace
 
-OSStatus ReadFileHead(const std::string& path, size_t limit, std::string* text) {
+Status ReadFileHead(const std::string& path, size_t limit, std::string* text) {
   UniqueFd fd = Adopt(open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (*fd < 0) return errno;
   text->assign(limit, '\0');
@@ -50,7 +50,7 @@ OSStatus ReadFileHead(const std::string& path, size_t limit, std::string* text) 
   return kNoErr;
 }
 
-OSStatus ReadFileText(const std::string& path, size_t limit, std::string* text) {
+Status ReadFileText(const std::string& path, size_t limit, std::string* text) {
   UniqueFd fd = Adopt(open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (*fd < 0) return errno;
   struct stat st;
@@ -71,7 +71,7 @@ OSStatus ReadFileText(const std::string& path, size_t limit, std::string* text) 
   return kNoErr;
 }
 
-OSStatus ReplaceFileText(const std::string& path, std::string_view text) {
+Status ReplaceFileText(const std::string& path, std::string_view text) {
   struct stat st;
   mode_t mode = NewFileMode();
   if (stat(path.c_str(), &st) == 0) {

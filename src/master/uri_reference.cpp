@@ -87,8 +87,8 @@ bool IsRelativeReference(std::string_view uri) {
   return !uri.empty() && uri[0] != '/' && !HasScheme(uri);
 }
 
-OSStatus RelativeDirectoryPrefix(const std::string& from, const std::string& to,
-                                 std::string* prefix) {
+Status RelativeDirectoryPrefix(const std::string& from, const std::string& to,
+                               std::string* prefix) {
   std::error_code error;
   fs::path absoluteFrom = fs::absolute(from.empty() ? "." : from, error);
   if (error) return error.value();

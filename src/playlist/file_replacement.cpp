@@ -10,9 +10,9 @@
 #include "common/incomplete_files.h"
 #include "log/output.h"
 
-OSStatus ReplaceFileWithText(const char* path, const char* what,
-                             const std::function<void(FILE*)>& write,
-                             const char* createFailureFormat) {
+Status ReplaceFileWithText(const char* path, const char* what,
+                           const std::function<void(FILE*)>& write,
+                           const char* createFailureFormat) {
   std::string temp = std::string(path) + ".XXXXXX";
   FILE* stream = nullptr;
   int error = 0;

@@ -68,7 +68,7 @@ bool CIndexFileBase::UpdateIndexFile() {
   return true;
 }
 
-OSStatus CIndexFileBase::ReplaceIndexFile(bool withEndList) {
+Status CIndexFileBase::ReplaceIndexFile(bool withEndList) {
   DropPendingTempIndexFile();
   return ReplaceFileWithText(indexFilePath, "playlist", [&](FILE* stream) {
     WriteAllEntries(stream);

@@ -30,7 +30,7 @@ void CVODIndexFile::Resume() {
   OutputMessage(0, "Resume called for VOD; ignoring");
 }
 
-OSStatus CVODIndexFile::Finish() {
+Status CVODIndexFile::Finish() {
   if (abandoned || !wroteEntries) return kNoErr;
   // The end line is part of the one replacement, so the base destructor adds nothing.
   wroteEntries = false;

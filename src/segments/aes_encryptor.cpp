@@ -3,8 +3,8 @@
 #include <climits>
 #include <new>
 
-OSStatus Aes128CbcEncryptor::Create(const uint8_t* key, size_t keyLength, const uint8_t iv[16],
-                                    std::unique_ptr<Aes128CbcEncryptor>* out) {
+Status Aes128CbcEncryptor::Create(const uint8_t* key, size_t keyLength, const uint8_t iv[16],
+                                  std::unique_ptr<Aes128CbcEncryptor>* out) {
   out->reset();
   if (key == nullptr || keyLength < 16) return kErrCryptor;
   auto encryptor = std::unique_ptr<Aes128CbcEncryptor>(new (std::nothrow) Aes128CbcEncryptor);
@@ -18,14 +18,14 @@ OSStatus Aes128CbcEncryptor::Create(const uint8_t* key, size_t keyLength, const 
   return kNoErr;
 }
 
-OSStatus Aes128CbcEncryptor::Reset(const uint8_t iv[16]) {
+Status Aes128CbcEncryptor::Reset(const uint8_t iv[16]) {
   // No cipher and no key: EVP keeps both and starts a new CBC stream from this IV.
   return EVP_EncryptInit_ex(context_.get(), nullptr, nullptr, nullptr, iv) == 1 ? kNoErr
                                                                                 : kErrCryptor;
 }
 
-OSStatus Aes128CbcEncryptor::Update(const uint8_t* in, size_t length, uint8_t* out,
-                                    size_t* produced) {
+Status Aes128CbcEncryptor::Update(const uint8_t* in, size_t length, uint8_t* out,
+                                  size_t* produced) {
   *produced = 0;
   while (length > 0) {  // EVP takes an int length
     int chunk = length > INT_MAX / 2 ? INT_MAX / 2 : static_cast<int>(length);
@@ -39,7 +39,7 @@ OSStatus Aes128CbcEncryptor::Update(const uint8_t* in, size_t length, uint8_t* o
   return kNoErr;
 }
 
-OSStatus Aes128CbcEncryptor::Final(uint8_t* out, size_t* produced) {
+Status Aes128CbcEncryptor::Final(uint8_t* out, size_t* produced) {
   int written = 0;
   *produced = 0;
   if (EVP_EncryptFinal_ex(context_.get(), out, &written) != 1) return kErrCryptor;

@@ -61,8 +61,8 @@ void AnnounceIV(ChunkFile* c) {
 
 // fileName from its parts and filePath = directory/fileName, or fileName alone. A path that
 // does not fit is refused with ENAMETOOLONG: truncated, it would name another file.
-[[nodiscard]] OSStatus SetFileName(ChunkFile* c, const char* base, const char* number,
-                                   const char* extension) {
+[[nodiscard]] Status SetFileName(ChunkFile* c, const char* base, const char* number,
+                                 const char* extension) {
   int length = snprintf(c->fileName, sizeof c->fileName, "%s%s%s", base, number, extension);
   if (length < 0 || static_cast<size_t>(length) >= sizeof c->fileName) return ENAMETOOLONG;
   length = c->directory
@@ -73,13 +73,13 @@ void AnnounceIV(ChunkFile* c) {
 }
 
 // Opens the next free file name exclusively: a name already in use is skipped, never truncated.
-[[nodiscard]] OSStatus OpenNamedFile(ChunkFile* c) {
+[[nodiscard]] Status OpenNamedFile(ChunkFile* c) {
   const uint32_t start = c->fileIndex;
   const char* base = c->baseName ? c->baseName : "fileSequence";
   const char* extension = c->extension ? c->extension->c_str() : ".ts";
   for (;;) {
     const uint32_t number = c->fileIndex;
-    OSStatus status = SetFileName(c, base, std::to_string(number).c_str(), extension);
+    Status status = SetFileName(c, base, std::to_string(number).c_str(), extension);
     if (status != kNoErr) return status;
     c->fileIndex++;
     if (c->maxFileIndex != 0 && c->fileIndex >= c->maxFileIndex) c->fileIndex = 0;
@@ -101,10 +101,10 @@ void AnnounceIV(ChunkFile* c) {
   }
 }
 
-[[nodiscard]] OSStatus OpenSingleFile(ChunkFile* c) {
+[[nodiscard]] Status OpenSingleFile(ChunkFile* c) {
   if (c->file) return kNoErr;  // the one file stays open for the whole run
-  OSStatus status = SetFileName(c, c->baseName ? c->baseName : "main", "",
-                                c->extension ? c->extension->c_str() : ".ts");
+  Status status = SetFileName(c, c->baseName ? c->baseName : "main", "",
+                              c->extension ? c->extension->c_str() : ".ts");
   if (status != kNoErr) return status;
   InterruptsHeld held;
   status = SegmentFile::CreateExclusive(c->filePath, &c->file);
@@ -113,12 +113,12 @@ void AnnounceIV(ChunkFile* c) {
 }
 
 // Sets up the key, IV and encryptor for the file just opened.
-[[nodiscard]] OSStatus PrepareEncryption(ChunkFile* c) {
+[[nodiscard]] Status PrepareEncryption(ChunkFile* c) {
   if (c->keyRotationPeriod != 0 && c->segmentCount % c->keyRotationPeriod == 0) {
     CryptKey* fresh = nullptr;
     c->key.reset();
-    OSStatus status = CryptKeyCreateRandomFromBase(&c->keyState, CStr(c->keyDirectory),
-                                                   CStr(c->keyURL), CStr(c->keyBaseName), &fresh);
+    Status status = CryptKeyCreateRandomFromBase(&c->keyState, CStr(c->keyDirectory),
+                                                 CStr(c->keyURL), CStr(c->keyBaseName), &fresh);
     if (status == kNoErr) {
       c->key.reset(fresh);
       c->keyChanged = true;
@@ -150,7 +150,7 @@ void AnnounceIV(ChunkFile* c) {
     AnnounceIV(c);
   }
   if (c->cryptor && !c->keyChanged) {
-    OSStatus status = c->cryptor->Reset(c->iv);
+    Status status = c->cryptor->Reset(c->iv);
     if (status != kNoErr) OutputMessage(0, "Encryption setup/reset error: %d", status);
     return status;
   }
@@ -169,17 +169,17 @@ void AnnounceIV(ChunkFile* c) {
                      c->streamingKeyDelivery);
     });
   }
-  OSStatus status =
+  Status status =
       Aes128CbcEncryptor::Create(c->key->keyBytes.get(), c->key->keyLength, c->iv, &c->cryptor);
   if (status != kNoErr) OutputMessage(0, "Encryption setup/reset error: %d", status);
   return status;
 }
 
-[[nodiscard]] OSStatus ChunkFileOpenNextFile(ChunkFile* c) {
+[[nodiscard]] Status ChunkFileOpenNextFile(ChunkFile* c) {
   c->bytesWritten = 0;
   c->plainBytesWritten = 0;
   c->writeError = kNoErr;
-  OSStatus status = c->singleFile ? OpenSingleFile(c) : OpenNamedFile(c);
+  Status status = c->singleFile ? OpenSingleFile(c) : OpenNamedFile(c);
   // Every write retries a failed open; say why once, not once per write. A directory that is
   // missing or not writable is named as such.
   if (status > 0 && status != c->openError) {
@@ -217,43 +217,43 @@ ChunkFileFaultHook& FaultHook() {
   return hook;
 }
 
-[[nodiscard]] OSStatus InjectedFault(ChunkFileStep step, size_t length) {
+[[nodiscard]] Status InjectedFault(ChunkFileStep step, size_t length) {
   return FaultHook() ? FaultHook()(step, length) : kNoErr;
 }
 
 // Remembers the first failure of the current file; the segment it belongs to is not listed.
-void RecordWriteError(ChunkFile* c, OSStatus error) {
+void RecordWriteError(ChunkFile* c, Status error) {
   if (c->writeError == kNoErr) c->writeError = error;
 }
 
 // Remembers the first failed write of the current file and reports it once.
-void NoteWriteError(ChunkFile* c, OSStatus error) {
+void NoteWriteError(ChunkFile* c, Status error) {
   if (error == kNoErr || c->writeError != kNoErr) return;
   RecordWriteError(c, error);
   OutputMessage(0, "cannot write %s: %s", c->filePath, strerror(error));
 }
 
-[[nodiscard]] OSStatus WriteBytes(ChunkFile* c, const void* data, size_t length) {
-  OSStatus status = InjectedFault(ChunkFileStep::kWrite, length);
+[[nodiscard]] Status WriteBytes(ChunkFile* c, const void* data, size_t length) {
+  Status status = InjectedFault(ChunkFileStep::kWrite, length);
   if (status == kNoErr) status = c->file->Write(data, length);
   NoteWriteError(c, status);
   return status == kNoErr ? kNoErr : kErrShortWrite;
 }
 
-[[nodiscard]] OSStatus EncryptUpdate(ChunkFile* c, const void* data, size_t length,
-                                     size_t* produced) {
-  OSStatus status = InjectedFault(ChunkFileStep::kEncrypt, length);
+[[nodiscard]] Status EncryptUpdate(ChunkFile* c, const void* data, size_t length,
+                                   size_t* produced) {
+  Status status = InjectedFault(ChunkFileStep::kEncrypt, length);
   if (status != kNoErr) return status;
   return c->cryptor->Update(static_cast<const uint8_t*>(data), length, c->cipherScratch.data(),
                             produced);
 }
 
-[[nodiscard]] OSStatus EncryptFinal(ChunkFile* c, uint8_t* out, size_t* produced) {
-  OSStatus status = InjectedFault(ChunkFileStep::kEncrypt, 0);
+[[nodiscard]] Status EncryptFinal(ChunkFile* c, uint8_t* out, size_t* produced) {
+  Status status = InjectedFault(ChunkFileStep::kEncrypt, 0);
   return status != kNoErr ? status : c->cryptor->Final(out, produced);
 }
 
-[[nodiscard]] OSStatus BufferInMemory(ChunkFile* c, const void* data, size_t length) {
+[[nodiscard]] Status BufferInMemory(ChunkFile* c, const void* data, size_t length) {
   const uint64_t end = c->bufferUsed + length;
   if (!c->buffer || end > c->bufferCapacity) {
     uint64_t capacity = end * 2;
@@ -273,10 +273,10 @@ void NoteWriteError(ChunkFile* c, OSStatus error) {
 }
 
 // Closes the current file and reports it to the playlist with its duration.
-[[nodiscard]] OSStatus ChunkFileFinalizeFile(ChunkFile* c, bool isMap, int64_t mapEnd,
-                                             double seconds) {
+[[nodiscard]] Status ChunkFileFinalizeFile(ChunkFile* c, bool isMap, int64_t mapEnd,
+                                           double seconds) {
   if (!c->file) return kNoErr;
-  OSStatus result = kNoErr;
+  Status result = kNoErr;
   // The encryptor holds back a partial block, so a short encrypted segment may have produced no
   // output yet: what was handed in decides whether the segment has content.
   const bool hasContent = c->bytesWritten > 0 || c->plainBytesWritten > 0;
@@ -284,7 +284,7 @@ void NoteWriteError(ChunkFile* c, OSStatus error) {
     if (c->encrypt && c->aes128 && c->cryptor) {
       uint8_t padding[16];
       size_t produced = 0;
-      OSStatus status = EncryptFinal(c, padding, &produced);
+      Status status = EncryptFinal(c, padding, &produced);
       if (status == kNoErr) status = WriteBytes(c, padding, produced);
       if (status == kNoErr) {
         c->bytesWritten += produced;
@@ -464,16 +464,16 @@ void ChunkFileSetFileExtension(ChunkFile* c, const char* extension) {
   c->extension = std::make_unique<std::string>(extension);
 }
 
-OSStatus ChunkFileWriteData(ChunkFile* c, const void* data, size_t length) {
+Status ChunkFileWriteData(ChunkFile* c, const void* data, size_t length) {
   if (!c->file) {
-    OSStatus status = ChunkFileOpenNextFile(c);
+    Status status = ChunkFileOpenNextFile(c);
     if (status != kNoErr) return status;
   }
   // A segment that already failed takes no more bytes: it will not be listed, and bytes that
   // never reached the file are not counted.
   if (c->writeError != kNoErr) return c->writeError;
   if (c->bufferInMemory) {
-    if (OSStatus status = InjectedFault(ChunkFileStep::kWrite, length)) {
+    if (Status status = InjectedFault(ChunkFileStep::kWrite, length)) {
       RecordWriteError(c, status);
       return status;
     }
@@ -496,7 +496,7 @@ OSStatus ChunkFileWriteData(ChunkFile* c, const void* data, size_t length) {
       }
     }
     size_t produced = 0;
-    OSStatus status = EncryptUpdate(c, data, length, &produced);
+    Status status = EncryptUpdate(c, data, length, &produced);
     if (status != kNoErr) {
       OutputMessage(0, "Encryption error: %d.  Refusing to write segment!", status);
       RecordWriteError(c, status);
@@ -508,7 +508,7 @@ OSStatus ChunkFileWriteData(ChunkFile* c, const void* data, size_t length) {
     c->plainBytesWritten += length;
     return kNoErr;
   }
-  OSStatus status = WriteBytes(c, data, length);
+  Status status = WriteBytes(c, data, length);
   if (status == kNoErr) c->bytesWritten += length;
   return status;
 }
@@ -518,14 +518,14 @@ ChunkFileFaultHook ChunkFileSetFaultHook(ChunkFileFaultHook hook) {
   return hook;
 }
 
-OSStatus ChunkFileMoveToNextFileSecs(ChunkFile* c, double seconds) {
-  OSStatus status = ChunkFileFinalizeFile(c, false, 0, seconds);
+Status ChunkFileMoveToNextFileSecs(ChunkFile* c, double seconds) {
+  Status status = ChunkFileFinalizeFile(c, false, 0, seconds);
   if (status == kNoErr) status = ChunkFileOpenNextFile(c);
   return status;
 }
 
-OSStatus ChunkFileReleaseSecs(ChunkFile* c, double lastSeconds, double totalSeconds) {
-  OSStatus status = kNoErr;
+Status ChunkFileReleaseSecs(ChunkFile* c, double lastSeconds, double totalSeconds) {
+  Status status = kNoErr;
   if (c->file) {
     status = ChunkFileFinalizeFile(c, false, 0, lastSeconds);
     if (c->iframeIndexFile) {

@@ -93,19 +93,19 @@ struct ChunkFile {
   uint64_t totalBytesWritten = 0;
   uint64_t bytesSinceIVChange = 0;
   double maxBitRate = 0;
-  OSStatus writeError = 0;  // first failed write of the current file, reported at finalize
-  OSStatus openError = 0;   // last failure to create a file, reported once until it changes
+  Status writeError = 0;  // first failed write of the current file, reported at finalize
+  Status openError = 0;   // last failure to create a file, reported once until it changes
 };
 
 // Returns none when the playlist or the key could not be made.
 ChunkFile* ChunkFileCreate(const ChunkFileSettings& settings);
 void ChunkFileSetFileExtension(ChunkFile* chunk, const char* extension);
-[[nodiscard]] OSStatus ChunkFileWriteData(ChunkFile* chunk, const void* data, size_t length);
-[[nodiscard]] OSStatus ChunkFileMoveToNextFileSecs(ChunkFile* chunk, double seconds);
+[[nodiscard]] Status ChunkFileWriteData(ChunkFile* chunk, const void* data, size_t length);
+[[nodiscard]] Status ChunkFileMoveToNextFileSecs(ChunkFile* chunk, double seconds);
 // Returns the status of closing (or failing to create) the last segment, so that a failure
 // there is not lost.
-[[nodiscard]] OSStatus ChunkFileReleaseSecs(ChunkFile* chunk, double lastSeconds,
-                                            double totalSeconds);
+[[nodiscard]] Status ChunkFileReleaseSecs(ChunkFile* chunk, double lastSeconds,
+                                          double totalSeconds);
 // Ends a stream that failed: closes the open file and frees everything without writing a
 // playlist, so that no finished-looking playlist lists a broken stream.
 void ChunkFileAbandon(ChunkFile* chunk);
@@ -120,5 +120,5 @@ enum class ChunkFileStep { kEncrypt, kWrite };
 // of every stream, with the number of bytes; a non-zero answer fails that step with the status
 // given, exactly as if the encryptor or the file had reported it. Normal runs install none; tests
 // install one to make the n-th step fail. Returns the hook installed before.
-using ChunkFileFaultHook = std::function<OSStatus(ChunkFileStep step, size_t length)>;
+using ChunkFileFaultHook = std::function<Status(ChunkFileStep step, size_t length)>;
 ChunkFileFaultHook ChunkFileSetFaultHook(ChunkFileFaultHook hook);

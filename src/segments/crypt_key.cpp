@@ -24,7 +24,7 @@ std::unique_ptr<std::string> JoinOrName(const char* prefix, const std::string& n
 }
 }  // namespace
 
-OSStatus CryptKeyInitState(CryptKeyState* state) {
+Status CryptKeyInitState(CryptKeyState* state) {
   if (state == nullptr) return kErrParse;
   srandom(static_cast<unsigned>(time(nullptr)) ^ static_cast<unsigned>(getpid()));
   state->keyNumber = 0;
@@ -58,8 +58,8 @@ void CryptKeyFillRandomBuffer(CryptKeyState* state, uint8_t* buffer, size_t coun
   }
 }
 
-OSStatus CryptKeyCreateRandomFromBase(CryptKeyState* state, const char* directory,
-                                      const char* urlPrefix, const char* baseName, CryptKey** out) {
+Status CryptKeyCreateRandomFromBase(CryptKeyState* state, const char* directory,
+                                    const char* urlPrefix, const char* baseName, CryptKey** out) {
   if (out == nullptr || state == nullptr) return kErrParse;
   *out = nullptr;
   auto key = std::unique_ptr<CryptKey>(new (std::nothrow) CryptKey);
@@ -113,8 +113,8 @@ OSStatus CryptKeyCreateRandomFromBase(CryptKeyState* state, const char* director
   }
 }
 
-OSStatus CryptKeyCreateStatic(const char* url, const char* keyPath, const uint8_t* bytes,
-                              size_t length, CryptKey** out) {
+Status CryptKeyCreateStatic(const char* url, const char* keyPath, const uint8_t* bytes,
+                            size_t length, CryptKey** out) {
   if (out == nullptr || bytes == nullptr || length == 0) return kErrParse;
   *out = nullptr;
   auto key = std::unique_ptr<CryptKey>(new (std::nothrow) CryptKey);

@@ -8,7 +8,7 @@
 
 namespace {
 // Writes all of `length` bytes, resuming after short writes and interruptions.
-[[nodiscard]] OSStatus WriteAll(int fd, const char* data, size_t length) {
+[[nodiscard]] Status WriteAll(int fd, const char* data, size_t length) {
   while (length > 0) {
     ssize_t n = write(fd, data, length);
     if (n < 0) {
@@ -22,7 +22,7 @@ namespace {
 }
 }  // namespace
 
-OSStatus SegmentFile::CreateExclusive(const char* path, std::unique_ptr<SegmentFile>* out) {
+Status SegmentFile::CreateExclusive(const char* path, std::unique_ptr<SegmentFile>* out) {
   int fd = open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
   if (fd < 0) return errno;
   out->reset(new SegmentFile(fd));
@@ -33,9 +33,9 @@ SegmentFile::~SegmentFile() {
   if (fd_ >= 0) close(fd_);
 }
 
-OSStatus SegmentFile::Write(const void* data, size_t length) {
+Status SegmentFile::Write(const void* data, size_t length) {
   if (length > kBufferSize - used_) {
-    OSStatus status = Flush();
+    Status status = Flush();
     if (status != kNoErr) return status;
     if (length >= kBufferSize) return WriteAll(fd_, static_cast<const char*>(data), length);
   }
@@ -44,14 +44,14 @@ OSStatus SegmentFile::Write(const void* data, size_t length) {
   return kNoErr;
 }
 
-OSStatus SegmentFile::Flush() {
-  OSStatus status = WriteAll(fd_, buffer_.get(), used_);
+Status SegmentFile::Flush() {
+  Status status = WriteAll(fd_, buffer_.get(), used_);
   used_ = 0;
   return status;
 }
 
-OSStatus SegmentFile::Close() {
-  OSStatus status = Flush();
+Status SegmentFile::Close() {
+  Status status = Flush();
   if (close(fd_) != 0 && status == kNoErr) status = errno;
   fd_ = -1;
   return status;

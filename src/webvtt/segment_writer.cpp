@@ -50,7 +50,7 @@ int FormatWebVTTTimestamp(double t, char* text) {
   return kept;
 }
 
-OSStatus WriteTimestamp(ChunkFile* chunk, double seconds) {
+Status WriteTimestamp(ChunkFile* chunk, double seconds) {
   char text[20];
   int length = FormatWebVTTTimestamp(seconds, text);
   return ChunkFileWriteData(chunk, text, static_cast<size_t>(length));
@@ -58,16 +58,16 @@ OSStatus WriteTimestamp(ChunkFile* chunk, double seconds) {
 
 namespace {
 // Writes the pieces in order and stops at the first failure.
-OSStatus WriteAll(ChunkFile* chunk, std::initializer_list<std::string_view> pieces) {
+Status WriteAll(ChunkFile* chunk, std::initializer_list<std::string_view> pieces) {
   for (std::string_view piece : pieces) {
-    if (OSStatus status = ChunkFileWriteData(chunk, piece.data(), piece.size())) return status;
+    if (Status status = ChunkFileWriteData(chunk, piece.data(), piece.size())) return status;
   }
   return kNoErr;
 }
 
 }  // namespace
 
-OSStatus WriteSegmentHeader(ChunkFile* chunk, uint64_t mpegts) {
+Status WriteSegmentHeader(ChunkFile* chunk, uint64_t mpegts) {
   char line[64];
   int length = snprintf(line, sizeof line, "X-TIMESTAMP-MAP=MPEGTS:%" PRIu64 ",LOCAL:", mpegts);
   char zero[20];
@@ -76,8 +76,8 @@ OSStatus WriteSegmentHeader(ChunkFile* chunk, uint64_t mpegts) {
                           std::string_view(zero, static_cast<size_t>(zeroLength)), "\n\n"});
 }
 
-OSStatus WriteCue(ChunkFile* chunk, const WebVTTCueStore& store, const WebVTTCueRecord& cue) {
-  OSStatus status = kNoErr;
+Status WriteCue(ChunkFile* chunk, const WebVTTCueStore& store, const WebVTTCueRecord& cue) {
+  Status status = kNoErr;
   if (cue.identifierLength != 0) status = WriteAll(chunk, {store.Identifier(cue), "\n"});
   char start[20], end[20];
   const int startLength = FormatWebVTTTimestamp(cue.start, start);

@@ -11,10 +11,10 @@
 struct WebVTTCueRecord;
 class WebVTTCueStore;
 
-[[nodiscard]] OSStatus WriteSegmentHeader(ChunkFile* chunk, uint64_t mpegts);
-[[nodiscard]] OSStatus WriteTimestamp(ChunkFile* chunk, double seconds);
-[[nodiscard]] OSStatus WriteCue(ChunkFile* chunk, const WebVTTCueStore& store,
-                                const WebVTTCueRecord& cue);
+[[nodiscard]] Status WriteSegmentHeader(ChunkFile* chunk, uint64_t mpegts);
+[[nodiscard]] Status WriteTimestamp(ChunkFile* chunk, double seconds);
+[[nodiscard]] Status WriteCue(ChunkFile* chunk, const WebVTTCueStore& store,
+                              const WebVTTCueRecord& cue);
 
 // The latest time an output may carry, in seconds: a cue time from 0 to this prints exactly as
 // a timestamp (its hours fit the 32-bit field and the arithmetic behind it), and a segment

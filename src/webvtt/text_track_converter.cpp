@@ -62,8 +62,8 @@ class TrackConverter {
         nextBoundary_(target_) {}
 
   // Writes one kept cue, opening a new segment first when it starts past the boundary.
-  [[nodiscard]] OSStatus WriteCueText(double start, double end, const MxAttributedString& text) {
-    OSStatus status = kNoErr;
+  [[nodiscard]] Status WriteCueText(double start, double end, const MxAttributedString& text) {
+    Status status = kNoErr;
     if (segmentOpen_ && start > nextBoundary_) {
       status = ChunkFileMoveToNextFileSecs(chunk_, start - segmentStart_);
       if (status != kNoErr) return status;
@@ -156,15 +156,15 @@ double MillisecondSeconds(MxTime time) {
       MxTimeConvertScale(time, 1000, kMxTimeRoundingMethod_RoundHalfAwayFromZero));
 }
 
-OSStatus WriteTextTrackAsWebVTT(ChunkFile* chunk, uint32_t forcedOnly, uint32_t targetDurationSecs,
-                                int32_t mpegTimestamp, QorFormatReader* formatReader,
-                                QorTrackReader* trackReader, uint8_t* sawForced,
-                                double* lastSegmentDuration, double* lastEndTime,
-                                double presentationEnd) {
+Status WriteTextTrackAsWebVTT(ChunkFile* chunk, uint32_t forcedOnly, uint32_t targetDurationSecs,
+                              int32_t mpegTimestamp, QorFormatReader* formatReader,
+                              QorTrackReader* trackReader, uint8_t* sawForced,
+                              double* lastSegmentDuration, double* lastEndTime,
+                              double presentationEnd) {
   ChunkFileSetFileExtension(chunk, ".webvtt");
 
   MxValue descriptions;
-  OSStatus status =
+  Status status =
       trackReader->CopyProperty(kQorTrackProperty_FormatDescriptionArray, &descriptions);
   if (status != kNoErr) {
     OutputMessage(0, "can't get track format reader. error: %d", status);

@@ -216,7 +216,7 @@ TEST(MovieSource, OutputLimitsHoldAtTheirValue) {
   const uint64_t bytes = 3 * 3 + 3 + 2;
   struct Case {
     MovieOutputLimits limits;
-    OSStatus status;
+    Status status;
   } cases[] = {
       {{}, kNoErr},
       {{.subtitleTracks = 2}, kNoErr},

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr OSStatus kInjected = -45100;
+constexpr Status kInjected = -45100;
 
 // Fails the n-th step of one kind (counting from 1) while installed.
 class FailNthStep {
@@ -36,7 +36,7 @@ const std::string kSource =
     "00:11.000 --> 00:12.000\nc\n\n00:13.000 --> 00:14.000\nd\n\n"
     "00:21.000 --> 00:22.000\ne\n\n00:23.000 --> 00:24.000\nf\n\n";
 
-OSStatus RunSource(const ScratchDir& dir, bool encrypt) {
+Status RunSource(const ScratchDir& dir, bool encrypt) {
   RunSettings settings;
   settings.targetDuration = 10;
   settings.fileBase = dir.path().c_str();
@@ -56,7 +56,7 @@ TEST(WriteFailure, MidSegmentFailureLeavesNoPlaylist) {
     bool encrypt;
     ChunkFileStep step;
     int n;
-    OSStatus status;
+    Status status;
     const char* message;
   } cases[] = {
       {"write in segment 2", false, ChunkFileStep::kWrite, 18, kErrShortWrite,

@@ -26,8 +26,8 @@ const std::string kFragment =
     Line("English (forced)", "DEFAULT=YES,AUTOSELECT=NO,FORCED=YES", "en2-forced/prog_index.m3u8") +
     Line("Second", "DEFAULT=YES,AUTOSELECT=NO,FORCED=NO", "en3/prog_index.m3u8");
 
-OSStatus Merge(const std::string& master, const std::vector<std::string>& fragments,
-               MergeOutcome* outcome, MergeOptions options = {}, std::string prefix = "") {
+Status Merge(const std::string& master, const std::vector<std::string>& fragments,
+             MergeOutcome* outcome, MergeOptions options = {}, std::string prefix = "") {
   std::vector<SubtitleFragment> list;
   for (size_t i = 0; i < fragments.size(); i++)
     list.push_back({"frag" + std::to_string(i + 1) + ".m3u8", fragments[i], prefix});
@@ -117,7 +117,7 @@ TEST(MasterMerge, RefusesWhatIsNotAMasterOrWouldBreakTheRules) {
     const char* what;
     std::string master;
     std::vector<std::string> fragments;
-    OSStatus status;
+    Status status;
     const char* error;  // start of the message
   };
   const Case cases[] = {

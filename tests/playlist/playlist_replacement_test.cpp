@@ -118,7 +118,7 @@ TEST(PlaylistReplacement, AnInterruptedReplacementLeavesTheOldFile) {
   const pid_t pid = fork();
   if (pid == 0) {
     InstallInterruptCleanup();
-    const OSStatus status = ReplaceFileWithText(path.c_str(), "playlist", [](FILE* file) {
+    const Status status = ReplaceFileWithText(path.c_str(), "playlist", [](FILE* file) {
       fputs("half", file);
       fflush(file);
       raise(SIGINT);

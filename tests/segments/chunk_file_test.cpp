@@ -12,15 +12,15 @@
 namespace {
 
 // Writes one segment per entry of `segments` and releases the stream.
-OSStatus WriteSegments(ChunkFile* chunk, const std::vector<std::string>& segments) {
+Status WriteSegments(ChunkFile* chunk, const std::vector<std::string>& segments) {
   ChunkFileSetFileExtension(chunk, ".webvtt");
   for (size_t i = 0; i < segments.size(); i++) {
     if (!segments[i].empty()) {
-      OSStatus status = ChunkFileWriteData(chunk, segments[i].data(), segments[i].size());
+      Status status = ChunkFileWriteData(chunk, segments[i].data(), segments[i].size());
       if (status != kNoErr) return status;
     }
     if (i + 1 < segments.size()) {
-      OSStatus status = ChunkFileMoveToNextFileSecs(chunk, 10);
+      Status status = ChunkFileMoveToNextFileSecs(chunk, 10);
       if (status != kNoErr) return status;
     }
   }

@@ -20,7 +20,7 @@ const std::string kSource =
     "00:21.000 --> 00:22.000\nc\n\n00:31.000 --> 00:32.000\nd\n\n"
     "00:41.000 --> 00:42.000\ne\n\n00:51.000 --> 00:52.000\nf\n\n";
 
-OSStatus RunRotating(const ScratchDir& out, const std::string& keys) {
+Status RunRotating(const ScratchDir& out, const std::string& keys) {
   RunSettings settings;
   settings.targetDuration = 10;
   settings.fileBase = out.path().c_str();
@@ -53,13 +53,13 @@ TEST(KeyFiles, ARotationThatCannotWriteItsKeyEndsTheStream) {
   // Once the first segment is being written, its key exists; then the key directory goes away,
   // so that the next key file cannot be created (as on a full disk).
   bool gone = false;
-  ChunkFileFaultHook previous = ChunkFileSetFaultHook([&](ChunkFileStep step, size_t) -> OSStatus {
+  ChunkFileFaultHook previous = ChunkFileSetFaultHook([&](ChunkFileStep step, size_t) -> Status {
     if (step == ChunkFileStep::kWrite && !gone) {
       gone = rename(keyDir.c_str(), (keys / "away").c_str()) == 0;
     }
     return kNoErr;
   });
-  const OSStatus status = RunRotating(out, keyDir);
+  const Status status = RunRotating(out, keyDir);
   ChunkFileSetFaultHook(std::move(previous));
   ASSERT_TRUE(gone);
   EXPECT_EQ(status, ENOENT);

@@ -65,16 +65,16 @@ bool MxAttributeMergeCache::KnownDifferent(const MxDictionary* a, const MxDictio
   return false;
 }
 
-OSStatus MxAttributedStringCreate(MxAllocator* allocator, std::u16string text,
-                                  const MxDictionary* attributes, MxAttributedStringRef* out) {
+Status MxAttributedStringCreate(MxAllocator* allocator, std::u16string text,
+                                const MxDictionary* attributes, MxAttributedStringRef* out) {
   return MxAttributedStringCreate(
       allocator, std::move(text),
       attributes ? std::make_shared<const MxDictionary>(*attributes) : nullptr, out);
 }
 
-OSStatus MxAttributedStringCreate(MxAllocator*, std::u16string text,
-                                  std::shared_ptr<const MxDictionary> attributes,
-                                  MxAttributedStringRef* out) {
+Status MxAttributedStringCreate(MxAllocator*, std::u16string text,
+                                std::shared_ptr<const MxDictionary> attributes,
+                                MxAttributedStringRef* out) {
   if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   auto* string = new MxAttributedString;
   string->text_ = std::move(text);
@@ -145,7 +145,7 @@ const std::shared_ptr<const MxDictionary>& MxAttributedString::SharedAttributesA
   return runs_[i].attributes;
 }
 
-OSStatus MxAttributedString::SetAttributes(MxRange range, const MxDictionary& attributes) {
+Status MxAttributedString::SetAttributes(MxRange range, const MxDictionary& attributes) {
   if (!ValidRange(range)) return QorSignalErrorAt(kMxErrInvalidParameter);
   if (range.length == 0) return kNoErr;
   size_t first = SplitAt(range.location);
@@ -158,7 +158,7 @@ OSStatus MxAttributedString::SetAttributes(MxRange range, const MxDictionary& at
   return kNoErr;
 }
 
-OSStatus MxAttributedString::AddAttributes(MxRange range, const MxDictionary& attributes) {
+Status MxAttributedString::AddAttributes(MxRange range, const MxDictionary& attributes) {
   if (!ValidRange(range)) return QorSignalErrorAt(kMxErrInvalidParameter);
   if (range.length == 0) return kNoErr;
   size_t first = SplitAt(range.location);
@@ -169,9 +169,9 @@ OSStatus MxAttributedString::AddAttributes(MxRange range, const MxDictionary& at
   return kNoErr;
 }
 
-OSStatus MxAttributedString::AddAttributes(MxRange range,
-                                           const std::shared_ptr<const MxDictionary>& attributes,
-                                           MxAttributeMergeCache* cache) {
+Status MxAttributedString::AddAttributes(MxRange range,
+                                         const std::shared_ptr<const MxDictionary>& attributes,
+                                         MxAttributeMergeCache* cache) {
   if (!attributes || cache == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   if (!ValidRange(range)) return QorSignalErrorAt(kMxErrInvalidParameter);
   if (range.length == 0) return kNoErr;
@@ -183,8 +183,8 @@ OSStatus MxAttributedString::AddAttributes(MxRange range,
   return kNoErr;
 }
 
-OSStatus MxAttributedString::AddAttributesInOrder(std::span<const MxRangedAttributes> entries,
-                                                  MxAttributeMergeCache* cache) {
+Status MxAttributedString::AddAttributesInOrder(std::span<const MxRangedAttributes> entries,
+                                                MxAttributeMergeCache* cache) {
   if (cache == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   for (const MxRangedAttributes& entry : entries) {
     if (!entry.attributes || !ValidRange(entry.range))

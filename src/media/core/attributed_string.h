@@ -63,24 +63,24 @@ class MxAttributedString final : public MxObject {
   const std::shared_ptr<const MxDictionary>& SharedAttributesAtIndex(int64_t index, MxRange limit,
                                                                      MxRange* effective) const;
   // Replaces the attributes over `range` by `attributes`.
-  [[nodiscard]] OSStatus SetAttributes(MxRange range, const MxDictionary& attributes);
+  [[nodiscard]] Status SetAttributes(MxRange range, const MxDictionary& attributes);
   // Adds or replaces the given keys over `range`, keeping other attributes there.
-  [[nodiscard]] OSStatus AddAttributes(MxRange range, const MxDictionary& attributes);
+  [[nodiscard]] Status AddAttributes(MxRange range, const MxDictionary& attributes);
   // The same, with the merged dictionaries made or found through `cache`.
-  [[nodiscard]] OSStatus AddAttributes(MxRange range,
-                                       const std::shared_ptr<const MxDictionary>& attributes,
-                                       MxAttributeMergeCache* cache);
+  [[nodiscard]] Status AddAttributes(MxRange range,
+                                     const std::shared_ptr<const MxDictionary>& attributes,
+                                     MxAttributeMergeCache* cache);
   // Adds the attributes of every entry over its range, the entries one after the other: the
   // result is that of AddAttributes called for each in turn, at a cost of O((n + runs) log n) for
   // n entries however they overlap (times the number of distinct keys they set). Nothing changes
   // when an entry is not valid.
-  [[nodiscard]] OSStatus AddAttributesInOrder(std::span<const MxRangedAttributes> entries,
-                                              MxAttributeMergeCache* cache);
+  [[nodiscard]] Status AddAttributesInOrder(std::span<const MxRangedAttributes> entries,
+                                            MxAttributeMergeCache* cache);
 
  private:
-  friend OSStatus MxAttributedStringCreate(MxAllocator*, std::u16string,
-                                           std::shared_ptr<const MxDictionary>,
-                                           MxRef<MxAttributedString>*);
+  friend Status MxAttributedStringCreate(MxAllocator*, std::u16string,
+                                         std::shared_ptr<const MxDictionary>,
+                                         MxRef<MxAttributedString>*);
   struct Run {
     int64_t start;
     std::shared_ptr<const MxDictionary> attributes;
@@ -98,10 +98,10 @@ class MxAttributedString final : public MxObject {
 using MxAttributedStringRef = MxRef<MxAttributedString>;
 
 // Makes an attributed string over `text` with `attributes` (or none) over all of it.
-[[nodiscard]] OSStatus MxAttributedStringCreate(MxAllocator* allocator, std::u16string text,
-                                                const MxDictionary* attributes,
-                                                MxAttributedStringRef* out);
+[[nodiscard]] Status MxAttributedStringCreate(MxAllocator* allocator, std::u16string text,
+                                              const MxDictionary* attributes,
+                                              MxAttributedStringRef* out);
 // The same, sharing `attributes` (none when null) instead of copying them.
-[[nodiscard]] OSStatus MxAttributedStringCreate(MxAllocator* allocator, std::u16string text,
-                                                std::shared_ptr<const MxDictionary> attributes,
-                                                MxAttributedStringRef* out);
+[[nodiscard]] Status MxAttributedStringCreate(MxAllocator* allocator, std::u16string text,
+                                              std::shared_ptr<const MxDictionary> attributes,
+                                              MxAttributedStringRef* out);

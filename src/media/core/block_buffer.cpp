@@ -66,7 +66,7 @@ struct Piece {
   uint64_t length;
 };
 
-constexpr OSStatus kStopWalk = 1;  // a visitor's way of ending the walk early, not an error
+constexpr Status kStopWalk = 1;  // a visitor's way of ending the walk early, not an error
 
 // One level of a walk through the slot tree.
 struct Frame {
@@ -112,12 +112,12 @@ MxBlockBuffer* ReferencedBuffer(const Slot& slot) {
 // so that a deep tree cannot exhaust the call stack. `*delivered` receives the bytes visited,
 // which is less than `length` only when the tree holds less data than it claims.
 template <class Visitor>
-[[nodiscard]] OSStatus ForEachPiece(MxBlockBuffer* buffer, uint64_t offset, uint64_t length,
-                                    Visitor&& visit, uint64_t* delivered = nullptr) {
+[[nodiscard]] Status ForEachPiece(MxBlockBuffer* buffer, uint64_t offset, uint64_t length,
+                                  Visitor&& visit, uint64_t* delivered = nullptr) {
   FrameStack stack;
   stack.push_back({buffer, 0, 0, offset, length});
   uint64_t done = 0;
-  OSStatus status = kNoErr;
+  Status status = kNoErr;
   while (!stack.empty()) {
     Frame& f = stack.back();
     if (f.left == 0 || f.slot >= Used(f.buffer)) {
@@ -167,13 +167,13 @@ char* PieceBytes(const Piece& p) {
 // Finds room for `length` new bytes: the next free slot of the deepest buffer, creating a
 // nested buffer (one slot larger than its parent) in the last slot when a buffer is full. The
 // data lengths along the path grow only once the slot is secured.
-[[nodiscard]] OSStatus TakeSlot(MxBlockBuffer* root, uint64_t length, Slot** out) {
+[[nodiscard]] Status TakeSlot(MxBlockBuffer* root, uint64_t length, Slot** out) {
   MxBlockBuffer* leaf = root;
   while (Used(leaf) >= SlotCount(leaf) - 1) {
     Slot& last = Slots(leaf)[SlotCount(leaf) - 1];
     if (last.kind == Kind::kUnused) {
       MxBlockBufferRef nested;
-      OSStatus status =
+      Status status =
           MxBlockBufferCreateEmpty(nullptr, static_cast<uint32_t>(SlotCount(leaf)), 0, &nested);
       if (status != kNoErr) return status;
       last.kind = Kind::kReference;
@@ -214,7 +214,7 @@ void FreeSlot(Slot& s) {
 }
 
 // Allocates the memory of a slot whose block was appended without it.
-[[nodiscard]] OSStatus AllocateSlotBlock(Slot& s) {
+[[nodiscard]] Status AllocateSlotBlock(Slot& s) {
   void* memory = nullptr;
   if (s.kind == Kind::kCustomBlockPending) {
     memory = s.customSource->AllocateBlock(s.customSource->refCon, s.blockLength);
@@ -230,7 +230,7 @@ void FreeSlot(Slot& s) {
 }
 
 // The checks shared by the operations that read or write an existing byte range.
-[[nodiscard]] OSStatus CheckRange(const MxBlockBuffer* buffer, size_t offset, size_t length) {
+[[nodiscard]] Status CheckRange(const MxBlockBuffer* buffer, size_t offset, size_t length) {
   if (length == 0) return QorSignalErrorAt(kMxBlockBufferBadLengthParameter);
   if (Length(buffer) == 0) return QorSignalErrorAt(kMxBlockBufferEmptyBBuf);
   if (offset >= Length(buffer)) return QorSignalErrorAt(kMxBlockBufferBadOffsetParameter);
@@ -239,13 +239,13 @@ void FreeSlot(Slot& s) {
 }
 
 // Copies between the buffer's pieces and flat memory, in either direction.
-[[nodiscard]] OSStatus CopyPieces(MxBlockBuffer* buffer, size_t offset, size_t length, char* flat,
-                                  bool intoBuffer) {
+[[nodiscard]] Status CopyPieces(MxBlockBuffer* buffer, size_t offset, size_t length, char* flat,
+                                bool intoBuffer) {
   uint64_t delivered = 0;
   uint64_t cursor = 0;
-  OSStatus status = ForEachPiece(
+  Status status = ForEachPiece(
       buffer, offset, length,
-      [&](const Piece& p) -> OSStatus {
+      [&](const Piece& p) -> Status {
         if (!IsAllocated(SlotOf(p))) return QorSignalErrorAt(kMxBlockBufferUnallocatedBlock);
         if (intoBuffer) {
           memcpy(PieceBytes(p), flat + cursor, p.length);
@@ -275,8 +275,8 @@ void QorBlockBufferRelease(MxBlockBuffer* buffer) {
   if (buffer) buffer->Release();
 }
 
-OSStatus MxBlockBufferCreateEmpty(MxAllocator* structureAllocator, uint32_t subBlockCapacity,
-                                  uint32_t flags, MxBlockBufferRef* out) {
+Status MxBlockBufferCreateEmpty(MxAllocator* structureAllocator, uint32_t subBlockCapacity,
+                                uint32_t flags, MxBlockBufferRef* out) {
   (void)flags;
   if (out == nullptr) return QorSignalErrorAt(kMxBlockBufferBadPointerParameter);
   *out = nullptr;
@@ -297,13 +297,13 @@ OSStatus MxBlockBufferCreateEmpty(MxAllocator* structureAllocator, uint32_t subB
   return kNoErr;
 }
 
-OSStatus MxBlockBufferCreateWithMemoryBlock(MxAllocator* structureAllocator, void* memoryBlock,
-                                            size_t blockLength, MxAllocator* blockAllocator,
-                                            const MxBlockBufferCustomBlockSource* customSource,
-                                            size_t offsetToData, size_t dataLength, uint32_t flags,
-                                            MxBlockBufferRef* out) {
+Status MxBlockBufferCreateWithMemoryBlock(MxAllocator* structureAllocator, void* memoryBlock,
+                                          size_t blockLength, MxAllocator* blockAllocator,
+                                          const MxBlockBufferCustomBlockSource* customSource,
+                                          size_t offsetToData, size_t dataLength, uint32_t flags,
+                                          MxBlockBufferRef* out) {
   MxBlockBufferRef buffer;
-  OSStatus status = MxBlockBufferCreateEmpty(structureAllocator, 0, flags, &buffer);
+  Status status = MxBlockBufferCreateEmpty(structureAllocator, 0, flags, &buffer);
   if (status == kNoErr) {
     status = MxBlockBufferAppendMemoryBlock(buffer.get(), memoryBlock, blockLength, blockAllocator,
                                             customSource, offsetToData, dataLength, flags);
@@ -312,22 +312,22 @@ OSStatus MxBlockBufferCreateWithMemoryBlock(MxAllocator* structureAllocator, voi
   return status;
 }
 
-OSStatus MxBlockBufferCreateWithBufferReference(MxAllocator* structureAllocator,
-                                                MxBlockBuffer* target, size_t offset,
-                                                size_t dataLength, uint32_t flags,
-                                                MxBlockBufferRef* out) {
+Status MxBlockBufferCreateWithBufferReference(MxAllocator* structureAllocator,
+                                              MxBlockBuffer* target, size_t offset,
+                                              size_t dataLength, uint32_t flags,
+                                              MxBlockBufferRef* out) {
   MxBlockBufferRef buffer;
-  OSStatus status = MxBlockBufferCreateEmpty(structureAllocator, 0, flags, &buffer);
+  Status status = MxBlockBufferCreateEmpty(structureAllocator, 0, flags, &buffer);
   if (status == kNoErr)
     status = MxBlockBufferAppendBufferReference(buffer.get(), target, offset, dataLength, flags);
   if (out) *out = status == kNoErr ? std::move(buffer) : nullptr;
   return status;
 }
 
-OSStatus MxBlockBufferAppendMemoryBlock(MxBlockBuffer* buffer, void* memoryBlock,
-                                        size_t blockLength, MxAllocator* blockAllocator,
-                                        const MxBlockBufferCustomBlockSource* customSource,
-                                        size_t offsetToData, size_t dataLength, uint32_t flags) {
+Status MxBlockBufferAppendMemoryBlock(MxBlockBuffer* buffer, void* memoryBlock, size_t blockLength,
+                                      MxAllocator* blockAllocator,
+                                      const MxBlockBufferCustomBlockSource* customSource,
+                                      size_t offsetToData, size_t dataLength, uint32_t flags) {
   if (buffer == nullptr) return QorSignalErrorAt(kMxBlockBufferBadPointerParameter);
   if (blockLength == 0 || dataLength == 0)
     return QorSignalErrorAt(kMxBlockBufferBadLengthParameter);
@@ -359,7 +359,7 @@ OSStatus MxBlockBufferAppendMemoryBlock(MxBlockBuffer* buffer, void* memoryBlock
   }
 
   Slot* slot = nullptr;
-  OSStatus status = TakeSlot(buffer, dataLength, &slot);
+  Status status = TakeSlot(buffer, dataLength, &slot);
   if (status != kNoErr) {
     if (allocatedNow) {
       if (sourceCopy) {
@@ -384,8 +384,8 @@ OSStatus MxBlockBufferAppendMemoryBlock(MxBlockBuffer* buffer, void* memoryBlock
   return kNoErr;
 }
 
-OSStatus MxBlockBufferAppendBufferReference(MxBlockBuffer* buffer, MxBlockBuffer* target,
-                                            size_t offset, size_t dataLength, uint32_t flags) {
+Status MxBlockBufferAppendBufferReference(MxBlockBuffer* buffer, MxBlockBuffer* target,
+                                          size_t offset, size_t dataLength, uint32_t flags) {
   // A buffer referencing itself would make a cycle that is never freed.
   if (buffer == nullptr || target == nullptr || buffer == target)
     return QorSignalErrorAt(kMxBlockBufferBadPointerParameter);
@@ -402,9 +402,9 @@ OSStatus MxBlockBufferAppendBufferReference(MxBlockBuffer* buffer, MxBlockBuffer
   }
   if (dataLength == 0) return QorSignalErrorAt(kMxBlockBufferBadLengthParameter);
 
-  auto appendReference = [buffer](MxBlockBuffer* to, uint64_t at, uint64_t length) -> OSStatus {
+  auto appendReference = [buffer](MxBlockBuffer* to, uint64_t at, uint64_t length) -> Status {
     Slot* slot = nullptr;
-    OSStatus status = TakeSlot(buffer, length, &slot);
+    Status status = TakeSlot(buffer, length, &slot);
     if (status != kNoErr) return status;
     to->Retain();
     slot->kind = Kind::kReference;
@@ -430,14 +430,14 @@ bool MxBlockBufferIsEmpty(const MxBlockBuffer* buffer) {
   return buffer == nullptr || Used(buffer) == 0;
 }
 
-OSStatus MxBlockBufferGetDataPointer(MxBlockBuffer* buffer, size_t offset, size_t* lengthAtOffset,
-                                     size_t* totalLength, char** dataPointer) {
+Status MxBlockBufferGetDataPointer(MxBlockBuffer* buffer, size_t offset, size_t* lengthAtOffset,
+                                   size_t* totalLength, char** dataPointer) {
   if (buffer == nullptr) return QorSignalErrorAt(kMxBlockBufferBadPointerParameter);
   if (offset >= Length(buffer)) return QorSignalErrorAt(kMxBlockBufferBadOffsetParameter);
   Piece first{};
   bool found = false;
-  OSStatus status =
-      ForEachPiece(buffer, offset, Length(buffer) - offset, [&](const Piece& p) -> OSStatus {
+  Status status =
+      ForEachPiece(buffer, offset, Length(buffer) - offset, [&](const Piece& p) -> Status {
         first = p;
         found = true;
         return kStopWalk;
@@ -451,20 +451,20 @@ OSStatus MxBlockBufferGetDataPointer(MxBlockBuffer* buffer, size_t offset, size_
   return kNoErr;
 }
 
-OSStatus MxBlockBufferCopyDataBytes(MxBlockBuffer* buffer, size_t offset, size_t length,
-                                    void* destination) {
+Status MxBlockBufferCopyDataBytes(MxBlockBuffer* buffer, size_t offset, size_t length,
+                                  void* destination) {
   if (buffer == nullptr || destination == nullptr)
     return QorSignalErrorAt(kMxBlockBufferBadPointerParameter);
-  OSStatus status = CheckRange(buffer, offset, length);
+  Status status = CheckRange(buffer, offset, length);
   if (status != kNoErr) return status;
   return CopyPieces(buffer, offset, length, static_cast<char*>(destination), false);
 }
 
-OSStatus MxBlockBufferReplaceDataBytes(const void* source, MxBlockBuffer* destination,
-                                       size_t offset, size_t length) {
+Status MxBlockBufferReplaceDataBytes(const void* source, MxBlockBuffer* destination, size_t offset,
+                                     size_t length) {
   if (source == nullptr || destination == nullptr)
     return QorSignalErrorAt(kMxBlockBufferBadPointerParameter);
-  OSStatus status = CheckRange(destination, offset, length);
+  Status status = CheckRange(destination, offset, length);
   if (status != kNoErr) return status;
   char* bytes = const_cast<char*>(static_cast<const char*>(source));
   status = CopyPieces(destination, offset, length, bytes, true);
@@ -475,7 +475,7 @@ OSStatus MxBlockBufferReplaceDataBytes(const void* source, MxBlockBuffer* destin
   return status;
 }
 
-OSStatus MxBlockBufferAssureBlockMemory(MxBlockBuffer* buffer) {
+Status MxBlockBufferAssureBlockMemory(MxBlockBuffer* buffer) {
   if (buffer == nullptr) return QorSignalErrorAt(kMxBlockBufferBadPointerParameter);
   if (Used(buffer) == 0) return QorSignalErrorAt(kMxBlockBufferEmptyBBuf);
   std::vector<MxBlockBuffer*> pending{buffer};
@@ -487,7 +487,7 @@ OSStatus MxBlockBufferAssureBlockMemory(MxBlockBuffer* buffer) {
       if (s.kind == Kind::kReference) {
         pending.push_back(ReferencedBuffer(s));
       } else {
-        OSStatus status = AllocateSlotBlock(s);
+        Status status = AllocateSlotBlock(s);
         if (status != kNoErr) return status;
       }
     }
@@ -495,15 +495,15 @@ OSStatus MxBlockBufferAssureBlockMemory(MxBlockBuffer* buffer) {
   return kNoErr;
 }
 
-OSStatus MxBlockBufferAccessDataBytes(MxBlockBuffer* buffer, size_t offset, size_t length,
-                                      void* temporaryBlock, char** returnedPointer) {
+Status MxBlockBufferAccessDataBytes(MxBlockBuffer* buffer, size_t offset, size_t length,
+                                    void* temporaryBlock, char** returnedPointer) {
   if (buffer == nullptr || temporaryBlock == nullptr || returnedPointer == nullptr)
     return QorSignalErrorAt(kMxBlockBufferBadPointerParameter);
   *returnedPointer = nullptr;
   if (length == 0) return QorSignalErrorAt(kMxBlockBufferBadLengthParameter);
   size_t here = 0;
   char* pointer = nullptr;
-  OSStatus status = MxBlockBufferGetDataPointer(buffer, offset, &here, nullptr, &pointer);
+  Status status = MxBlockBufferGetDataPointer(buffer, offset, &here, nullptr, &pointer);
   if (status != kNoErr) return status;
   if (here >= length) {
     *returnedPointer = pointer;
@@ -515,11 +515,11 @@ OSStatus MxBlockBufferAccessDataBytes(MxBlockBuffer* buffer, size_t offset, size
   return status;
 }
 
-OSStatus MxBlockBufferCreateContiguous(MxAllocator* structureAllocator, MxBlockBuffer* source,
-                                       MxAllocator* blockAllocator,
-                                       const MxBlockBufferCustomBlockSource* customSource,
-                                       size_t offset, size_t dataLength, uint32_t flags,
-                                       MxBlockBufferRef* out) {
+Status MxBlockBufferCreateContiguous(MxAllocator* structureAllocator, MxBlockBuffer* source,
+                                     MxAllocator* blockAllocator,
+                                     const MxBlockBufferCustomBlockSource* customSource,
+                                     size_t offset, size_t dataLength, uint32_t flags,
+                                     MxBlockBufferRef* out) {
   if (source == nullptr || out == nullptr)
     return QorSignalErrorAt(kMxBlockBufferBadPointerParameter);
   *out = nullptr;
@@ -535,7 +535,7 @@ OSStatus MxBlockBufferCreateContiguous(MxAllocator* structureAllocator, MxBlockB
                                                   flags, out);
   }
   MxBlockBufferRef copy;
-  OSStatus status = MxBlockBufferCreateWithMemoryBlock(
+  Status status = MxBlockBufferCreateWithMemoryBlock(
       structureAllocator, nullptr, dataLength, blockAllocator, customSource, 0, dataLength,
       flags | kMxBlockBufferAssureMemoryNowFlag, &copy);
   if (status != kNoErr) return status;

@@ -38,7 +38,7 @@ class MxBlockBuffer final : public MxObject {
  private:
   // The slot tree is seen only by the block buffer functions, through this.
   friend struct MxBlockBufferTree;
-  friend OSStatus MxBlockBufferCreateEmpty(MxAllocator*, uint32_t, uint32_t, MxRef<MxBlockBuffer>*);
+  friend Status MxBlockBufferCreateEmpty(MxAllocator*, uint32_t, uint32_t, MxRef<MxBlockBuffer>*);
 
   enum SlotKind : uint32_t {
     kUnused = 0,
@@ -72,38 +72,38 @@ using MxBlockBufferRef = MxRef<MxBlockBuffer>;
 void QorBlockBufferRetain(MxBlockBuffer* buffer);
 void QorBlockBufferRelease(MxBlockBuffer* buffer);
 
-[[nodiscard]] OSStatus MxBlockBufferCreateEmpty(MxAllocator* structureAllocator,
-                                                uint32_t subBlockCapacity, uint32_t flags,
-                                                MxBlockBufferRef* out);
-[[nodiscard]] OSStatus MxBlockBufferCreateWithMemoryBlock(
+[[nodiscard]] Status MxBlockBufferCreateEmpty(MxAllocator* structureAllocator,
+                                              uint32_t subBlockCapacity, uint32_t flags,
+                                              MxBlockBufferRef* out);
+[[nodiscard]] Status MxBlockBufferCreateWithMemoryBlock(
     MxAllocator* structureAllocator, void* memoryBlock, size_t blockLength,
     MxAllocator* blockAllocator, const MxBlockBufferCustomBlockSource* customSource,
     size_t offsetToData, size_t dataLength, uint32_t flags, MxBlockBufferRef* out);
-[[nodiscard]] OSStatus MxBlockBufferCreateWithBufferReference(MxAllocator* structureAllocator,
-                                                              MxBlockBuffer* target, size_t offset,
-                                                              size_t dataLength, uint32_t flags,
-                                                              MxBlockBufferRef* out);
-[[nodiscard]] OSStatus MxBlockBufferAppendMemoryBlock(
+[[nodiscard]] Status MxBlockBufferCreateWithBufferReference(MxAllocator* structureAllocator,
+                                                            MxBlockBuffer* target, size_t offset,
+                                                            size_t dataLength, uint32_t flags,
+                                                            MxBlockBufferRef* out);
+[[nodiscard]] Status MxBlockBufferAppendMemoryBlock(
     MxBlockBuffer* buffer, void* memoryBlock, size_t blockLength, MxAllocator* blockAllocator,
     const MxBlockBufferCustomBlockSource* customSource, size_t offsetToData, size_t dataLength,
     uint32_t flags);
-[[nodiscard]] OSStatus MxBlockBufferAppendBufferReference(MxBlockBuffer* buffer,
-                                                          MxBlockBuffer* target, size_t offset,
-                                                          size_t dataLength, uint32_t flags);
+[[nodiscard]] Status MxBlockBufferAppendBufferReference(MxBlockBuffer* buffer,
+                                                        MxBlockBuffer* target, size_t offset,
+                                                        size_t dataLength, uint32_t flags);
 size_t MxBlockBufferGetDataLength(const MxBlockBuffer* buffer);
 bool MxBlockBufferIsEmpty(const MxBlockBuffer* buffer);
-[[nodiscard]] OSStatus MxBlockBufferGetDataPointer(MxBlockBuffer* buffer, size_t offset,
-                                                   size_t* lengthAtOffset, size_t* totalLength,
-                                                   char** dataPointer);
-[[nodiscard]] OSStatus MxBlockBufferCopyDataBytes(MxBlockBuffer* buffer, size_t offset,
-                                                  size_t length, void* destination);
-[[nodiscard]] OSStatus MxBlockBufferReplaceDataBytes(const void* source, MxBlockBuffer* destination,
-                                                     size_t offset, size_t length);
-[[nodiscard]] OSStatus MxBlockBufferAssureBlockMemory(MxBlockBuffer* buffer);
-[[nodiscard]] OSStatus MxBlockBufferAccessDataBytes(MxBlockBuffer* buffer, size_t offset,
-                                                    size_t length, void* temporaryBlock,
-                                                    char** returnedPointer);
-[[nodiscard]] OSStatus MxBlockBufferCreateContiguous(
+[[nodiscard]] Status MxBlockBufferGetDataPointer(MxBlockBuffer* buffer, size_t offset,
+                                                 size_t* lengthAtOffset, size_t* totalLength,
+                                                 char** dataPointer);
+[[nodiscard]] Status MxBlockBufferCopyDataBytes(MxBlockBuffer* buffer, size_t offset, size_t length,
+                                                void* destination);
+[[nodiscard]] Status MxBlockBufferReplaceDataBytes(const void* source, MxBlockBuffer* destination,
+                                                   size_t offset, size_t length);
+[[nodiscard]] Status MxBlockBufferAssureBlockMemory(MxBlockBuffer* buffer);
+[[nodiscard]] Status MxBlockBufferAccessDataBytes(MxBlockBuffer* buffer, size_t offset,
+                                                  size_t length, void* temporaryBlock,
+                                                  char** returnedPointer);
+[[nodiscard]] Status MxBlockBufferCreateContiguous(
     MxAllocator* structureAllocator, MxBlockBuffer* source, MxAllocator* blockAllocator,
     const MxBlockBufferCustomBlockSource* customSource, size_t offset, size_t dataLength,
     uint32_t flags, MxBlockBufferRef* out);

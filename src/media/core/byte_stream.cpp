@@ -12,15 +12,15 @@ const char* const kQorByteStreamProperty_FileType = "QBS_FileType";
 const char* const kQorByteStreamProperty_SandboxExtensionHandle = "QBS_SandboxExtensionHandle";
 const char* const kQorByteStreamProperty_MIMEType = "QBS_MIMEType";
 
-OSStatus MxByteStream::Read(size_t, int64_t, void*, size_t*) {
+Status MxByteStream::Read(size_t, int64_t, void*, size_t*) {
   return kMxErrUnimplemented;
 }
 
-OSStatus MxByteStream::Write(size_t, int64_t, const void*, size_t*) {
+Status MxByteStream::Write(size_t, int64_t, const void*, size_t*) {
   return kMxErrUnimplemented;
 }
 
-OSStatus MxByteStream::GetLength(int64_t, int64_t*) {
+Status MxByteStream::GetLength(int64_t, int64_t*) {
   return kMxErrUnimplemented;
 }
 
@@ -28,14 +28,14 @@ bool MxByteStream::IsEqual(const MxByteStream* other) const {
   return this == other;
 }
 
-OSStatus MxByteStreamReadBytes(MxByteStream* stream, size_t size, int64_t offset, void* destination,
-                               size_t* bytesRead) {
+Status MxByteStreamReadBytes(MxByteStream* stream, size_t size, int64_t offset, void* destination,
+                             size_t* bytesRead) {
   if (stream == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   return stream->Read(size, offset, destination, bytesRead);
 }
 
-OSStatus MxCreateContiguousBlockBufferFromStream(MxByteStream* stream, size_t size, int64_t offset,
-                                                 MxBlockBufferRef* out, size_t* bytesRead) {
+Status MxCreateContiguousBlockBufferFromStream(MxByteStream* stream, size_t size, int64_t offset,
+                                               MxBlockBufferRef* out, size_t* bytesRead) {
   if (out) *out = nullptr;
   if (bytesRead) *bytesRead = 0;
   if (stream == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
@@ -44,7 +44,7 @@ OSStatus MxCreateContiguousBlockBufferFromStream(MxByteStream* stream, size_t si
   void* memory = allocator->Allocate(size);
   if (memory == nullptr) return QorSignalErrorAt(kMxErrOutOfMemory);
   size_t count = 0;
-  OSStatus status = stream->Read(size, offset, memory, &count);
+  Status status = stream->Read(size, offset, memory, &count);
   if (bytesRead) *bytesRead = count;
   if (status != kNoErr || count == 0) {
     allocator->Deallocate(memory, size);

@@ -6,7 +6,7 @@ namespace {
 std::atomic<uint64_t> signalledErrors{0};
 }
 
-OSStatus QorSignalErrorAt(OSStatus code) {
+Status QorSignalErrorAt(Status code) {
   signalledErrors.fetch_add(1, std::memory_order_relaxed);
   return code;
 }

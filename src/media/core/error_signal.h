@@ -7,5 +7,5 @@
 
 #include "common/status.h"
 
-[[nodiscard]] OSStatus QorSignalErrorAt(OSStatus code);
+[[nodiscard]] Status QorSignalErrorAt(Status code);
 uint64_t QorSignalledErrorCount();

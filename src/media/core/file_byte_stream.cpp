@@ -80,8 +80,8 @@ class QorFileByteStream final : public MxByteStream {
 
   const char* ClassName() const override { return "QorFileByteStream"; }
 
-  [[nodiscard]] OSStatus Read(size_t size, int64_t offset, void* destination,
-                              size_t* bytesRead) override {
+  [[nodiscard]] Status Read(size_t size, int64_t offset, void* destination,
+                            size_t* bytesRead) override {
     if (offset < 0) return QorSignalErrorAt(kMxErrInvalidParameter);
     size_t total = 0;
     int error = 0;
@@ -116,8 +116,8 @@ class QorFileByteStream final : public MxByteStream {
     return kNoErr;
   }
 
-  [[nodiscard]] OSStatus Write(size_t size, int64_t offset, const void* source,
-                               size_t* bytesWritten) override {
+  [[nodiscard]] Status Write(size_t size, int64_t offset, const void* source,
+                             size_t* bytesWritten) override {
     if (offset < 0) return QorSignalErrorAt(kMxErrInvalidParameter);
     size_t count = 0;
     int error = fork_.WriteAt(source, size, offset, ioPolicy_, &count);
@@ -125,7 +125,7 @@ class QorFileByteStream final : public MxByteStream {
     return error ? QorSignalErrorAt(error) : kNoErr;
   }
 
-  [[nodiscard]] OSStatus GetLength(int64_t offset, int64_t* length) override {
+  [[nodiscard]] Status GetLength(int64_t offset, int64_t* length) override {
     (void)offset;  // a file's length does not depend on where one asks
     if (length == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
     int error = fork_.Length(length);
@@ -137,11 +137,11 @@ class QorFileByteStream final : public MxByteStream {
     return file != nullptr && file->url_ == url_;
   }
 
-  OSStatus CopyProperty(const std::string& key, MxValue* out) override {
+  Status CopyProperty(const std::string& key, MxValue* out) override {
     if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
     if (key == kMxByteStreamProperty_EntireLength || key == kMxByteStreamProperty_AvailableLength) {
       int64_t length = 0;
-      OSStatus status = GetLength(0, &length);
+      Status status = GetLength(0, &length);
       if (status == kNoErr) *out = MxValue(length);
       return status;
     }
@@ -170,7 +170,7 @@ class QorFileByteStream final : public MxByteStream {
     return kMxErrPropertyNotSupported;
   }
 
-  OSStatus SetProperty(const std::string& key, const MxValue& value) override {
+  Status SetProperty(const std::string& key, const MxValue& value) override {
     if (key == kMxByteStreamProperty_IOPolicy) {
       auto policy = value.GetInt32();
       if (!policy) return kMxErrInvalidParameter;
@@ -223,8 +223,8 @@ int OpenFlags(uint32_t permissions) {
   return flags;
 }
 
-OSStatus CreateFileByteStream(MxAllocator* allocator, const MxURL& url, uint32_t permissions,
-                              bool cacheEnabled, MxByteStreamRef* out) {
+Status CreateFileByteStream(MxAllocator* allocator, const MxURL& url, uint32_t permissions,
+                            bool cacheEnabled, MxByteStreamRef* out) {
   *out = nullptr;
   if (url.path.empty()) return QorSignalErrorAt(kMxErrBadPath);
   int fd = open(url.path.c_str(), OpenFlags(permissions), 0666);
@@ -246,15 +246,15 @@ OSStatus CreateFileByteStream(MxAllocator* allocator, const MxURL& url, uint32_t
 
 }  // namespace
 
-OSStatus MxByteStreamCreateForFileURL(MxAllocator* allocator, const MxURL& url,
-                                      uint32_t permissions, MxByteStreamRef* out) {
+Status MxByteStreamCreateForFileURL(MxAllocator* allocator, const MxURL& url, uint32_t permissions,
+                                    MxByteStreamRef* out) {
   if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   const bool cacheEnabled = (permissions & kMxByteStreamNoCacheMask) == 0;
   return CreateFileByteStream(allocator, url, permissions, cacheEnabled, out);
 }
 
-OSStatus QorByteStreamCreateUncachedForFileURL(MxAllocator* allocator, const MxURL& url,
-                                               MxByteStreamRef* out) {
+Status QorByteStreamCreateUncachedForFileURL(MxAllocator* allocator, const MxURL& url,
+                                             MxByteStreamRef* out) {
   if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   return CreateFileByteStream(allocator, url, kMxByteStreamPermission_Read, false, out);
 }

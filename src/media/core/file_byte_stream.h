@@ -21,14 +21,13 @@ enum : uint32_t {
 
 constexpr size_t kFileByteStreamCacheSize = 4096;
 
-[[nodiscard]] OSStatus MxByteStreamCreateForFileURL(MxAllocator* allocator, const MxURL& url,
-                                                    uint32_t permissions, MxByteStreamRef* out);
+[[nodiscard]] Status MxByteStreamCreateForFileURL(MxAllocator* allocator, const MxURL& url,
+                                                  uint32_t permissions, MxByteStreamRef* out);
 
 // A read-only stream on the file without the cache: every read reads exactly what is asked
 // for. For reads scattered through a large file, where 4096 bytes around each would be waste.
-[[nodiscard]] OSStatus QorByteStreamCreateUncachedForFileURL(MxAllocator* allocator,
-                                                             const MxURL& url,
-                                                             MxByteStreamRef* out);
+[[nodiscard]] Status QorByteStreamCreateUncachedForFileURL(MxAllocator* allocator, const MxURL& url,
+                                                           MxByteStreamRef* out);
 
 // How many reads of the file itself a stream has made; lets tests see what the cache saved.
 uint64_t QorFileByteStreamGetFileReadCount(MxByteStream* stream);

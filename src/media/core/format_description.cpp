@@ -3,24 +3,24 @@
 #include "media/core/error_signal.h"
 
 std::string MxFormatDescription::CopyDebugDescription() const {
-  return "<MxFormatDescription " + MxFourCharCodeToString(mediaType_) + "/" +
-         MxFourCharCodeToString(mediaSubType_) + ", " + std::to_string(extensions_.size()) +
+  return "<MxFormatDescription " + MxFourCCToString(mediaType_) + "/" +
+         MxFourCCToString(mediaSubType_) + ", " + std::to_string(extensions_.size()) +
          " extensions>";
 }
 
-OSStatus MxFormatDescriptionCreate(MxAllocator*, FourCharCode mediaType, FourCharCode mediaSubType,
-                                   const MxDictionary* extensions, MxFormatDescriptionRef* out) {
+Status MxFormatDescriptionCreate(MxAllocator*, FourCC mediaType, FourCC mediaSubType,
+                                 const MxDictionary* extensions, MxFormatDescriptionRef* out) {
   if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   *out = MxFormatDescriptionRef::Adopt(
       new MxFormatDescription(mediaType, mediaSubType, extensions ? *extensions : MxDictionary{}));
   return kNoErr;
 }
 
-FourCharCode MxFormatDescriptionGetMediaType(const MxFormatDescription* description) {
+FourCC MxFormatDescriptionGetMediaType(const MxFormatDescription* description) {
   return description ? description->mediaType() : 0;
 }
 
-FourCharCode MxFormatDescriptionGetMediaSubType(const MxFormatDescription* description) {
+FourCC MxFormatDescriptionGetMediaSubType(const MxFormatDescription* description) {
   return description ? description->mediaSubType() : 0;
 }
 

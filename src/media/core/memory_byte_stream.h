@@ -6,5 +6,5 @@
 
 #include "media/core/byte_stream.h"
 
-[[nodiscard]] OSStatus MxByteStreamCreateForMemory(const uint8_t* bytes, size_t length,
-                                                   MxByteStreamRef* out);
+[[nodiscard]] Status MxByteStreamCreateForMemory(const uint8_t* bytes, size_t length,
+                                                 MxByteStreamRef* out);

@@ -52,7 +52,7 @@ std::string MxURL::PathExtension() const {
   return std::string(name.substr(dot + 1));
 }
 
-OSStatus MxURLCreateWithFileSystemPath(const char* path, bool isDirectory, MxURL* out) {
+Status MxURLCreateWithFileSystemPath(const char* path, bool isDirectory, MxURL* out) {
   if (path == nullptr || out == nullptr) return kMxErrAllocationFailed;
   out->path = path;
   out->isDirectory = isDirectory;

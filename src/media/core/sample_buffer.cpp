@@ -8,10 +8,10 @@ std::string MxSampleBuffer::CopyDebugDescription() const {
          MxTimeCopyDescription(outputDuration_) + ">";
 }
 
-OSStatus MxSampleBufferCreate(MxAllocator*, MxBlockBuffer* data,
-                              MxFormatDescription* formatDescription,
-                              MxTime outputPresentationTimeStamp, MxTime outputDuration,
-                              MxSampleBufferRef* out) {
+Status MxSampleBufferCreate(MxAllocator*, MxBlockBuffer* data,
+                            MxFormatDescription* formatDescription,
+                            MxTime outputPresentationTimeStamp, MxTime outputDuration,
+                            MxSampleBufferRef* out) {
   if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   auto* sampleBuffer = new MxSampleBuffer;
   sampleBuffer->data_ = MxBlockBufferRef::Retained(data);

@@ -12,8 +12,8 @@ class MxSampleBuffer final : public MxObject {
   std::string CopyDebugDescription() const override;
 
  private:
-  friend OSStatus MxSampleBufferCreate(MxAllocator*, MxBlockBuffer*, MxFormatDescription*, MxTime,
-                                       MxTime, MxRef<MxSampleBuffer>*);
+  friend Status MxSampleBufferCreate(MxAllocator*, MxBlockBuffer*, MxFormatDescription*, MxTime,
+                                     MxTime, MxRef<MxSampleBuffer>*);
   friend MxBlockBuffer* MxSampleBufferGetDataBuffer(const MxSampleBuffer*);
   friend MxFormatDescription* MxSampleBufferGetFormatDescription(const MxSampleBuffer*);
   friend MxTime MxSampleBufferGetOutputPresentationTimeStamp(const MxSampleBuffer*);
@@ -30,10 +30,10 @@ using MxSampleBufferRef = MxRef<MxSampleBuffer>;
 
 // The sample buffer keeps its own references to `data` and `formatDescription` (either may be
 // null).
-[[nodiscard]] OSStatus MxSampleBufferCreate(MxAllocator* allocator, MxBlockBuffer* data,
-                                            MxFormatDescription* formatDescription,
-                                            MxTime outputPresentationTimeStamp,
-                                            MxTime outputDuration, MxSampleBufferRef* out);
+[[nodiscard]] Status MxSampleBufferCreate(MxAllocator* allocator, MxBlockBuffer* data,
+                                          MxFormatDescription* formatDescription,
+                                          MxTime outputPresentationTimeStamp, MxTime outputDuration,
+                                          MxSampleBufferRef* out);
 
 // Getters hand out the buffer's own objects without a new reference; a null sample buffer
 // answers null or kMxTimeInvalid.

@@ -13,7 +13,7 @@
 // possible result (a UTF-8 byte gives at most one UTF-16 unit, a UTF-16 unit at most three UTF-8
 // bytes), then trims it to what was written; a string reused from call to call keeps its room.
 
-OSStatus MxTextCreateUTF16FromUTF8(const uint8_t* bytes, size_t size, std::u16string* out) {
+Status MxTextCreateUTF16FromUTF8(const uint8_t* bytes, size_t size, std::u16string* out) {
   if (out == nullptr || (bytes == nullptr && size > 0) || size > INT32_MAX)
     return QorSignalErrorAt(kQorTextSampleErrStringCreation);
   if (size == 0) {
@@ -34,7 +34,7 @@ OSStatus MxTextCreateUTF16FromUTF8(const uint8_t* bytes, size_t size, std::u16st
   return kNoErr;
 }
 
-OSStatus MxTextCreateUTF8FromUTF16(const char16_t* units, size_t count, std::string* out) {
+Status MxTextCreateUTF8FromUTF16(const char16_t* units, size_t count, std::string* out) {
   if (out == nullptr || (units == nullptr && count > 0) || count > INT32_MAX / 3)
     return QorSignalErrorAt(kQorTextSampleErrStringCreation);
   if (count == 0) {
@@ -54,8 +54,8 @@ OSStatus MxTextCreateUTF8FromUTF16(const char16_t* units, size_t count, std::str
   return kNoErr;
 }
 
-OSStatus MxTextCreateUTF16FromBytes(const uint8_t* bytes, size_t size, bool bigEndian,
-                                    std::u16string* out) {
+Status MxTextCreateUTF16FromBytes(const uint8_t* bytes, size_t size, bool bigEndian,
+                                  std::u16string* out) {
   if (out == nullptr || (bytes == nullptr && size > 0) || size % 2 != 0 || size / 2 > INT32_MAX)
     return QorSignalErrorAt(kQorTextSampleErrStringCreation);
   std::u16string units(size / 2, u'\0');

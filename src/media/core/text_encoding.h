@@ -8,11 +8,11 @@
 
 #include "common/status.h"
 
-[[nodiscard]] OSStatus MxTextCreateUTF16FromUTF8(const uint8_t* bytes, size_t size,
-                                                 std::u16string* out);
+[[nodiscard]] Status MxTextCreateUTF16FromUTF8(const uint8_t* bytes, size_t size,
+                                               std::u16string* out);
 // UTF-16 code units stored as bytes in big-endian or little-endian order. An odd byte count is
 // invalid.
-[[nodiscard]] OSStatus MxTextCreateUTF16FromBytes(const uint8_t* bytes, size_t size, bool bigEndian,
-                                                  std::u16string* out);
-[[nodiscard]] OSStatus MxTextCreateUTF8FromUTF16(const char16_t* units, size_t count,
-                                                 std::string* out);
+[[nodiscard]] Status MxTextCreateUTF16FromBytes(const uint8_t* bytes, size_t size, bool bigEndian,
+                                                std::u16string* out);
+[[nodiscard]] Status MxTextCreateUTF8FromUTF16(const char16_t* units, size_t count,
+                                               std::string* out);

@@ -27,8 +27,7 @@ struct MxURL {
   bool operator==(const MxURL& other) const = default;
 };
 
-[[nodiscard]] OSStatus MxURLCreateWithFileSystemPath(const char* path, bool isDirectory,
-                                                     MxURL* out);
+[[nodiscard]] Status MxURLCreateWithFileSystemPath(const char* path, bool isDirectory, MxURL* out);
 
 struct MxValue;
 using MxDictionary = std::map<std::string, MxValue, std::less<>>;

@@ -16,35 +16,34 @@ const char* const kQorByteStreamProperty_SuggestedFileName = "QBS_SuggestedFileN
 const char* const kQorFormatReaderOption_PreferPreciseDurationAndTiming =
     "Instantiation_PreferPreciseDurationAndTiming";
 
-OSStatus QorSampleCursor::Step(int64_t, int64_t*) {
+Status QorSampleCursor::Step(int64_t, int64_t*) {
   return kMxErrUnimplemented;
 }
-OSStatus QorSampleCursor::CopySampleLocation(QorSampleLocation*) {
+Status QorSampleCursor::CopySampleLocation(QorSampleLocation*) {
   return kMxErrUnimplemented;
 }
-OSStatus QorSampleCursor::GetOutputTiming(MxTime*, MxTime*) {
+Status QorSampleCursor::GetOutputTiming(MxTime*, MxTime*) {
   return kMxErrUnimplemented;
 }
-OSStatus QorSampleCursor::CopyFormatDescription(MxFormatDescriptionRef*) {
+Status QorSampleCursor::CopyFormatDescription(MxFormatDescriptionRef*) {
   return kMxErrUnimplemented;
 }
-OSStatus QorSampleCursorService::CreateCursorAtFirstSample(QorSampleCursorRef*) {
+Status QorSampleCursorService::CreateCursorAtFirstSample(QorSampleCursorRef*) {
   return kMxErrUnimplemented;
 }
-OSStatus QorTrackReader::GetTrackInfo(QorTrackID*, FourCharCode*) {
+Status QorTrackReader::GetTrackInfo(QorTrackID*, FourCC*) {
   return kMxErrUnimplemented;
 }
-OSStatus QorTrackReader::CopySampleCursorService(QorSampleCursorServiceRef*) {
+Status QorTrackReader::CopySampleCursorService(QorSampleCursorServiceRef*) {
   return kMxErrUnimplemented;
 }
-OSStatus QorSampleGenerator::CreateSampleBufferAtCursor(QorSampleCursor*, MxSampleBufferRef*) {
+Status QorSampleGenerator::CreateSampleBufferAtCursor(QorSampleCursor*, MxSampleBufferRef*) {
   return kMxErrUnimplemented;
 }
-OSStatus QorFormatReader::GetTrackCount(int64_t*) {
+Status QorFormatReader::GetTrackCount(int64_t*) {
   return kMxErrUnimplemented;
 }
-OSStatus QorFormatReader::CopyTrackByIndex(int64_t, QorTrackReaderRef*, FourCharCode*,
-                                           QorTrackID*) {
+Status QorFormatReader::CopyTrackByIndex(int64_t, QorTrackReaderRef*, FourCC*, QorTrackID*) {
   return kMxErrUnimplemented;
 }
 
@@ -55,9 +54,9 @@ class ByteStreamSampleGenerator final : public QorSampleGenerator {
  public:
   const char* ClassName() const override { return "QorByteStreamSampleGenerator"; }
 
-  OSStatus CreateSampleBufferAtCursor(QorSampleCursor* cursor, MxSampleBufferRef* out) override {
+  Status CreateSampleBufferAtCursor(QorSampleCursor* cursor, MxSampleBufferRef* out) override {
     QorSampleLocation location;
-    OSStatus status = cursor->CopySampleLocation(&location);
+    Status status = cursor->CopySampleLocation(&location);
     if (status != kNoErr) return status;
     MxTime pts, duration;
     status = cursor->GetOutputTiming(&pts, &duration);
@@ -89,65 +88,64 @@ class ByteStreamSampleGenerator final : public QorSampleGenerator {
 
 }  // namespace
 
-OSStatus QorFormatReader::CreateSampleGeneratorUsingByteStreams(MxAllocator*, QorTrackReader*,
-                                                                QorSampleGeneratorRef* out) {
+Status QorFormatReader::CreateSampleGeneratorUsingByteStreams(MxAllocator*, QorTrackReader*,
+                                                              QorSampleGeneratorRef* out) {
   *out = QorSampleGeneratorRef::Adopt(new ByteStreamSampleGenerator);
   return kNoErr;
 }
 
-OSStatus QorFormatReaderGetTrackCount(QorFormatReader* reader, int64_t* count) {
+Status QorFormatReaderGetTrackCount(QorFormatReader* reader, int64_t* count) {
   if (reader == nullptr || count == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   return reader->GetTrackCount(count);
 }
 
-OSStatus QorFormatReaderCopyTrackByIndex(QorFormatReader* reader, int64_t index,
-                                         QorTrackReaderRef* track, FourCharCode* mediaType,
-                                         QorTrackID* trackID) {
+Status QorFormatReaderCopyTrackByIndex(QorFormatReader* reader, int64_t index,
+                                       QorTrackReaderRef* track, FourCC* mediaType,
+                                       QorTrackID* trackID) {
   if (reader == nullptr || track == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
-  FourCharCode type = 0;
+  FourCC type = 0;
   QorTrackID id = 0;
-  OSStatus status = reader->CopyTrackByIndex(index, track, &type, &id);
+  Status status = reader->CopyTrackByIndex(index, track, &type, &id);
   if (status != kNoErr) return status;
   if (mediaType) *mediaType = type;
   if (trackID) *trackID = id;
   return kNoErr;
 }
 
-OSStatus QorTrackReaderGetTrackInfo(QorTrackReader* track, QorTrackID* trackID,
-                                    FourCharCode* mediaType) {
+Status QorTrackReaderGetTrackInfo(QorTrackReader* track, QorTrackID* trackID, FourCC* mediaType) {
   if (track == nullptr || trackID == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
-  FourCharCode type = 0;
-  OSStatus status = track->GetTrackInfo(trackID, &type);
+  FourCC type = 0;
+  Status status = track->GetTrackInfo(trackID, &type);
   if (status == kNoErr && mediaType) *mediaType = type;
   return status;
 }
 
-OSStatus QorTrackReaderCopySampleCursorService(QorTrackReader* track,
-                                               QorSampleCursorServiceRef* out) {
+Status QorTrackReaderCopySampleCursorService(QorTrackReader* track,
+                                             QorSampleCursorServiceRef* out) {
   if (track == nullptr || out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   return track->CopySampleCursorService(out);
 }
 
-OSStatus QorSampleCursorServiceCreateCursorAtFirstSample(QorSampleCursorService* service,
-                                                         QorSampleCursorRef* out) {
+Status QorSampleCursorServiceCreateCursorAtFirstSample(QorSampleCursorService* service,
+                                                       QorSampleCursorRef* out) {
   if (service == nullptr || out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   return service->CreateCursorAtFirstSample(out);
 }
 
-OSStatus QorSampleCursorStep(QorSampleCursor* cursor, int64_t stepCount, int64_t* stepped) {
+Status QorSampleCursorStep(QorSampleCursor* cursor, int64_t stepCount, int64_t* stepped) {
   if (cursor == nullptr || stepped == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   return cursor->Step(stepCount, stepped);
 }
 
-OSStatus QorSampleGeneratorCreateSampleBufferAtCursor(QorSampleGenerator* generator,
-                                                      QorSampleCursor* cursor,
-                                                      MxSampleBufferRef* out) {
+Status QorSampleGeneratorCreateSampleBufferAtCursor(QorSampleGenerator* generator,
+                                                    QorSampleCursor* cursor,
+                                                    MxSampleBufferRef* out) {
   if (generator == nullptr || cursor == nullptr || out == nullptr)
     return QorSignalErrorAt(kMxErrInvalidParameter);
   return generator->CreateSampleBufferAtCursor(cursor, out);
 }
 
-OSStatus QorSampleGeneratorCreateForFormatReaderUsingByteStreams(
+Status QorSampleGeneratorCreateForFormatReaderUsingByteStreams(
     MxAllocator* allocator, QorFormatReader* reader, QorTrackReader* track,
     const MxDictionary* options, uint32_t flags, uint32_t reserved, QorSampleGeneratorRef* out) {
   if (reader == nullptr || track == nullptr || out == nullptr || options != nullptr || flags != 0 ||

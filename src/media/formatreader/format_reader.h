@@ -12,7 +12,7 @@
 
 #include "media/core/byte_stream.h"
 #include "media/core/format_description.h"
-#include "media/core/four_char_code.h"
+#include "media/core/four_cc.h"
 #include "media/core/mx_time.h"
 #include "media/core/object.h"
 #include "media/core/sample_buffer.h"
@@ -48,40 +48,40 @@ class QorSampleCursor : public MxObject {
  public:
   // Moves by `stepCount` samples (negative: backwards) and reports how far it moved; moving
   // past either end stops there and reports the shorter count (0 at the last sample).
-  [[nodiscard]] virtual OSStatus Step(int64_t stepCount, int64_t* stepped);
+  [[nodiscard]] virtual Status Step(int64_t stepCount, int64_t* stepped);
   // The sample under the cursor: where its bytes are, its output presentation time stamp and
   // output duration, and its format description.
-  [[nodiscard]] virtual OSStatus CopySampleLocation(QorSampleLocation* out);
-  [[nodiscard]] virtual OSStatus GetOutputTiming(MxTime* presentationTimeStamp, MxTime* duration);
-  [[nodiscard]] virtual OSStatus CopyFormatDescription(MxFormatDescriptionRef* out);
+  [[nodiscard]] virtual Status CopySampleLocation(QorSampleLocation* out);
+  [[nodiscard]] virtual Status GetOutputTiming(MxTime* presentationTimeStamp, MxTime* duration);
+  [[nodiscard]] virtual Status CopyFormatDescription(MxFormatDescriptionRef* out);
 };
 
 class QorSampleCursorService : public MxObject {
  public:
-  [[nodiscard]] virtual OSStatus CreateCursorAtFirstSample(MxRef<QorSampleCursor>* out);
+  [[nodiscard]] virtual Status CreateCursorAtFirstSample(MxRef<QorSampleCursor>* out);
 };
 
 class QorTrackReader : public MxObject {
  public:
-  [[nodiscard]] virtual OSStatus GetTrackInfo(QorTrackID* trackID, FourCharCode* mediaType);
-  [[nodiscard]] virtual OSStatus CopySampleCursorService(MxRef<QorSampleCursorService>* out);
+  [[nodiscard]] virtual Status GetTrackInfo(QorTrackID* trackID, FourCC* mediaType);
+  [[nodiscard]] virtual Status CopySampleCursorService(MxRef<QorSampleCursorService>* out);
 };
 
 class QorSampleGenerator : public MxObject {
  public:
-  [[nodiscard]] virtual OSStatus CreateSampleBufferAtCursor(QorSampleCursor* cursor,
-                                                            MxRef<MxSampleBuffer>* out);
+  [[nodiscard]] virtual Status CreateSampleBufferAtCursor(QorSampleCursor* cursor,
+                                                          MxRef<MxSampleBuffer>* out);
 };
 
 class QorFormatReader : public MxObject {
  public:
-  [[nodiscard]] virtual OSStatus GetTrackCount(int64_t* count);
-  [[nodiscard]] virtual OSStatus CopyTrackByIndex(int64_t index, MxRef<QorTrackReader>* track,
-                                                  FourCharCode* mediaType, QorTrackID* trackID);
+  [[nodiscard]] virtual Status GetTrackCount(int64_t* count);
+  [[nodiscard]] virtual Status CopyTrackByIndex(int64_t index, MxRef<QorTrackReader>* track,
+                                                FourCC* mediaType, QorTrackID* trackID);
   // The generator that reads sample data through byte streams. The base version makes the
   // library's byte-stream generator, which asks the cursor for the sample's location, timing
   // and format description; a reader with its own way of loading samples overrides this.
-  [[nodiscard]] virtual OSStatus CreateSampleGeneratorUsingByteStreams(
+  [[nodiscard]] virtual Status CreateSampleGeneratorUsingByteStreams(
       MxAllocator* allocator, QorTrackReader* track, MxRef<QorSampleGenerator>* out);
 };
 
@@ -93,27 +93,26 @@ using QorSampleGeneratorRef = MxRef<QorSampleGenerator>;
 
 // Entry points. A null object answers kMxErrInvalidParameter; outputs documented as optional
 // may be null.
-[[nodiscard]] OSStatus QorFormatReaderGetTrackCount(QorFormatReader* reader, int64_t* count);
+[[nodiscard]] Status QorFormatReaderGetTrackCount(QorFormatReader* reader, int64_t* count);
 // `mediaType` and `trackID` are optional.
-[[nodiscard]] OSStatus QorFormatReaderCopyTrackByIndex(QorFormatReader* reader, int64_t index,
-                                                       QorTrackReaderRef* track,
-                                                       FourCharCode* mediaType,
-                                                       QorTrackID* trackID);
+[[nodiscard]] Status QorFormatReaderCopyTrackByIndex(QorFormatReader* reader, int64_t index,
+                                                     QorTrackReaderRef* track, FourCC* mediaType,
+                                                     QorTrackID* trackID);
 // `mediaType` is optional.
-[[nodiscard]] OSStatus QorTrackReaderGetTrackInfo(QorTrackReader* track, QorTrackID* trackID,
-                                                  FourCharCode* mediaType);
-[[nodiscard]] OSStatus QorTrackReaderCopySampleCursorService(QorTrackReader* track,
-                                                             QorSampleCursorServiceRef* out);
-[[nodiscard]] OSStatus QorSampleCursorServiceCreateCursorAtFirstSample(
+[[nodiscard]] Status QorTrackReaderGetTrackInfo(QorTrackReader* track, QorTrackID* trackID,
+                                                FourCC* mediaType);
+[[nodiscard]] Status QorTrackReaderCopySampleCursorService(QorTrackReader* track,
+                                                           QorSampleCursorServiceRef* out);
+[[nodiscard]] Status QorSampleCursorServiceCreateCursorAtFirstSample(
     QorSampleCursorService* service, QorSampleCursorRef* out);
-[[nodiscard]] OSStatus QorSampleCursorStep(QorSampleCursor* cursor, int64_t stepCount,
-                                           int64_t* stepped);
-[[nodiscard]] OSStatus QorSampleGeneratorCreateSampleBufferAtCursor(QorSampleGenerator* generator,
-                                                                    QorSampleCursor* cursor,
-                                                                    MxSampleBufferRef* out);
+[[nodiscard]] Status QorSampleCursorStep(QorSampleCursor* cursor, int64_t stepCount,
+                                         int64_t* stepped);
+[[nodiscard]] Status QorSampleGeneratorCreateSampleBufferAtCursor(QorSampleGenerator* generator,
+                                                                  QorSampleCursor* cursor,
+                                                                  MxSampleBufferRef* out);
 // `options` must be null and `flags` and `reserved` zero: they are kept for generators with
 // other read scheduling.
-[[nodiscard]] OSStatus QorSampleGeneratorCreateForFormatReaderUsingByteStreams(
+[[nodiscard]] Status QorSampleGeneratorCreateForFormatReaderUsingByteStreams(
     MxAllocator* allocator, QorFormatReader* reader, QorTrackReader* track,
     const MxDictionary* options, uint32_t flags, uint32_t reserved, QorSampleGeneratorRef* out);
 

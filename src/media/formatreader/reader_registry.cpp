@@ -5,7 +5,7 @@
 #include <initializer_list>
 
 #include "media/core/error_signal.h"
-#include "media/core/four_char_code.h"
+#include "media/core/four_cc.h"
 
 const char* const kQorThingTypeKey = "QorThingType";
 const char* const kQorThingSubtypeKey = "QorThingSubtype";
@@ -117,7 +117,7 @@ QorThingInstantiator MakeMPEGInstantiator(const QorReaderFunctionTable& function
         MxDictionaryGetValue(options, kQorFormatReaderOption_PreferPreciseDurationAndTiming);
     QorFormatReaderInstantiator chosen = prefer && prefer->GetBool() == true ? precise : plain;
     if (chosen == nullptr) return QorSignalErrorAt(kQorThingErrLoadFailed);
-    OSStatus status = chosen(stream, allocator, options, out);
+    Status status = chosen(stream, allocator, options, out);
     if (status == kMxErrNotMPEGStream) {
       if (audio == nullptr) return QorSignalErrorAt(kQorThingErrLoadFailed);
       status = audio(stream, allocator, options, out);
@@ -150,8 +150,8 @@ std::string QorCopyCombinedAudioFormatReaderPreference() {
   return {};
 }
 
-OSStatus QorReaderRegistryCreate(const QorReaderRegistryConfiguration& configuration,
-                                 std::unique_ptr<QorReaderRegistry>* out) {
+Status QorReaderRegistryCreate(const QorReaderRegistryConfiguration& configuration,
+                               std::unique_ptr<QorReaderRegistry>* out) {
   if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   auto registry = std::unique_ptr<QorReaderRegistry>(new QorReaderRegistry);
   registry->functions_ = configuration.functions;
@@ -194,8 +194,8 @@ OSStatus QorReaderRegistryCreate(const QorReaderRegistryConfiguration& configura
   return kNoErr;
 }
 
-OSStatus QorThingFind(const QorReaderRegistry* registry, const QorThingCriteria& criteria,
-                      const QorThing** out) {
+Status QorThingFind(const QorReaderRegistry* registry, const QorThingCriteria& criteria,
+                    const QorThing** out) {
   if (registry == nullptr || out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   auto matches = [](const MxDictionary& info, const char* key, const char* wanted) {
     if (wanted == nullptr) return true;
@@ -218,8 +218,8 @@ const MxDictionary* QorThingGetInfo(const QorThing* thing) {
   return thing ? &thing->info : nullptr;
 }
 
-OSStatus QorThingGetInstantiator(const QorReaderRegistry* registry, const QorThing* thing,
-                                 QorThingInstantiator* out) {
+Status QorThingGetInstantiator(const QorReaderRegistry* registry, const QorThing* thing,
+                               QorThingInstantiator* out) {
   if (registry == nullptr || thing == nullptr || out == nullptr)
     return QorSignalErrorAt(kMxErrInvalidParameter);
   if (thing->instantiator) {
@@ -237,10 +237,10 @@ OSStatus QorThingGetInstantiator(const QorReaderRegistry* registry, const QorThi
   return kNoErr;
 }
 
-OSStatus QorFormatReaderCreateForStreamWithRegistry(const QorReaderRegistry* registry,
-                                                    MxByteStream* stream, MxAllocator* allocator,
-                                                    const MxDictionary* options,
-                                                    QorFormatReaderRef* out) {
+Status QorFormatReaderCreateForStreamWithRegistry(const QorReaderRegistry* registry,
+                                                  MxByteStream* stream, MxAllocator* allocator,
+                                                  const MxDictionary* options,
+                                                  QorFormatReaderRef* out) {
   if (registry == nullptr) return QorSignalErrorAt(kQorErrRegistryUnavailable);
   if (stream == nullptr || out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
 
@@ -259,14 +259,13 @@ OSStatus QorFormatReaderCreateForStreamWithRegistry(const QorReaderRegistry* reg
   if (stream->CopyProperty(kMxByteStreamProperty_URL, &value) == kNoErr && value.GetURL())
     steps[0].value = ExtensionOf(value.GetURL()->path);
   if (stream->CopyProperty(kQorByteStreamProperty_FileType, &value) == kNoErr) {
-    if (auto code = value.GetInt64())
-      steps[1].value = MxFourCharCodeToString(static_cast<FourCharCode>(*code));
+    if (auto code = value.GetInt64()) steps[1].value = MxFourCCToString(static_cast<FourCC>(*code));
   }
   steps[2].value = CopyStringProperty(stream, kQorByteStreamProperty_MIMEType);
   if (auto name = CopyStringProperty(stream, kQorByteStreamProperty_SuggestedFileName))
     steps[3].value = ExtensionOf(*name);
 
-  OSStatus lastStatus = kNoErr;
+  Status lastStatus = kNoErr;
   bool attempted = false;
   for (const Step& step : steps) {
     if (!step.value) continue;

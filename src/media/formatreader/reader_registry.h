@@ -17,12 +17,12 @@
 
 // A reader's create function: makes a format reader for the byte stream or answers why it
 // cannot; `options` may be null.
-using QorFormatReaderInstantiator = OSStatus (*)(MxByteStream* byteStream, MxAllocator* allocator,
-                                                 const MxDictionary* options,
-                                                 QorFormatReaderRef* out);
+using QorFormatReaderInstantiator = Status (*)(MxByteStream* byteStream, MxAllocator* allocator,
+                                               const MxDictionary* options,
+                                               QorFormatReaderRef* out);
 
 using QorThingInstantiator =
-    std::function<OSStatus(MxByteStream*, MxAllocator*, const MxDictionary*, QorFormatReaderRef*)>;
+    std::function<Status(MxByteStream*, MxAllocator*, const MxDictionary*, QorFormatReaderRef*)>;
 
 // One registered thing. `instantiator` may be empty: the function is then found by the name in
 // its dictionary.
@@ -77,28 +77,28 @@ class QorReaderRegistry {
   const QorReaderFunctionTable& functions() const { return functions_; }
 
  private:
-  friend OSStatus QorReaderRegistryCreate(const QorReaderRegistryConfiguration&,
-                                          std::unique_ptr<QorReaderRegistry>*);
+  friend Status QorReaderRegistryCreate(const QorReaderRegistryConfiguration&,
+                                        std::unique_ptr<QorReaderRegistry>*);
   std::unique_ptr<QorThing> things_;  // newest first
   std::vector<QorReaderRegistryEntry> entries_;
   QorReaderFunctionTable functions_;
 };
 
-[[nodiscard]] OSStatus QorReaderRegistryCreate(const QorReaderRegistryConfiguration& configuration,
-                                               std::unique_ptr<QorReaderRegistry>* out);
+[[nodiscard]] Status QorReaderRegistryCreate(const QorReaderRegistryConfiguration& configuration,
+                                             std::unique_ptr<QorReaderRegistry>* out);
 
 // The first thing in `registry` matching `criteria`, or kQorThingErrNotFound.
-[[nodiscard]] OSStatus QorThingFind(const QorReaderRegistry* registry,
-                                    const QorThingCriteria& criteria, const QorThing** out);
+[[nodiscard]] Status QorThingFind(const QorReaderRegistry* registry,
+                                  const QorThingCriteria& criteria, const QorThing** out);
 const MxDictionary* QorThingGetInfo(const QorThing* thing);
 // The stored function, or the one its dictionary names (kQorThingErrFunctionNotFound when the
 // name is unknown).
-[[nodiscard]] OSStatus QorThingGetInstantiator(const QorReaderRegistry* registry,
-                                               const QorThing* thing, QorThingInstantiator* out);
+[[nodiscard]] Status QorThingGetInstantiator(const QorReaderRegistry* registry,
+                                             const QorThing* thing, QorThingInstantiator* out);
 
 // Selection against a given registry.
-[[nodiscard]] OSStatus QorFormatReaderCreateForStreamWithRegistry(const QorReaderRegistry* registry,
-                                                                  MxByteStream* stream,
-                                                                  MxAllocator* allocator,
-                                                                  const MxDictionary* options,
-                                                                  QorFormatReaderRef* out);
+[[nodiscard]] Status QorFormatReaderCreateForStreamWithRegistry(const QorReaderRegistry* registry,
+                                                                MxByteStream* stream,
+                                                                MxAllocator* allocator,
+                                                                const MxDictionary* options,
+                                                                QorFormatReaderRef* out);

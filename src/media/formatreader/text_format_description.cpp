@@ -38,19 +38,19 @@ const char* const kMxTextFormatDescriptionStyle_ForegroundColor = "ForegroundCol
 
 namespace {
 
-constexpr FourCharCode kTx3g = MxFourCharCode("tx3g");
-constexpr FourCharCode kDrmt = MxFourCharCode("drmt");
-constexpr FourCharCode kText = MxFourCharCode("text");
-constexpr FourCharCode kWvtt = MxFourCharCode("wvtt");
-constexpr FourCharCode kXvtt = MxFourCharCode("xvtt");
-constexpr FourCharCode kFtab = MxFourCharCode("ftab");
-constexpr FourCharCode kSbtl = MxFourCharCode("sbtl");
+constexpr FourCC kTx3g = MxFourCC("tx3g");
+constexpr FourCC kDrmt = MxFourCC("drmt");
+constexpr FourCC kText = MxFourCC("text");
+constexpr FourCC kWvtt = MxFourCC("wvtt");
+constexpr FourCC kXvtt = MxFourCC("xvtt");
+constexpr FourCC kFtab = MxFourCC("ftab");
+constexpr FourCC kSbtl = MxFourCC("sbtl");
 
 constexpr size_t kTimedTextFixedSize = 46;
 constexpr size_t kClassicTextFixedSize = 59;  // the font name's length byte included
 constexpr size_t kWebVTTHeaderSize = 16;
 
-bool IsWebVTT(FourCharCode subtype) {
+bool IsWebVTT(FourCC subtype) {
   return subtype == kWvtt || subtype == kXvtt;
 }
 
@@ -182,8 +182,8 @@ void ReadFontTable(MxByteCursor payload, MxDictionary* table) {
 }
 
 // Extension atoms from the reader's position to its end. Fails only on an atom size below 8.
-OSStatus ReadExtensionAtoms(MxByteCursor in, bool fontTableAllowed, MxDictionary* fontTable,
-                            MxDictionary* atoms) {
+Status ReadExtensionAtoms(MxByteCursor in, bool fontTableAllowed, MxDictionary* fontTable,
+                          MxDictionary* atoms) {
   while (in.Remaining() >= 9) {
     uint32_t atomSize = 0, type = 0;
     if (!in.ReadU32(&atomSize) || !in.ReadU32(&type))
@@ -198,23 +198,23 @@ OSStatus ReadExtensionAtoms(MxByteCursor in, bool fontTableAllowed, MxDictionary
       continue;
     }
     const uint8_t* bytes = payload.Current();
-    atoms->emplace(MxFourCharCodeToString(type), MxValue(MxData(bytes, bytes + payload.Size())));
+    atoms->emplace(MxFourCCToString(type), MxValue(MxData(bytes, bytes + payload.Size())));
   }
   return kNoErr;
 }
 
 // The description when it is a text description other than WebVTT-in-ISO; else the getter's
 // failure code.
-OSStatus CheckTextDescription(const MxFormatDescription* description) {
+Status CheckTextDescription(const MxFormatDescription* description) {
   if (description == nullptr) return QorSignalErrorAt(kMxTextDescErrMissingValue);
-  FourCharCode type = description->mediaType();
+  FourCC type = description->mediaType();
   if (type != kText && type != kSbtl) return QorSignalErrorAt(kMxTextDescErrMissingValue);
   if (IsWebVTT(description->mediaSubType()))
     return QorSignalErrorAt(kMxTextDescErrWebVTTDescription);
   return kNoErr;
 }
 
-OSStatus GetInt(const MxDictionary* dictionary, const char* key, int32_t* out) {
+Status GetInt(const MxDictionary* dictionary, const char* key, int32_t* out) {
   const MxValue* value = MxDictionaryGetValue(dictionary, key);
   std::optional<int32_t> n = value ? value->GetInt32() : std::nullopt;
   if (!n) return QorSignalErrorAt(kMxTextDescErrMissingValue);
@@ -222,7 +222,7 @@ OSStatus GetInt(const MxDictionary* dictionary, const char* key, int32_t* out) {
   return kNoErr;
 }
 
-OSStatus GetDictionary(const MxDictionary* dictionary, const char* key, const MxDictionary** out) {
+Status GetDictionary(const MxDictionary* dictionary, const char* key, const MxDictionary** out) {
   const MxValue* value = MxDictionaryGetValue(dictionary, key);
   *out = value ? value->GetDictionary() : nullptr;
   return *out ? kNoErr : QorSignalErrorAt(kMxTextDescErrMissingValue);
@@ -230,9 +230,11 @@ OSStatus GetDictionary(const MxDictionary* dictionary, const char* key, const Mx
 
 }  // namespace
 
-OSStatus MxTextFormatDescriptionCreateFromBigEndianTextDescriptionData(
-    MxAllocator* allocator, const uint8_t* bytes, size_t size, const char*, FourCharCode mediaType,
-    MxFormatDescriptionRef* out) {
+Status MxTextFormatDescriptionCreateFromBigEndianTextDescriptionData(MxAllocator* allocator,
+                                                                     const uint8_t* bytes,
+                                                                     size_t size, const char*,
+                                                                     FourCC mediaType,
+                                                                     MxFormatDescriptionRef* out) {
   if (out == nullptr || (bytes == nullptr && size > 0))
     return QorSignalErrorAt(kMxErrInvalidParameter);
   MxByteCursor in(bytes, size);
@@ -258,7 +260,7 @@ OSStatus MxTextFormatDescriptionCreateFromBigEndianTextDescriptionData(
 
   MxDictionary fontTable, atoms;
   MxByteCursor rest(bytes + fixedSize, size - fixedSize);
-  OSStatus status = ReadExtensionAtoms(rest, !IsWebVTT(entryType), &fontTable, &atoms);
+  Status status = ReadExtensionAtoms(rest, !IsWebVTT(entryType), &fontTable, &atoms);
   if (status != kNoErr) return status;
   if (!fontTable.empty())
     extensions.emplace(kMxTextFormatDescriptionExtension_FontTable, MxValue(std::move(fontTable)));
@@ -268,23 +270,23 @@ OSStatus MxTextFormatDescriptionCreateFromBigEndianTextDescriptionData(
   return MxFormatDescriptionCreate(allocator, mediaType, entryType, &extensions, out);
 }
 
-OSStatus MxTextFormatDescriptionCreateFromBigEndianTextDescriptionBlockBuffer(
-    MxAllocator* allocator, MxBlockBuffer* buffer, const char* flavor, FourCharCode mediaType,
+Status MxTextFormatDescriptionCreateFromBigEndianTextDescriptionBlockBuffer(
+    MxAllocator* allocator, MxBlockBuffer* buffer, const char* flavor, FourCC mediaType,
     MxFormatDescriptionRef* out) {
   if (buffer == nullptr || out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   size_t length = MxBlockBufferGetDataLength(buffer);
   std::vector<uint8_t> bytes(length);
   if (length > 0) {
-    OSStatus status = MxBlockBufferCopyDataBytes(buffer, 0, length, bytes.data());
+    Status status = MxBlockBufferCopyDataBytes(buffer, 0, length, bytes.data());
     if (status != kNoErr) return status;
   }
   return MxTextFormatDescriptionCreateFromBigEndianTextDescriptionData(
       allocator, bytes.data(), length, flavor, mediaType, out);
 }
 
-OSStatus MxTextFormatDescriptionGetDisplayFlags(const MxFormatDescription* description,
-                                                int32_t* flags) {
-  OSStatus status = CheckTextDescription(description);
+Status MxTextFormatDescriptionGetDisplayFlags(const MxFormatDescription* description,
+                                              int32_t* flags) {
+  Status status = CheckTextDescription(description);
   if (status != kNoErr) return status;
   int32_t value = 0;
   status =
@@ -293,9 +295,9 @@ OSStatus MxTextFormatDescriptionGetDisplayFlags(const MxFormatDescription* descr
   return status;
 }
 
-OSStatus MxTextFormatDescriptionGetJustification(const MxFormatDescription* description,
-                                                 int8_t* horizontal, int8_t* vertical) {
-  OSStatus status = CheckTextDescription(description);
+Status MxTextFormatDescriptionGetJustification(const MxFormatDescription* description,
+                                               int8_t* horizontal, int8_t* vertical) {
+  Status status = CheckTextDescription(description);
   if (status != kNoErr) return status;
   const MxDictionary* ext = &description->extensions();
   int32_t h = 0, v = 0;
@@ -313,10 +315,10 @@ OSStatus MxTextFormatDescriptionGetJustification(const MxFormatDescription* desc
   return kNoErr;
 }
 
-OSStatus MxTextFormatDescriptionGetDefaultTextBox(const MxFormatDescription* description,
-                                                  bool originIsAtTopLeft, double heightOfTextTrack,
-                                                  MxTextRect* box) {
-  OSStatus status = CheckTextDescription(description);
+Status MxTextFormatDescriptionGetDefaultTextBox(const MxFormatDescription* description,
+                                                bool originIsAtTopLeft, double heightOfTextTrack,
+                                                MxTextRect* box) {
+  Status status = CheckTextDescription(description);
   if (status != kNoErr) return status;
   const MxDictionary* rect = nullptr;
   status = GetDictionary(&description->extensions(),
@@ -337,11 +339,10 @@ OSStatus MxTextFormatDescriptionGetDefaultTextBox(const MxFormatDescription* des
   return kNoErr;
 }
 
-OSStatus MxTextFormatDescriptionGetDefaultStyle(const MxFormatDescription* description,
-                                                int16_t* fontID, bool* bold, bool* italic,
-                                                bool* underline, double* fontSize,
-                                                double color[4]) {
-  OSStatus status = CheckTextDescription(description);
+Status MxTextFormatDescriptionGetDefaultStyle(const MxFormatDescription* description,
+                                              int16_t* fontID, bool* bold, bool* italic,
+                                              bool* underline, double* fontSize, double color[4]) {
+  Status status = CheckTextDescription(description);
   if (status != kNoErr) return status;
   const bool classic = description->mediaSubType() == kText;
   const MxDictionary* style = nullptr;
@@ -389,9 +390,9 @@ OSStatus MxTextFormatDescriptionGetDefaultStyle(const MxFormatDescription* descr
   return kNoErr;
 }
 
-OSStatus MxTextFormatDescriptionGetFontName(const MxFormatDescription* description, int16_t fontID,
-                                            const std::string** name) {
-  OSStatus status = CheckTextDescription(description);
+Status MxTextFormatDescriptionGetFontName(const MxFormatDescription* description, int16_t fontID,
+                                          const std::string** name) {
+  Status status = CheckTextDescription(description);
   if (status != kNoErr) return status;
   const MxDictionary* ext = &description->extensions();
   const MxValue* value = nullptr;

@@ -54,26 +54,27 @@ struct MxTextRect {
 // Makes a description from a big-endian sample entry (entry size and type included). The
 // subtype is the entry's type; `mediaType` ('text' or 'sbtl') becomes the media type. `flavor`
 // is accepted and not used.
-[[nodiscard]] OSStatus MxTextFormatDescriptionCreateFromBigEndianTextDescriptionData(
-    MxAllocator* allocator, const uint8_t* bytes, size_t size, const char* flavor,
-    FourCharCode mediaType, MxFormatDescriptionRef* out);
+[[nodiscard]] Status MxTextFormatDescriptionCreateFromBigEndianTextDescriptionData(
+    MxAllocator* allocator, const uint8_t* bytes, size_t size, const char* flavor, FourCC mediaType,
+    MxFormatDescriptionRef* out);
 // The same from a block buffer, made contiguous first.
-[[nodiscard]] OSStatus MxTextFormatDescriptionCreateFromBigEndianTextDescriptionBlockBuffer(
-    MxAllocator* allocator, MxBlockBuffer* buffer, const char* flavor, FourCharCode mediaType,
+[[nodiscard]] Status MxTextFormatDescriptionCreateFromBigEndianTextDescriptionBlockBuffer(
+    MxAllocator* allocator, MxBlockBuffer* buffer, const char* flavor, FourCC mediaType,
     MxFormatDescriptionRef* out);
 
-[[nodiscard]] OSStatus MxTextFormatDescriptionGetDisplayFlags(
-    const MxFormatDescription* description, int32_t* flags);
-[[nodiscard]] OSStatus MxTextFormatDescriptionGetJustification(
-    const MxFormatDescription* description, int8_t* horizontal, int8_t* vertical);
+[[nodiscard]] Status MxTextFormatDescriptionGetDisplayFlags(const MxFormatDescription* description,
+                                                            int32_t* flags);
+[[nodiscard]] Status MxTextFormatDescriptionGetJustification(const MxFormatDescription* description,
+                                                             int8_t* horizontal, int8_t* vertical);
 // y is the top edge measured from the top when `originIsAtTopLeft`, else heightOfTextTrack - top.
-[[nodiscard]] OSStatus MxTextFormatDescriptionGetDefaultTextBox(
+[[nodiscard]] Status MxTextFormatDescriptionGetDefaultTextBox(
     const MxFormatDescription* description, bool originIsAtTopLeft, double heightOfTextTrack,
     MxTextRect* box);
 // Every output may be null. `color` receives red, green, blue, alpha in [0, 1].
-[[nodiscard]] OSStatus MxTextFormatDescriptionGetDefaultStyle(
-    const MxFormatDescription* description, int16_t* fontID, bool* bold, bool* italic,
-    bool* underline, double* fontSize, double color[4]);
+[[nodiscard]] Status MxTextFormatDescriptionGetDefaultStyle(const MxFormatDescription* description,
+                                                            int16_t* fontID, bool* bold,
+                                                            bool* italic, bool* underline,
+                                                            double* fontSize, double color[4]);
 // The name points into the description and lives as long as it does.
-[[nodiscard]] OSStatus MxTextFormatDescriptionGetFontName(const MxFormatDescription* description,
-                                                          int16_t fontID, const std::string** name);
+[[nodiscard]] Status MxTextFormatDescriptionGetFontName(const MxFormatDescription* description,
+                                                        int16_t fontID, const std::string** name);

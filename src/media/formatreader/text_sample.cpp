@@ -20,15 +20,15 @@ const char* const kQorTextAttributeTextWrap = "TextWrap";
 
 namespace {
 
-constexpr FourCharCode kFrcd = MxFourCharCode("frcd");
-constexpr FourCharCode kStyl = MxFourCharCode("styl");
-constexpr FourCharCode kTbox = MxFourCharCode("tbox");
-constexpr FourCharCode kTwrp = MxFourCharCode("twrp");
+constexpr FourCC kFrcd = MxFourCC("frcd");
+constexpr FourCC kStyl = MxFourCC("styl");
+constexpr FourCC kTbox = MxFourCC("tbox");
+constexpr FourCC kTwrp = MxFourCC("twrp");
 constexpr size_t kStyleRecordSize = 12;
 
 bool IsWebVTT(const MxFormatDescription* description) {
-  FourCharCode subtype = MxFormatDescriptionGetMediaSubType(description);
-  return subtype == MxFourCharCode("wvtt") || subtype == MxFourCharCode("xvtt");
+  FourCC subtype = MxFormatDescriptionGetMediaSubType(description);
+  return subtype == MxFourCC("wvtt") || subtype == MxFourCC("xvtt");
 }
 
 MxValue ARGB(double alpha, double red, double green, double blue) {
@@ -68,9 +68,9 @@ bool IsLeadSurrogate(char16_t unit) {
   return unit >= 0xD800 && unit <= 0xDBFF;
 }
 
-OSStatus MakeSampleText(const uint8_t* bytes, size_t size, SampleText* out) {
+Status MakeSampleText(const uint8_t* bytes, size_t size, SampleText* out) {
   std::u16string units;
-  OSStatus status;
+  Status status;
   if (size >= 2 &&
       ((bytes[0] == 0xFF && bytes[1] == 0xFE) || (bytes[0] == 0xFE && bytes[1] == 0xFF)))
     status = MxTextCreateUTF16FromBytes(bytes + 2, size - 2, bytes[0] == 0xFE, &units);
@@ -206,8 +206,8 @@ const std::shared_ptr<const MxDictionary>& QorTextStyleCache::Add(uint64_t key,
   return slot.attributes;
 }
 
-OSStatus QorTextSampleBufferSetUpState(QorTextSampleBufferState* state, MxAllocator*,
-                                       MxFormatDescription* description) {
+Status QorTextSampleBufferSetUpState(QorTextSampleBufferState* state, MxAllocator*,
+                                     MxFormatDescription* description) {
   if (state == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   if (state->defaultAttributes) return kNoErr;
   if (description == nullptr) return QorSignalErrorAt(kQorTextSampleErrNoFormatDescription);
@@ -232,7 +232,7 @@ OSStatus QorTextSampleBufferSetUpState(QorTextSampleBufferState* state, MxAlloca
   bool bold = false, italic = false, underline = false;
   double size = 0, rgba[4] = {};
   const std::string* fontName = nullptr;
-  OSStatus status = MxTextFormatDescriptionGetDisplayFlags(description, &flags);
+  Status status = MxTextFormatDescriptionGetDisplayFlags(description, &flags);
   if (status == kNoErr)
     status = MxTextFormatDescriptionGetDefaultTextBox(description, true, 0, &box);
   if (status == kNoErr)
@@ -263,15 +263,14 @@ OSStatus QorTextSampleBufferSetUpState(QorTextSampleBufferState* state, MxAlloca
   return kNoErr;
 }
 
-OSStatus QorTextSampleBufferCopyAttributedString(QorTextSampleBufferState* state,
-                                                 MxAllocator* allocator,
-                                                 MxSampleBuffer* sampleBuffer,
-                                                 MxAttributedStringRef* out, bool* isForced,
-                                                 bool* flag29, MxTextRect* textBox) {
+Status QorTextSampleBufferCopyAttributedString(QorTextSampleBufferState* state,
+                                               MxAllocator* allocator, MxSampleBuffer* sampleBuffer,
+                                               MxAttributedStringRef* out, bool* isForced,
+                                               bool* flag29, MxTextRect* textBox) {
   if (state == nullptr || sampleBuffer == nullptr || out == nullptr)
     return QorSignalErrorAt(kMxErrInvalidParameter);
-  OSStatus status = QorTextSampleBufferSetUpState(state, allocator,
-                                                  MxSampleBufferGetFormatDescription(sampleBuffer));
+  Status status = QorTextSampleBufferSetUpState(state, allocator,
+                                                MxSampleBufferGetFormatDescription(sampleBuffer));
   if (status != kNoErr) return status;
 
   // The sample is read in place when its bytes are contiguous, else from a copy.

@@ -5,16 +5,16 @@
 #include <cstdint>
 #include <vector>
 
-#include "media/core/four_char_code.h"
+#include "media/core/four_cc.h"
 #include "media/core/mx_time.h"
 
-inline constexpr uint32_t kProbeMediaType_Video = MxFourCharCode("vide");
-inline constexpr uint32_t kProbeMediaType_Sound = MxFourCharCode("soun");
-inline constexpr uint32_t kProbeMediaType_Text = MxFourCharCode("text");
-inline constexpr uint32_t kProbeMediaType_Music = MxFourCharCode("musi");
+inline constexpr uint32_t kProbeMediaType_Video = MxFourCC("vide");
+inline constexpr uint32_t kProbeMediaType_Sound = MxFourCC("soun");
+inline constexpr uint32_t kProbeMediaType_Text = MxFourCC("text");
+inline constexpr uint32_t kProbeMediaType_Music = MxFourCC("musi");
 
 struct ProbedTrack {
-  FourCharCode mediaType = 0;
+  FourCC mediaType = 0;
   uint32_t trackID = 0;
 };
 

@@ -11,18 +11,18 @@ ProbeReader::ProbeReader(ReadFunction read, int64_t length, size_t budget)
 ProbeReader ProbeReader::ForMemory(const uint8_t* bytes, size_t length, size_t budget) {
   auto read = [bytes, length](int64_t offset, size_t size, uint8_t* destination, size_t* got) {
     *got = 0;
-    if (offset < 0 || static_cast<uint64_t>(offset) >= length) return OSStatus{kNoErr};
+    if (offset < 0 || static_cast<uint64_t>(offset) >= length) return Status{kNoErr};
     *got = std::min(size, length - static_cast<size_t>(offset));
     memcpy(destination, bytes + offset, *got);
-    return OSStatus{kNoErr};
+    return Status{kNoErr};
   };
   return ProbeReader(read, static_cast<int64_t>(length), budget);
 }
 
-OSStatus ProbeReader::ForByteStream(MxByteStream* stream, ProbeReader* out, size_t budget) {
+Status ProbeReader::ForByteStream(MxByteStream* stream, ProbeReader* out, size_t budget) {
   if (stream == nullptr || out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   int64_t length = 0;
-  OSStatus status = stream->GetLength(0, &length);
+  Status status = stream->GetLength(0, &length);
   if (status != kNoErr) return status;
   MxByteStreamRef kept = MxByteStreamRef::Retained(stream);
   auto read = [kept](int64_t offset, size_t size, uint8_t* destination, size_t* got) {
@@ -32,7 +32,7 @@ OSStatus ProbeReader::ForByteStream(MxByteStream* stream, ProbeReader* out, size
   return kNoErr;
 }
 
-OSStatus ProbeReader::ReadAt(int64_t offset, size_t size, std::vector<uint8_t>* out) {
+Status ProbeReader::ReadAt(int64_t offset, size_t size, std::vector<uint8_t>* out) {
   out->clear();
   if (offset < 0) return QorSignalErrorAt(kMxErrInvalidParameter);
   if (offset >= length_) return kNoErr;
@@ -42,7 +42,7 @@ OSStatus ProbeReader::ReadAt(int64_t offset, size_t size, std::vector<uint8_t>* 
   size_t total = 0;
   while (total < size) {
     size_t got = 0;
-    OSStatus status =
+    Status status =
         read_(offset + static_cast<int64_t>(total), size - total, out->data() + total, &got);
     if (status == kMxErrEndOfStream || (status == kNoErr && got == 0)) break;
     if (status != kNoErr) {

@@ -19,7 +19,7 @@ class ProbeReader {
   // Reads up to `size` bytes at `offset` into `destination`; `*got` receives the count. Reading
   // at or past the end may answer kMxErrEndOfStream or a count of zero.
   using ReadFunction =
-      std::function<OSStatus(int64_t offset, size_t size, uint8_t* destination, size_t* got)>;
+      std::function<Status(int64_t offset, size_t size, uint8_t* destination, size_t* got)>;
 
   ProbeReader(ReadFunction read, int64_t length, size_t budget = kProbeReadBudget);
 
@@ -27,8 +27,8 @@ class ProbeReader {
   static ProbeReader ForMemory(const uint8_t* bytes, size_t length,
                                size_t budget = kProbeReadBudget);
   // A reader over a byte stream, which must know its length.
-  [[nodiscard]] static OSStatus ForByteStream(MxByteStream* stream, ProbeReader* out,
-                                              size_t budget = kProbeReadBudget);
+  [[nodiscard]] static Status ForByteStream(MxByteStream* stream, ProbeReader* out,
+                                            size_t budget = kProbeReadBudget);
 
   int64_t Length() const { return length_; }
   size_t BytesRead() const { return bytesRead_; }
@@ -36,7 +36,7 @@ class ProbeReader {
   // Reads up to `size` bytes at `offset` into `out`, which ends up holding exactly the bytes
   // read: fewer than asked at the end of the data, none at or past it. Asking for more than the
   // budget has left fails with kMxErrProbeLimitExceeded.
-  [[nodiscard]] OSStatus ReadAt(int64_t offset, size_t size, std::vector<uint8_t>* out);
+  [[nodiscard]] Status ReadAt(int64_t offset, size_t size, std::vector<uint8_t>* out);
 
  private:
   ReadFunction read_;

@@ -11,13 +11,13 @@ class QorProbedTrackReader final : public QorTrackReader {
   explicit QorProbedTrackReader(ProbedTrack track) : track_(track) {}
   const char* ClassName() const override { return "QorProbedTrackReader"; }
 
-  OSStatus GetTrackInfo(QorTrackID* trackID, FourCharCode* mediaType) override {
+  Status GetTrackInfo(QorTrackID* trackID, FourCC* mediaType) override {
     if (trackID) *trackID = static_cast<QorTrackID>(track_.trackID);
     if (mediaType) *mediaType = track_.mediaType;
     return kNoErr;
   }
 
-  OSStatus CopyProperty(const std::string& key, MxValue* out) override {
+  Status CopyProperty(const std::string& key, MxValue* out) override {
     if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
     if (key == kQorTrackProperty_Enabled) {
       *out = MxValue(true);
@@ -36,14 +36,14 @@ class QorProbedFormatReader final : public QorFormatReader {
       : probe_(std::move(probe)), className_(className) {}
   const char* ClassName() const override { return className_; }
 
-  OSStatus GetTrackCount(int64_t* count) override {
+  Status GetTrackCount(int64_t* count) override {
     if (count == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
     *count = static_cast<int64_t>(probe_.tracks.size());
     return kNoErr;
   }
 
-  OSStatus CopyTrackByIndex(int64_t index, QorTrackReaderRef* track, FourCharCode* mediaType,
-                            QorTrackID* trackID) override {
+  Status CopyTrackByIndex(int64_t index, QorTrackReaderRef* track, FourCC* mediaType,
+                          QorTrackID* trackID) override {
     if (index < 0 || static_cast<uint64_t>(index) >= probe_.tracks.size())
       return QorSignalErrorAt(kMxErrInvalidParameter);
     const ProbedTrack& probed = probe_.tracks[static_cast<size_t>(index)];
@@ -59,7 +59,7 @@ class QorProbedFormatReader final : public QorFormatReader {
 
   // An exact duration answers "Duration" and "EstimatedDuration"; an estimate only the latter.
   // These containers have no track references: the dictionary is empty.
-  OSStatus CopyProperty(const std::string& key, MxValue* out) override {
+  Status CopyProperty(const std::string& key, MxValue* out) override {
     if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
     if (key == kQorFormatReaderProperty_TrackReferenceDictionary) {
       *out = MxValue(MxDictionary{});
@@ -90,12 +90,12 @@ class QorProbedFormatReader final : public QorFormatReader {
 
 }  // namespace
 
-OSStatus QorProbedFormatReaderCreate(MxByteStream* byteStream, ContainerProbeFunction probe,
-                                     const char* className, QorFormatReaderRef* out) {
+Status QorProbedFormatReaderCreate(MxByteStream* byteStream, ContainerProbeFunction probe,
+                                   const char* className, QorFormatReaderRef* out) {
   if (byteStream == nullptr || probe == nullptr || out == nullptr)
     return QorSignalErrorAt(kMxErrInvalidParameter);
   ProbeReader reader = ProbeReader::ForMemory(nullptr, 0);
-  OSStatus status = ProbeReader::ForByteStream(byteStream, &reader);
+  Status status = ProbeReader::ForByteStream(byteStream, &reader);
   if (status != kNoErr) return status;
   ContainerProbe result;
   status = probe(reader, &result);

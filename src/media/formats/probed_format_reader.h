@@ -8,10 +8,10 @@
 #include "media/formats/container_probe.h"
 #include "media/formats/probe_reader.h"
 
-using ContainerProbeFunction = OSStatus (*)(ProbeReader& reader, ContainerProbe* out);
+using ContainerProbeFunction = Status (*)(ProbeReader& reader, ContainerProbe* out);
 
 // Probes the stream with `probe` and makes a reader named `className` over the result; the
 // probe's status is returned when it fails.
-[[nodiscard]] OSStatus QorProbedFormatReaderCreate(MxByteStream* byteStream,
-                                                   ContainerProbeFunction probe,
-                                                   const char* className, QorFormatReaderRef* out);
+[[nodiscard]] Status QorProbedFormatReaderCreate(MxByteStream* byteStream,
+                                                 ContainerProbeFunction probe,
+                                                 const char* className, QorFormatReaderRef* out);

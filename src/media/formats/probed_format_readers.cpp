@@ -10,46 +10,46 @@
 
 namespace {
 
-OSStatus MPEGProbeForPlayback(ProbeReader& reader, ContainerProbe* out) {
+Status MPEGProbeForPlayback(ProbeReader& reader, ContainerProbe* out) {
   return MPEGProbe(reader, false, out);
 }
 
-OSStatus MPEGProbeForPreciseTiming(ProbeReader& reader, ContainerProbe* out) {
+Status MPEGProbeForPreciseTiming(ProbeReader& reader, ContainerProbe* out) {
   return MPEGProbe(reader, true, out);
 }
 
 }  // namespace
 
-OSStatus AVIFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator*,
-                                         const MxDictionary*, QorFormatReaderRef* out) {
+Status AVIFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator*, const MxDictionary*,
+                                       QorFormatReaderRef* out) {
   return QorProbedFormatReaderCreate(byteStream, AVIProbe, "QorAVIFormatReader", out);
 }
 
-OSStatus MPEGFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator*,
-                                          const MxDictionary*, QorFormatReaderRef* out) {
+Status MPEGFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator*, const MxDictionary*,
+                                        QorFormatReaderRef* out) {
   return QorProbedFormatReaderCreate(byteStream, MPEGProbeForPlayback, "QorMPEGFormatReader", out);
 }
 
-OSStatus MPEGFormatReaderCreateFromStreamForPreciseTiming(MxByteStream* byteStream, MxAllocator*,
-                                                          const MxDictionary*,
-                                                          QorFormatReaderRef* out) {
+Status MPEGFormatReaderCreateFromStreamForPreciseTiming(MxByteStream* byteStream, MxAllocator*,
+                                                        const MxDictionary*,
+                                                        QorFormatReaderRef* out) {
   return QorProbedFormatReaderCreate(byteStream, MPEGProbeForPreciseTiming, "QorMPEGFormatReader",
                                      out);
 }
 
-OSStatus DVFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator*, const MxDictionary*,
-                                        QorFormatReaderRef* out) {
+Status DVFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator*, const MxDictionary*,
+                                      QorFormatReaderRef* out) {
   return QorProbedFormatReaderCreate(byteStream, DVProbe, "QorDVFormatReader", out);
 }
 
-OSStatus QorAudioFileFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator*,
-                                                  const MxDictionary*, QorFormatReaderRef* out) {
+Status QorAudioFileFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator*,
+                                                const MxDictionary*, QorFormatReaderRef* out) {
   return QorProbedFormatReaderCreate(byteStream, AudioFileProbe, "QorAudioFileFormatReader", out);
 }
 
-OSStatus QorAudioFileStreamFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator*,
-                                                        const MxDictionary*,
-                                                        QorFormatReaderRef* out) {
+Status QorAudioFileStreamFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator*,
+                                                      const MxDictionary*,
+                                                      QorFormatReaderRef* out) {
   return QorProbedFormatReaderCreate(byteStream, AudioStreamProbe, "QorAudioFileStreamFormatReader",
                                      out);
 }

@@ -37,8 +37,8 @@ const QorReaderRegistry* ProcessRegistry() {
 
 }  // namespace
 
-OSStatus QorFormatReaderCreateForStream(MxByteStream* stream, MxAllocator* allocator,
-                                        const MxDictionary* options, QorFormatReaderRef* out) {
+Status QorFormatReaderCreateForStream(MxByteStream* stream, MxAllocator* allocator,
+                                      const MxDictionary* options, QorFormatReaderRef* out) {
   return QorFormatReaderCreateForStreamWithRegistry(ProcessRegistry(), stream, allocator, options,
                                                     out);
 }

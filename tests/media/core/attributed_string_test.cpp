@@ -79,7 +79,7 @@ TEST(AttributedString, AddingThroughAMergeCacheMatchesAddingCopies) {
     }
     const MxRange range{(step * 7) % 10, 1 + step % 4};
     const auto& style = styles[static_cast<size_t>(step * 5) % styles.size()];
-    const OSStatus status = copied->AddAttributes(range, *style);
+    const Status status = copied->AddAttributes(range, *style);
     ASSERT_EQ(cached->AddAttributes(range, style, &cache), status) << step;
   }
   EXPECT_EQ(RunsOf(*cached), RunsOf(*copied));
@@ -147,8 +147,8 @@ TEST(TextEncoding, RejectsInvalidInput) {
   };
   for (const Case& c : utf8Cases) {
     std::u16string units;
-    OSStatus status = MxTextCreateUTF16FromUTF8(reinterpret_cast<const uint8_t*>(c.utf8.data()),
-                                                c.utf8.size(), &units);
+    Status status = MxTextCreateUTF16FromUTF8(reinterpret_cast<const uint8_t*>(c.utf8.data()),
+                                              c.utf8.size(), &units);
     EXPECT_EQ(status, c.valid ? kNoErr : kQorTextSampleErrStringCreation) << c.utf8;
     if (!c.valid) continue;
     std::string back;

@@ -34,7 +34,7 @@ TEST(BlockBuffer, AppendValidation) {
     void* memory;
     size_t blockLength, offset, length;
     MxAllocator* allocator;
-    OSStatus expected;
+    Status expected;
   } cases[] = {
       {block, 10, 10, 10, null, -12703},  {block, 10, 6, 5, null, -12704},
       {block, 0, 0, 1, null, -12704},     {block, 10, 0, 0, null, -12704},

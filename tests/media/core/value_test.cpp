@@ -9,8 +9,7 @@ namespace {
 
 TEST(Value, ArraysAndObjectReferences) {
   MxFormatDescriptionRef d;
-  ASSERT_EQ(MxFormatDescriptionCreate(nullptr, MxFourCharCode("text"), MxFourCharCode("text"),
-                                      nullptr, &d),
+  ASSERT_EQ(MxFormatDescriptionCreate(nullptr, MxFourCC("text"), MxFourCC("text"), nullptr, &d),
             kNoErr);
   {
     MxValue array(MxArray{MxValue(d), MxValue(int32_t{3})});

@@ -15,17 +15,17 @@ struct Bare final : Base {
 // A cursor over one sample at a fixed place in a stream.
 struct OneSampleCursor final : QorSampleCursor {
   const char* ClassName() const override { return "OneSample"; }
-  OSStatus CopySampleLocation(QorSampleLocation* out) override {
+  Status CopySampleLocation(QorSampleLocation* out) override {
     if (!located) return QorSampleCursor::CopySampleLocation(out);
     *out = {stream, offset, length};
     return kNoErr;
   }
-  OSStatus GetOutputTiming(MxTime* pts, MxTime* duration) override {
+  Status GetOutputTiming(MxTime* pts, MxTime* duration) override {
     *pts = MxTimeMake(1500, 1000);
     *duration = MxTimeMake(250, 1000);
     return kNoErr;
   }
-  OSStatus CopyFormatDescription(MxFormatDescriptionRef* out) override {
+  Status CopyFormatDescription(MxFormatDescriptionRef* out) override {
     *out = description;
     return kNoErr;
   }
@@ -39,8 +39,8 @@ TEST(FormatReader, ByteStreamGeneratorLoadsTheSampleTheCursorLocates) {
   const uint8_t bytes[] = {'x', 'x', 0, 2, 'H', 'i', 'y'};
   auto cursor = MxRef<OneSampleCursor>::Adopt(new OneSampleCursor);
   ASSERT_EQ(MxByteStreamCreateForMemory(bytes, sizeof bytes, &cursor->stream), kNoErr);
-  ASSERT_EQ(MxFormatDescriptionCreate(nullptr, MxFourCharCode("sbtl"), MxFourCharCode("tx3g"),
-                                      nullptr, &cursor->description),
+  ASSERT_EQ(MxFormatDescriptionCreate(nullptr, MxFourCC("sbtl"), MxFourCC("tx3g"), nullptr,
+                                      &cursor->description),
             kNoErr);
   QorFormatReaderRef readerRef = QorFormatReaderRef::Adopt(new Bare<QorFormatReader>);
   QorFormatReader* reader = readerRef.get();
@@ -51,7 +51,7 @@ TEST(FormatReader, ByteStreamGeneratorLoadsTheSampleTheCursorLocates) {
             kNoErr);
   struct Case {
     int64_t offset, length;
-    OSStatus status;
+    Status status;
     std::string data;
   } cases[] = {
       {2, 4, kNoErr, std::string("\0\2Hi", 4)},

@@ -11,7 +11,7 @@ namespace {
 
 // The readers' calls, in order, and what each answers.
 std::vector<std::string> calls;
-std::map<std::string, OSStatus> answers;
+std::map<std::string, Status> answers;
 
 class Reader final : public QorFormatReader {
  public:
@@ -19,9 +19,9 @@ class Reader final : public QorFormatReader {
 };
 
 template <const char* kName>
-OSStatus Recording(MxByteStream*, MxAllocator*, const MxDictionary*, QorFormatReaderRef* out) {
+Status Recording(MxByteStream*, MxAllocator*, const MxDictionary*, QorFormatReaderRef* out) {
   calls.push_back(kName);
-  OSStatus status = answers.count(kName) ? answers[kName] : kNoErr;
+  Status status = answers.count(kName) ? answers[kName] : kNoErr;
   if (status == kNoErr) *out = QorFormatReaderRef::Adopt(new Reader);
   return status;
 }
@@ -49,7 +49,7 @@ QorReaderRegistryConfiguration Recorders(std::string preference = "") {
 class DescribedStream final : public MxByteStream {
  public:
   const char* ClassName() const override { return "DescribedStream"; }
-  OSStatus CopyProperty(const std::string& key, MxValue* out) override {
+  Status CopyProperty(const std::string& key, MxValue* out) override {
     auto it = properties.find(key);
     if (it == properties.end()) return kMxErrPropertyNotSupported;
     *out = it->second;
@@ -127,9 +127,9 @@ TEST(ReaderRegistry, Selection) {
   struct Case {
     const char* name;
     MxDictionary properties;
-    std::map<std::string, OSStatus> answers;
+    std::map<std::string, Status> answers;
     const MxDictionary* options;
-    OSStatus status;
+    Status status;
     std::vector<std::string> calls;
   } cases[] = {
       {"extension, any case", Named("/m/clip.MOV"), {}, nullptr, kNoErr, {kMovie}},
@@ -199,7 +199,7 @@ TEST(ReaderRegistry, Selection) {
 TEST(ReaderRegistry, ProcessRegistryIsBuiltOnce) {
   struct Case {
     const char* path;
-    OSStatus status;
+    Status status;
   } cases[] = {{"x.avi", kMxErrUnimplemented},
                {"x.txt", kMxErrNoFormatReader},
                {"y.ts", kMxErrUnimplemented}};

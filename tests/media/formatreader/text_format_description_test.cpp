@@ -6,9 +6,9 @@
 
 namespace {
 
-constexpr FourCharCode kSbtl = MxFourCharCode("sbtl");
+constexpr FourCC kSbtl = MxFourCC("sbtl");
 
-OSStatus Make(const Bytes& entry, MxFormatDescriptionRef* out, FourCharCode type = kSbtl) {
+Status Make(const Bytes& entry, MxFormatDescriptionRef* out, FourCC type = kSbtl) {
   return MxTextFormatDescriptionCreateFromBigEndianTextDescriptionData(
       nullptr, entry.b.data(), entry.size(), nullptr, type, out);
 }
@@ -37,7 +37,7 @@ TEST(TextFormatDescription, TimedTextEntryGivesEveryDefault) {
       Make(TimedTextEntry(0xA0000000, 1, 5, Bytes().box("ftab", FontTable({{1, "Serif"}}))), &d),
       kNoErr);
   EXPECT_EQ(MxFormatDescriptionGetMediaType(d.get()), kSbtl);
-  EXPECT_EQ(MxFormatDescriptionGetMediaSubType(d.get()), MxFourCharCode("tx3g"));
+  EXPECT_EQ(MxFormatDescriptionGetMediaSubType(d.get()), MxFourCC("tx3g"));
   int32_t flags = 0;
   ASSERT_EQ(MxTextFormatDescriptionGetDisplayFlags(d.get(), &flags), kNoErr);
   EXPECT_EQ(static_cast<uint32_t>(flags), 0xA0000000u);
@@ -78,7 +78,7 @@ TEST(TextFormatDescription, TimedTextEntryGivesEveryDefault) {
 
 TEST(TextFormatDescription, ClassicTextEntry) {
   MxFormatDescriptionRef d;
-  ASSERT_EQ(Make(ClassicTextEntry(""), &d, MxFourCharCode("text")), kNoErr);
+  ASSERT_EQ(Make(ClassicTextEntry(""), &d, MxFourCC("text")), kNoErr);
   const MxValue* fontName = MxFormatDescriptionGetExtension(d.get(), "DefaultFontName");
   ASSERT_NE(fontName, nullptr);
   EXPECT_EQ(*fontName->GetString(), "");  // an empty name is still a name
@@ -193,7 +193,7 @@ TEST(TextFormatDescription, RefusedEntries) {
   struct Case {
     const char* name;
     Bytes entry;
-    OSStatus status;
+    Status status;
   } cases[] = {
       {"unknown entry type", TimedTextEntry(0, 1, 0, {}, "mp4v"), kMxTextDescErrUnknownEntryType},
       {"timed text one byte short", timed45, kMxTextDescErrMalformed},
@@ -217,7 +217,7 @@ TEST(TextFormatDescription, RefusedEntries) {
   EXPECT_EQ(Dict(d.get(), "FontTable"), nullptr);
   // Getters refuse descriptions that are not text.
   MxFormatDescriptionRef video;
-  ASSERT_EQ(Make(timed, &video, MxFourCharCode("vide")), kNoErr);
+  ASSERT_EQ(Make(timed, &video, MxFourCC("vide")), kNoErr);
   EXPECT_EQ(MxTextFormatDescriptionGetDisplayFlags(video.get(), &flags),
             kMxTextDescErrMissingValue);
   EXPECT_EQ(MxTextFormatDescriptionGetDisplayFlags(nullptr, &flags), kMxTextDescErrMissingValue);

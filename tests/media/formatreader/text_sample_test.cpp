@@ -15,7 +15,7 @@ namespace {
 MxFormatDescriptionRef Description(const Bytes& entry) {
   MxFormatDescriptionRef d;
   EXPECT_EQ(MxTextFormatDescriptionCreateFromBigEndianTextDescriptionData(
-                nullptr, entry.b.data(), entry.size(), nullptr, MxFourCharCode("sbtl"), &d),
+                nullptr, entry.b.data(), entry.size(), nullptr, MxFourCC("sbtl"), &d),
             kNoErr);
   return d;
 }
@@ -98,7 +98,7 @@ TEST(TextSample, DecodesTextStylesAndMarks) {
     const char* name;
     Bytes sample;
     uint32_t flags;
-    OSStatus status;
+    Status status;
     std::string text;
     std::string runs;
     bool forced;

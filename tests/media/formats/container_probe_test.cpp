@@ -20,11 +20,11 @@
 
 namespace {
 
-using Probe = std::function<OSStatus(ProbeReader&, ContainerProbe*)>;
+using Probe = std::function<Status(ProbeReader&, ContainerProbe*)>;
 
 enum Family { kMPEG, kAVI, kDV, kAudioFile, kAudioStream };
 
-OSStatus RunProbe(Family family, ProbeReader& reader, ContainerProbe* out) {
+Status RunProbe(Family family, ProbeReader& reader, ContainerProbe* out) {
   switch (family) {
     case kMPEG:
       return MPEGProbe(reader, false, out);
@@ -40,7 +40,7 @@ OSStatus RunProbe(Family family, ProbeReader& reader, ContainerProbe* out) {
   return kMxErrInvalidParameter;
 }
 
-OSStatus NotMineCode(Family family) {
+Status NotMineCode(Family family) {
   return family == kMPEG ? kMxErrNotMPEGStream : kMxErrFormatNotRecognised;
 }
 
@@ -117,10 +117,9 @@ Reference FfprobeReference(const std::string& path) {
 std::vector<std::string> TypeNames(const ContainerProbe& probe) {
   std::vector<std::string> names;
   for (const ProbedTrack& track : probe.tracks)
-    names.push_back(track.mediaType == kProbeMediaType_Video ? "video"
-                    : track.mediaType == kProbeMediaType_Sound
-                        ? "audio"
-                        : MxFourCharCodeToString(track.mediaType));
+    names.push_back(track.mediaType == kProbeMediaType_Video   ? "video"
+                    : track.mediaType == kProbeMediaType_Sound ? "audio"
+                                                               : MxFourCCToString(track.mediaType));
   std::sort(names.begin(), names.end());
   return names;
 }
@@ -232,8 +231,8 @@ TEST_F(ContainerProbeTest, OtherKindsOfDataAreRefusedWithTheProbesCode) {
 // Files cut short give a result or a clear code, never a crash; files cut inside their
 // headers are damaged or not recognised.
 TEST_F(ContainerProbeTest, TruncatedFilesGiveAClearCode) {
-  const std::set<OSStatus> clear = {kNoErr, kMxErrNotMPEGStream, kMxErrFormatNotRecognised,
-                                    kMxErrFormatDamaged};
+  const std::set<Status> clear = {kNoErr, kMxErrNotMPEGStream, kMxErrFormatNotRecognised,
+                                  kMxErrFormatDamaged};
   for (const MediaCase& c : kCases) {
     if (!made_[c.name]) continue;
     const std::string bytes = ReadFile(Path(c.name));
@@ -244,7 +243,7 @@ TEST_F(ContainerProbeTest, TruncatedFilesGiveAClearCode) {
       ProbeReader reader =
           ProbeReader::ForMemory(reinterpret_cast<const uint8_t*>(bytes.data()), length);
       ContainerProbe probe;
-      const OSStatus status = RunProbe(c.family, reader, &probe);
+      const Status status = RunProbe(c.family, reader, &probe);
       EXPECT_TRUE(clear.count(status)) << status;
       if (length <= 3) {
         EXPECT_NE(status, kNoErr);
@@ -276,7 +275,7 @@ TEST_F(ContainerProbeTest, HugeFilesAreProbedWithinTheReadBudget) {
       for (size_t i = 0; i < size; i++)
         destination[i] = static_cast<uint8_t>(bytes[(static_cast<size_t>(offset) + i) % unit]);
       *got = size;
-      return OSStatus{kNoErr};
+      return Status{kNoErr};
     };
     ProbeReader reader(read, length);
     ContainerProbe probe;

@@ -13,14 +13,14 @@ struct ReaderCase {
   const char* name;
   const char* ffmpeg;  // ffmpeg arguments making the file, or null for `bytes`
   const char* bytes;
-  OSStatus status;
-  std::vector<FourCharCode> mediaTypes;
+  Status status;
+  std::vector<FourCC> mediaTypes;
   bool accurate;
   double seconds;
 };
 
-const FourCharCode kVide = MxFourCharCode("vide");
-const FourCharCode kSoun = MxFourCharCode("soun");
+const FourCC kVide = MxFourCC("vide");
+const FourCC kSoun = MxFourCC("soun");
 
 const ReaderCase kReaderCases[] = {
     {"clip.ts",
@@ -90,10 +90,10 @@ TEST(ProbedFormatReader, SelectedReadersListTracksAndDurations) {
 
     int64_t count = 0;
     ASSERT_EQ(QorFormatReaderGetTrackCount(reader.get(), &count), kNoErr);
-    std::vector<FourCharCode> types;
+    std::vector<FourCC> types;
     for (int64_t i = 0; i < count; i++) {
       QorTrackReaderRef track;
-      FourCharCode type = 0;
+      FourCC type = 0;
       QorTrackID id = 0, infoId = 0;
       ASSERT_EQ(QorFormatReaderCopyTrackByIndex(reader.get(), i, &track, &type, &id), kNoErr);
       ASSERT_EQ(QorTrackReaderGetTrackInfo(track.get(), &infoId, nullptr), kNoErr);
@@ -114,7 +114,7 @@ TEST(ProbedFormatReader, SelectedReadersListTracksAndDurations) {
     EXPECT_EQ(accurate.GetBool(), c.accurate);
     ASSERT_EQ(reader->CopyProperty(kQorFormatReaderProperty_EstimatedDuration, &estimate), kNoErr);
     EXPECT_NEAR(Seconds(estimate), c.seconds, 0.05);
-    const OSStatus exact = reader->CopyProperty(kQorFormatReaderProperty_Duration, &duration);
+    const Status exact = reader->CopyProperty(kQorFormatReaderProperty_Duration, &duration);
     if (c.accurate) {
       ASSERT_EQ(exact, kNoErr);
       EXPECT_EQ(Seconds(duration), Seconds(estimate));

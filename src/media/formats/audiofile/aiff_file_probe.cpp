@@ -23,21 +23,20 @@ constexpr double kMaxSampleRate = 1e7;
 
 }  // namespace
 
-OSStatus AIFFFileProbe(ProbeReader& reader, ContainerProbe* out) {
+Status AIFFFileProbe(ProbeReader& reader, ContainerProbe* out) {
   if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   *out = ContainerProbe{};
   std::vector<uint8_t> bytes;
-  OSStatus status = reader.ReadAt(0, 12, &bytes);
+  Status status = reader.ReadAt(0, 12, &bytes);
   if (status != kNoErr) return status;
   MxByteCursor head(bytes.data(), bytes.size());
   uint32_t form = 0, formSize = 0, type = 0;
   if (!head.ReadU32(&form) || !head.ReadU32(&formSize) || !head.ReadU32(&type) ||
-      form != MxFourCharCode("FORM") ||
-      (type != MxFourCharCode("AIFF") && type != MxFourCharCode("AIFC")))
+      form != MxFourCC("FORM") || (type != MxFourCC("AIFF") && type != MxFourCC("AIFC")))
     return kMxErrFormatNotRecognised;
 
   bool haveCommon = false, haveSound = false;
-  uint32_t frames = 0, compression = MxFourCharCode("NONE");
+  uint32_t frames = 0, compression = MxFourCC("NONE");
   uint16_t channels = 0, bits = 0;
   double rate = 0;
   uint64_t soundBytes = 0;
@@ -48,7 +47,7 @@ OSStatus AIFFFileProbe(ProbeReader& reader, ContainerProbe* out) {
     MxByteCursor chunk(bytes.data(), bytes.size());
     uint32_t tag = 0, size = 0;
     if (!chunk.ReadU32(&tag) || !chunk.ReadU32(&size)) break;
-    if (tag == MxFourCharCode("COMM")) {
+    if (tag == MxFourCC("COMM")) {
       status = reader.ReadAt(at + 8, 22, &bytes);
       if (status != kNoErr) return status;
       MxByteCursor body(bytes.data(), bytes.size());
@@ -57,12 +56,12 @@ OSStatus AIFFFileProbe(ProbeReader& reader, ContainerProbe* out) {
       if (!body.ReadU16(&channels) || !body.ReadU32(&frames) || !body.ReadU16(&bits) ||
           !body.ReadU16(&exponent) || !body.ReadU64(&mantissa))
         return QorSignalErrorAt(kMxErrFormatDamaged);
-      if (type == MxFourCharCode("AIFC") && !body.ReadU32(&compression))
+      if (type == MxFourCC("AIFC") && !body.ReadU32(&compression))
         return QorSignalErrorAt(kMxErrFormatDamaged);
       rate = ExtendedToDouble(exponent, mantissa);
       if (!(rate > 0 && rate <= kMaxSampleRate)) return QorSignalErrorAt(kMxErrFormatDamaged);
       haveCommon = true;
-    } else if (tag == MxFourCharCode("SSND")) {
+    } else if (tag == MxFourCC("SSND")) {
       // The sound data starts with an offset and a block size.
       const int64_t available = reader.Length() - (at + 16);
       soundBytes = available <= 0 ? 0
@@ -75,13 +74,12 @@ OSStatus AIFFFileProbe(ProbeReader& reader, ContainerProbe* out) {
   }
   if (!haveCommon) return QorSignalErrorAt(kMxErrFormatDamaged);
   // IMA ADPCM counts packets of 64 sample frames.
-  uint64_t sampleFrames = uint64_t{frames} * (compression == MxFourCharCode("ima4") ? 64 : 1);
+  uint64_t sampleFrames = uint64_t{frames} * (compression == MxFourCC("ima4") ? 64 : 1);
   // Uncompressed sound cut short keeps the frames it has.
-  const bool uncompressed =
-      compression == MxFourCharCode("NONE") || compression == MxFourCharCode("sowt") ||
-      compression == MxFourCharCode("twos") || compression == MxFourCharCode("raw ") ||
-      compression == MxFourCharCode("fl32") || compression == MxFourCharCode("fl64") ||
-      compression == MxFourCharCode("in24") || compression == MxFourCharCode("in32");
+  const bool uncompressed = compression == MxFourCC("NONE") || compression == MxFourCC("sowt") ||
+                            compression == MxFourCC("twos") || compression == MxFourCC("raw ") ||
+                            compression == MxFourCC("fl32") || compression == MxFourCC("fl64") ||
+                            compression == MxFourCC("in24") || compression == MxFourCC("in32");
   const uint64_t frameBytes = uint64_t{channels} * ((bits + 7u) / 8u);
   if (uncompressed && frameBytes != 0)
     sampleFrames = std::min(sampleFrames, haveSound ? soundBytes / frameBytes : 0);

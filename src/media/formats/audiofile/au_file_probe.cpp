@@ -31,15 +31,15 @@ uint32_t BytesPerSample(uint32_t encoding) {
 
 }  // namespace
 
-OSStatus AUFileProbe(ProbeReader& reader, ContainerProbe* out) {
+Status AUFileProbe(ProbeReader& reader, ContainerProbe* out) {
   if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   *out = ContainerProbe{};
   std::vector<uint8_t> bytes;
-  OSStatus status = reader.ReadAt(0, 24, &bytes);
+  Status status = reader.ReadAt(0, 24, &bytes);
   if (status != kNoErr) return status;
   MxByteCursor head(bytes.data(), bytes.size());
   uint32_t magic = 0, dataOffset = 0, dataSize = 0, encoding = 0, rate = 0, channels = 0;
-  if (!head.ReadU32(&magic) || magic != MxFourCharCode(".snd")) return kMxErrFormatNotRecognised;
+  if (!head.ReadU32(&magic) || magic != MxFourCC(".snd")) return kMxErrFormatNotRecognised;
   if (!head.ReadU32(&dataOffset) || !head.ReadU32(&dataSize) || !head.ReadU32(&encoding) ||
       !head.ReadU32(&rate) || !head.ReadU32(&channels) || dataOffset < 24 || rate == 0 ||
       channels == 0 || BytesPerSample(encoding) == 0)

@@ -2,10 +2,10 @@
 
 #include "media/core/error_signal.h"
 
-OSStatus AudioFileProbe(ProbeReader& reader, ContainerProbe* out) {
+Status AudioFileProbe(ProbeReader& reader, ContainerProbe* out) {
   if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   for (auto probe : {WaveFileProbe, AIFFFileProbe, CAFFileProbe, AUFileProbe}) {
-    OSStatus status = probe(reader, out);
+    Status status = probe(reader, out);
     if (status != kMxErrFormatNotRecognised) return status;
   }
   return QorSignalErrorAt(kMxErrFormatNotRecognised);

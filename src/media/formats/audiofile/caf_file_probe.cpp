@@ -20,17 +20,16 @@ double DoubleFromBits(uint64_t bits) {
 
 }  // namespace
 
-OSStatus CAFFileProbe(ProbeReader& reader, ContainerProbe* out) {
+Status CAFFileProbe(ProbeReader& reader, ContainerProbe* out) {
   if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   *out = ContainerProbe{};
   std::vector<uint8_t> bytes;
-  OSStatus status = reader.ReadAt(0, 8, &bytes);
+  Status status = reader.ReadAt(0, 8, &bytes);
   if (status != kNoErr) return status;
   MxByteCursor head(bytes.data(), bytes.size());
   uint32_t magic = 0;
   uint16_t version = 0;
-  if (!head.ReadU32(&magic) || magic != MxFourCharCode("caff") || !head.ReadU16(&version) ||
-      version != 1)
+  if (!head.ReadU32(&magic) || magic != MxFourCC("caff") || !head.ReadU16(&version) || version != 1)
     return kMxErrFormatNotRecognised;
 
   bool haveDescription = false, havePackets = false, haveData = false;
@@ -47,18 +46,18 @@ OSStatus CAFFileProbe(ProbeReader& reader, ContainerProbe* out) {
     if (!chunk.ReadU32(&tag) || !chunk.ReadU64(&size)) break;
     const int64_t available = reader.Length() - (at + 12);
     const bool toTheEnd = size == ~uint64_t{0} || size > static_cast<uint64_t>(available);
-    if (tag == MxFourCharCode("data")) {
+    if (tag == MxFourCC("data")) {
       haveData = true;
       // The data starts with a 4-byte edit count.
       const uint64_t whole = toTheEnd ? static_cast<uint64_t>(available) : size;
       dataSize = whole >= 4 ? whole - 4 : 0;
-    } else if (tag == MxFourCharCode("desc") || tag == MxFourCharCode("pakt")) {
+    } else if (tag == MxFourCC("desc") || tag == MxFourCC("pakt")) {
       status = reader.ReadAt(at + 12, 32, &bytes);
       if (status != kNoErr) return status;
       MxByteCursor body(bytes.data(), bytes.size());
       uint64_t rateBits = 0, packets = 0;
       uint32_t formatID = 0, flags = 0;
-      if (tag == MxFourCharCode("desc")) {
+      if (tag == MxFourCC("desc")) {
         haveDescription = body.ReadU64(&rateBits) && body.ReadU32(&formatID) &&
                           body.ReadU32(&flags) && body.ReadU32(&bytesPerPacket) &&
                           body.ReadU32(&framesPerPacket);

@@ -15,17 +15,16 @@ bool IsLinearFormat(uint16_t tag) {
 
 }  // namespace
 
-OSStatus WaveFileProbe(ProbeReader& reader, ContainerProbe* out) {
+Status WaveFileProbe(ProbeReader& reader, ContainerProbe* out) {
   if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   *out = ContainerProbe{};
   std::vector<uint8_t> bytes;
-  OSStatus status = reader.ReadAt(0, 12, &bytes);
+  Status status = reader.ReadAt(0, 12, &bytes);
   if (status != kNoErr) return status;
   MxByteCursor head(bytes.data(), bytes.size());
   uint32_t riff = 0, riffSize = 0, wave = 0;
   if (!head.ReadU32(&riff) || !head.ReadU32LE(&riffSize) || !head.ReadU32(&wave) ||
-      (riff != MxFourCharCode("RIFF") && riff != MxFourCharCode("RF64")) ||
-      wave != MxFourCharCode("WAVE"))
+      (riff != MxFourCC("RIFF") && riff != MxFourCC("RF64")) || wave != MxFourCC("WAVE"))
     return kMxErrFormatNotRecognised;
 
   bool haveFormat = false, haveData = false, haveFact = false;
@@ -40,24 +39,23 @@ OSStatus WaveFileProbe(ProbeReader& reader, ContainerProbe* out) {
     uint32_t tag = 0, size32 = 0;
     if (!chunk.ReadU32(&tag) || !chunk.ReadU32LE(&size32)) break;
     uint64_t size = size32;
-    if (tag == MxFourCharCode("data")) {
+    if (tag == MxFourCC("data")) {
       haveData = true;
-      dataSize = size32 == kSizeInDataSize64 && riff == MxFourCharCode("RF64") ? dataSize64 : size;
+      dataSize = size32 == kSizeInDataSize64 && riff == MxFourCC("RF64") ? dataSize64 : size;
       // A file cut short keeps the audio it has.
       const int64_t available = reader.Length() - (at + 8);
       if (available < 0 || dataSize > static_cast<uint64_t>(available))
         dataSize = available < 0 ? 0 : static_cast<uint64_t>(available);
       size = dataSize;
-    } else if (tag == MxFourCharCode("fmt ") || tag == MxFourCharCode("fact") ||
-               tag == MxFourCharCode("ds64")) {
+    } else if (tag == MxFourCC("fmt ") || tag == MxFourCC("fact") || tag == MxFourCC("ds64")) {
       status = reader.ReadAt(at + 8, size32 < 64 ? size32 : 64, &bytes);
       if (status != kNoErr) return status;
       MxByteCursor body(bytes.data(), bytes.size());
-      if (tag == MxFourCharCode("fmt ")) {
+      if (tag == MxFourCC("fmt ")) {
         haveFormat = body.ReadU16LE(&formatTag) && body.ReadU16LE(&channels) &&
                      body.ReadU32LE(&sampleRate) && body.ReadU32LE(&byteRate) &&
                      body.ReadU16LE(&blockAlign);
-      } else if (tag == MxFourCharCode("fact")) {
+      } else if (tag == MxFourCC("fact")) {
         haveFact = body.ReadU32LE(&factFrames);
       } else if (!body.Skip(8) || !body.ReadU64LE(&dataSize64)) {
         return QorSignalErrorAt(kMxErrFormatDamaged);

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "media/core/byte_cursor.h"
-#include "media/core/four_char_code.h"
+#include "media/core/four_cc.h"
 
 namespace {
 
@@ -138,7 +138,7 @@ bool MPEGAudioInfoFrame(const uint8_t* frame, size_t size, bool* haveCount, uint
   MxByteCursor xing(frame, header.size);
   uint32_t tag = 0, flags = 0;
   if (xing.Skip(4 + sideInfo) && xing.ReadU32(&tag) &&
-      (tag == MxFourCharCode("Xing") || tag == MxFourCharCode("Info"))) {
+      (tag == MxFourCC("Xing") || tag == MxFourCC("Info"))) {
     if (!xing.ReadU32(&flags)) return true;
     if ((flags & 1) && xing.ReadU32(frames)) *haveCount = true;
     if ((flags & 2) && !xing.ReadU32(bytes)) *bytes = 0;
@@ -146,7 +146,7 @@ bool MPEGAudioInfoFrame(const uint8_t* frame, size_t size, bool* haveCount, uint
   }
   // 'VBRI' sits 32 bytes after the header: version, delay, quality, bytes, frames.
   MxByteCursor vbri(frame, header.size);
-  if (vbri.Skip(4 + 32) && vbri.ReadU32(&tag) && tag == MxFourCharCode("VBRI")) {
+  if (vbri.Skip(4 + 32) && vbri.ReadU32(&tag) && tag == MxFourCC("VBRI")) {
     if (vbri.Skip(2 + 2 + 2) && vbri.ReadU32(bytes) && vbri.ReadU32(frames)) *haveCount = true;
     return true;
   }

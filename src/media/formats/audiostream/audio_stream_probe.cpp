@@ -28,11 +28,11 @@ class FrameWindow {
   explicit FrameWindow(ProbeReader& reader) : reader_(reader) {}
   // Makes at least `size` bytes at `offset` available (fewer at the end of the data); the bytes
   // stay valid until the next call.
-  [[nodiscard]] OSStatus At(int64_t offset, size_t size, const uint8_t** p, size_t* available) {
+  [[nodiscard]] Status At(int64_t offset, size_t size, const uint8_t** p, size_t* available) {
     if (offset < start_ || offset + static_cast<int64_t>(size) > start_ + Size()) {
       const int64_t start = std::max(int64_t{0}, offset - kLookBehind);
       const size_t want = static_cast<size_t>(offset - start) + std::max(size, kWalkChunk);
-      OSStatus status = reader_.ReadAt(start, want, &bytes_);
+      Status status = reader_.ReadAt(start, want, &bytes_);
       if (status != kNoErr) return status;
       start_ = start;
     }
@@ -51,10 +51,10 @@ class FrameWindow {
 };
 
 // Offset of the audio after any ID3v2 tags.
-OSStatus SkipTags(ProbeReader& reader, int64_t* offset) {
+Status SkipTags(ProbeReader& reader, int64_t* offset) {
   std::vector<uint8_t> header;
   for (int i = 0; i < kMaxTags; i++) {
-    OSStatus status = reader.ReadAt(*offset, 10, &header);
+    Status status = reader.ReadAt(*offset, 10, &header);
     if (status != kNoErr) return status;
     if (header.size() < 10 || memcmp(header.data(), "ID3", 3) != 0) return kNoErr;
     // A synchronisation-safe size: four 7-bit groups.
@@ -76,15 +76,15 @@ struct Walk {
 
 // True when frames of `kind` chain up from `offset`: each header valid and of the same form,
 // each next header exactly where the previous frame ends (or the data ends there).
-OSStatus Chains(FrameWindow& window, int64_t length, AudioFrameKind kind, int64_t offset,
-                AudioFrame* first, bool* chains) {
+Status Chains(FrameWindow& window, int64_t length, AudioFrameKind kind, int64_t offset,
+              AudioFrame* first, bool* chains) {
   *chains = false;
   AudioFrame frame;
   for (int i = 0; i < kFramesToConfirm; i++) {
     if (offset == length && i > 0) break;
     const uint8_t* p = nullptr;
     size_t n = 0;
-    OSStatus status = window.At(offset, 16, &p, &n);
+    Status status = window.At(offset, 16, &p, &n);
     if (status != kNoErr) return status;
     if (!ParseAudioFrameHeader(kind, p, n, &frame)) return kNoErr;
     if (i == 0) *first = frame;
@@ -97,14 +97,14 @@ OSStatus Chains(FrameWindow& window, int64_t length, AudioFrameKind kind, int64_
 }
 
 // Looks for the next place where frames of `kind` chain up, within the sync search distance.
-OSStatus Resync(FrameWindow& window, int64_t length, AudioFrameKind kind, int64_t from,
-                const AudioFrame& first, int64_t* found) {
+Status Resync(FrameWindow& window, int64_t length, AudioFrameKind kind, int64_t from,
+              const AudioFrame& first, int64_t* found) {
   *found = -1;
   const int64_t end = std::min(length, from + static_cast<int64_t>(kSyncSearch));
   for (int64_t offset = from; offset < end; offset++) {
     AudioFrame frame;
     bool chains = false;
-    OSStatus status = Chains(window, length, kind, offset, &frame, &chains);
+    Status status = Chains(window, length, kind, offset, &frame, &chains);
     if (status != kNoErr) return status;
     if (chains && frame.form == first.form && frame.sampleRate == first.sampleRate) {
       *found = offset;
@@ -114,8 +114,8 @@ OSStatus Resync(FrameWindow& window, int64_t length, AudioFrameKind kind, int64_
   return kNoErr;
 }
 
-OSStatus WalkFrames(FrameWindow& window, int64_t length, AudioFrameKind kind, int64_t offset,
-                    const AudioFrame& first, Walk* walk) {
+Status WalkFrames(FrameWindow& window, int64_t length, AudioFrameKind kind, int64_t offset,
+                  const AudioFrame& first, Walk* walk) {
   while (walk->bytes < kWalkBudget) {
     if (offset >= length) {
       walk->reachedEnd = true;
@@ -123,7 +123,7 @@ OSStatus WalkFrames(FrameWindow& window, int64_t length, AudioFrameKind kind, in
     }
     const uint8_t* p = nullptr;
     size_t n = 0;
-    OSStatus status = window.At(offset, 16, &p, &n);
+    Status status = window.At(offset, 16, &p, &n);
     if (status != kNoErr) return status;
     AudioFrame frame;
     if (!ParseAudioFrameHeader(kind, p, n, &frame) || frame.form != first.form ||
@@ -157,15 +157,15 @@ constexpr char kAMRWBMagic[] = "#!AMR-WB\n";
 constexpr uint8_t kAMRSizes[16] = {12, 13, 15, 17, 19, 20, 26, 31, 5, 6, 5, 5, 0, 0, 0, 0};
 constexpr uint8_t kAMRWBSizes[16] = {17, 23, 32, 36, 40, 46, 50, 58, 60, 5, 0, 0, 0, 0, 0, 0};
 
-OSStatus ProbeAMR(ProbeReader& reader, FrameWindow& window, bool wideBand, int64_t offset,
-                  ContainerProbe* out) {
+Status ProbeAMR(ProbeReader& reader, FrameWindow& window, bool wideBand, int64_t offset,
+                ContainerProbe* out) {
   const uint8_t* sizes = wideBand ? kAMRWBSizes : kAMRSizes;
   Walk walk;
   const int64_t length = reader.Length();
   while (walk.bytes < kWalkBudget && !walk.reachedEnd) {
     const uint8_t* p = nullptr;
     size_t n = 0;
-    OSStatus status = window.At(offset, 1, &p, &n);
+    Status status = window.At(offset, 1, &p, &n);
     if (status != kNoErr) return status;
     const int64_t frameSize = n == 0 ? 0 : 1 + sizes[(p[0] >> 3) & 0xF];
     if (n == 0 || offset + frameSize > length) {
@@ -191,11 +191,11 @@ OSStatus ProbeAMR(ProbeReader& reader, FrameWindow& window, bool wideBand, int64
 
 }  // namespace
 
-OSStatus AudioStreamProbe(ProbeReader& reader, ContainerProbe* out) {
+Status AudioStreamProbe(ProbeReader& reader, ContainerProbe* out) {
   if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   *out = ContainerProbe{};
   int64_t start = 0;
-  OSStatus status = SkipTags(reader, &start);
+  Status status = SkipTags(reader, &start);
   if (status != kNoErr) return status;
   const int64_t length = reader.Length();
   FrameWindow window(reader);

@@ -10,16 +10,16 @@ constexpr size_t kMaxHeaderList = 1u << 20;
 // Chunks skipped at the top level before the header list is given up on.
 constexpr int kMaxLeadingChunks = 16;
 
-constexpr FourCharCode kRIFF = MxFourCharCode("RIFF");
-constexpr FourCharCode kLIST = MxFourCharCode("LIST");
+constexpr FourCC kRIFF = MxFourCC("RIFF");
+constexpr FourCC kLIST = MxFourCC("LIST");
 
 // Four-character codes are stored in file order, which reads as big-endian.
-bool ReadTag(MxByteCursor& cursor, FourCharCode* tag) {
+bool ReadTag(MxByteCursor& cursor, FourCC* tag) {
   return cursor.ReadU32(tag);
 }
 
 struct StreamHeader {
-  FourCharCode type = 0;
+  FourCC type = 0;
   uint32_t scale = 0, rate = 0, start = 0, length = 0;
 };
 
@@ -28,11 +28,11 @@ bool ParseStreamHeader(MxByteCursor body, StreamHeader* out) {
          body.ReadU32LE(&out->rate) && body.ReadU32LE(&out->start) && body.ReadU32LE(&out->length);
 }
 
-FourCharCode MediaTypeOfStream(FourCharCode type) {
-  if (type == MxFourCharCode("vids")) return kProbeMediaType_Video;
-  if (type == MxFourCharCode("auds")) return kProbeMediaType_Sound;
-  if (type == MxFourCharCode("txts")) return kProbeMediaType_Text;
-  if (type == MxFourCharCode("mids")) return kProbeMediaType_Music;
+FourCC MediaTypeOfStream(FourCC type) {
+  if (type == MxFourCC("vids")) return kProbeMediaType_Video;
+  if (type == MxFourCC("auds")) return kProbeMediaType_Sound;
+  if (type == MxFourCC("txts")) return kProbeMediaType_Text;
+  if (type == MxFourCC("mids")) return kProbeMediaType_Music;
   return 0;
 }
 
@@ -40,7 +40,7 @@ FourCharCode MediaTypeOfStream(FourCharCode type) {
 // type with `isList` set) and body.
 template <class Visit>
 bool WalkChunks(MxByteCursor list, Visit visit) {
-  FourCharCode tag = 0;
+  FourCC tag = 0;
   uint32_t size = 0;
   while (list.Remaining() >= 8) {
     if (!ReadTag(list, &tag) || !list.ReadU32LE(&size)) return false;
@@ -49,7 +49,7 @@ bool WalkChunks(MxByteCursor list, Visit visit) {
     if (!list.Sub(size <= list.Remaining() ? size : list.Remaining(), &body)) return false;
     if (size & 1) (void)list.Skip(1);
     if (tag == kLIST) {
-      FourCharCode type = 0;
+      FourCC type = 0;
       if (!ReadTag(body, &type)) continue;
       if (!visit(type, true, body)) return false;
     } else if (!visit(tag, false, body)) {
@@ -61,17 +61,17 @@ bool WalkChunks(MxByteCursor list, Visit visit) {
 
 }  // namespace
 
-OSStatus AVIProbe(ProbeReader& reader, ContainerProbe* out) {
+Status AVIProbe(ProbeReader& reader, ContainerProbe* out) {
   if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   *out = ContainerProbe{};
   std::vector<uint8_t> bytes;
-  OSStatus status = reader.ReadAt(0, 12, &bytes);
+  Status status = reader.ReadAt(0, 12, &bytes);
   if (status != kNoErr) return status;
   MxByteCursor riff(bytes.data(), bytes.size());
-  FourCharCode tag = 0, form = 0;
+  FourCC tag = 0, form = 0;
   uint32_t riffSize = 0;
   if (!ReadTag(riff, &tag) || tag != kRIFF || !riff.ReadU32LE(&riffSize) || !ReadTag(riff, &form) ||
-      form != MxFourCharCode("AVI "))
+      form != MxFourCC("AVI "))
     return QorSignalErrorAt(kMxErrFormatNotRecognised);
 
   // Find the header list among the first top-level chunks (it normally comes first).
@@ -82,9 +82,9 @@ OSStatus AVIProbe(ProbeReader& reader, ContainerProbe* out) {
     if (status != kNoErr) return status;
     MxByteCursor chunk(bytes.data(), bytes.size());
     uint32_t size = 0;
-    FourCharCode type = 0;
+    FourCC type = 0;
     if (!ReadTag(chunk, &tag) || !chunk.ReadU32LE(&size)) break;
-    if (tag == kLIST && ReadTag(chunk, &type) && type == MxFourCharCode("hdrl")) {
+    if (tag == kLIST && ReadTag(chunk, &type) && type == MxFourCC("hdrl")) {
       if (size < 4) break;
       if (size - 4 > kMaxHeaderList) return QorSignalErrorAt(kMxErrFormatDamaged);
       status = reader.ReadAt(at + 12, size - 4, &header);
@@ -102,23 +102,23 @@ OSStatus AVIProbe(ProbeReader& reader, ContainerProbe* out) {
   MxTime duration = kMxTimeInvalid;
   const bool walked =
       WalkChunks(MxByteCursor(header.data(), header.size()),
-                 [&](FourCharCode chunkTag, bool isList, MxByteCursor body) {
-                   if (!isList && chunkTag == MxFourCharCode("avih")) {
+                 [&](FourCC chunkTag, bool isList, MxByteCursor body) {
+                   if (!isList && chunkTag == MxFourCC("avih")) {
                      haveMainHeader = body.ReadU32LE(&microsecondsPerFrame) && body.Skip(12) &&
                                       body.ReadU32LE(&totalFrames);
                      return true;
                    }
-                   if (!isList || chunkTag != MxFourCharCode("strl")) return true;
+                   if (!isList || chunkTag != MxFourCC("strl")) return true;
                    streamNumber++;
                    StreamHeader stream;
                    bool haveStreamHeader = false;
-                   (void)WalkChunks(body, [&](FourCharCode inner, bool innerList, MxByteCursor b) {
-                     if (!innerList && inner == MxFourCharCode("strh") && !haveStreamHeader)
+                   (void)WalkChunks(body, [&](FourCC inner, bool innerList, MxByteCursor b) {
+                     if (!innerList && inner == MxFourCC("strh") && !haveStreamHeader)
                        haveStreamHeader = ParseStreamHeader(b, &stream);
                      return true;
                    });
                    if (!haveStreamHeader) return true;
-                   const FourCharCode mediaType = MediaTypeOfStream(stream.type);
+                   const FourCC mediaType = MediaTypeOfStream(stream.type);
                    if (mediaType != 0) out->tracks.push_back({mediaType, streamNumber});
                    if (stream.rate == 0 || stream.scale == 0) return true;
                    const uint64_t ticks = uint64_t{stream.start} + stream.length;

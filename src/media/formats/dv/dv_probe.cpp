@@ -21,11 +21,11 @@ bool IsFrameStart(const uint8_t* p, size_t size, bool* is625) {
 
 }  // namespace
 
-OSStatus DVProbe(ProbeReader& reader, ContainerProbe* out) {
+Status DVProbe(ProbeReader& reader, ContainerProbe* out) {
   if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   *out = ContainerProbe{};
   std::vector<uint8_t> head;
-  OSStatus status = reader.ReadAt(0, 2 * kDIFBlockSize, &head);
+  Status status = reader.ReadAt(0, 2 * kDIFBlockSize, &head);
   if (status != kNoErr) return status;
   bool is625 = false;
   if (!IsFrameStart(head.data(), head.size(), &is625))

@@ -8,27 +8,27 @@
 #include "media/core/error_signal.h"
 #include "media/formats/movie/movie_boxes.h"
 
-OSStatus InflateCompressedMovieBox(std::span<const uint8_t> payload, uint64_t maxBytes,
-                                   std::vector<uint8_t>* out) {
+Status InflateCompressedMovieBox(std::span<const uint8_t> payload, uint64_t maxBytes,
+                                 std::vector<uint8_t>* out) {
   std::optional<uint32_t> method;
   std::span<const uint8_t> data;
   MxByteCursor c(payload);
   while (!c.AtEnd()) {
     BoxHeader h;
-    if (OSStatus err = ParseBoxHeader(c, c.Remaining(), &h)) return err;
+    if (Status err = ParseBoxHeader(c, c.Remaining(), &h)) return err;
     std::span<const uint8_t> body;
     if (!c.Take(size_t(h.size - h.headerSize), &body)) return QorSignalErrorAt(kMovieErrMalformed);
-    if (h.type == MxFourCharCode("dcom") && !method) {
+    if (h.type == MxFourCC("dcom") && !method) {
       MxByteCursor d(body);
       uint32_t m;
       if (!d.ReadU32(&m)) return QorSignalErrorAt(kMovieErrMalformed);
       method = m;
-    } else if (h.type == MxFourCharCode("cmvd") && data.empty()) {
+    } else if (h.type == MxFourCC("cmvd") && data.empty()) {
       data = body;
     }
   }
   if (!method || data.empty()) return QorSignalErrorAt(kMovieErrMalformed);
-  if (*method != MxFourCharCode("zlib")) return QorSignalErrorAt(kMovieErrUnsupported);
+  if (*method != MxFourCC("zlib")) return QorSignalErrorAt(kMovieErrUnsupported);
 
   MxByteCursor d(data);
   uint32_t declared;

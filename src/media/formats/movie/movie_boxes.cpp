@@ -6,7 +6,7 @@
 
 namespace {
 
-OSStatus Malformed() {
+Status Malformed() {
   return QorSignalErrorAt(kMovieErrMalformed);
 }
 
@@ -36,7 +36,7 @@ bool ParseCountedTable(std::span<const uint8_t> payload, uint32_t entrySize, Ent
 
 }  // namespace
 
-OSStatus ParseBoxHeader(MxByteCursor& cursor, uint64_t available, BoxHeader* out) {
+Status ParseBoxHeader(MxByteCursor& cursor, uint64_t available, BoxHeader* out) {
   MxByteCursor c = cursor;
   uint32_t size32, type;
   if (!c.ReadU32(&size32) || !c.ReadU32(&type)) return Malformed();
@@ -51,7 +51,7 @@ OSStatus ParseBoxHeader(MxByteCursor& cursor, uint64_t available, BoxHeader* out
   } else {
     h.size = size32;
   }
-  if (type == MxFourCharCode("uuid")) {
+  if (type == MxFourCC("uuid")) {
     if (!c.Skip(16)) return Malformed();
     h.headerSize += 16;
   }
@@ -61,14 +61,14 @@ OSStatus ParseBoxHeader(MxByteCursor& cursor, uint64_t available, BoxHeader* out
   return kNoErr;
 }
 
-OSStatus FileTypeBox::Parse(std::span<const uint8_t> payload) {
+Status FileTypeBox::Parse(std::span<const uint8_t> payload) {
   MxByteCursor c(payload);
   if (!c.ReadU32(&majorBrand) || !c.ReadU32(&minorVersion)) return Malformed();
   if (!TakeTable(c, uint32_t(c.Remaining() / 4), 4, &compatibleBrands)) return Malformed();
   return kNoErr;
 }
 
-OSStatus MovieHeaderBox::Parse(std::span<const uint8_t> payload) {
+Status MovieHeaderBox::Parse(std::span<const uint8_t> payload) {
   MxByteCursor c(payload);
   uint8_t version;
   uint32_t flags;
@@ -82,7 +82,7 @@ OSStatus MovieHeaderBox::Parse(std::span<const uint8_t> payload) {
   return kNoErr;
 }
 
-OSStatus TrackHeaderBox::Parse(std::span<const uint8_t> payload) {
+Status TrackHeaderBox::Parse(std::span<const uint8_t> payload) {
   MxByteCursor c(payload);
   uint8_t version;
   uint64_t creation, modification;
@@ -92,7 +92,7 @@ OSStatus TrackHeaderBox::Parse(std::span<const uint8_t> payload) {
   return kNoErr;
 }
 
-OSStatus TrackReferenceTypeBox::Parse(std::span<const uint8_t> payload) {
+Status TrackReferenceTypeBox::Parse(std::span<const uint8_t> payload) {
   MxByteCursor c(payload);
   // The number of IDs is bounded by the payload, which is part of the header already in memory.
   trackIDs.reserve(c.Remaining() / 4);
@@ -115,7 +115,7 @@ EditListBox::Entry EditListBox::At(uint32_t index) const {
   return e;
 }
 
-OSStatus EditListBox::Parse(std::span<const uint8_t> payload) {
+Status EditListBox::Parse(std::span<const uint8_t> payload) {
   MxByteCursor c(payload);
   uint8_t version;
   uint32_t flags, count;
@@ -146,7 +146,7 @@ EditShift InterpretEditList(const std::optional<EditListBox>& editList) {
   return shift;
 }
 
-OSStatus MediaHeaderBox::Parse(std::span<const uint8_t> payload) {
+Status MediaHeaderBox::Parse(std::span<const uint8_t> payload) {
   MxByteCursor c(payload);
   uint8_t version;
   uint32_t flags;
@@ -160,7 +160,7 @@ OSStatus MediaHeaderBox::Parse(std::span<const uint8_t> payload) {
   return kNoErr;
 }
 
-OSStatus HandlerBox::Parse(std::span<const uint8_t> payload) {
+Status HandlerBox::Parse(std::span<const uint8_t> payload) {
   MxByteCursor c(payload);
   uint8_t version;
   uint32_t flags, componentType;
@@ -170,7 +170,7 @@ OSStatus HandlerBox::Parse(std::span<const uint8_t> payload) {
   return kNoErr;
 }
 
-OSStatus ExtendedLanguageBox::Parse(std::span<const uint8_t> payload) {
+Status ExtendedLanguageBox::Parse(std::span<const uint8_t> payload) {
   MxByteCursor c(payload);
   uint8_t version;
   uint32_t flags;
@@ -183,7 +183,7 @@ OSStatus ExtendedLanguageBox::Parse(std::span<const uint8_t> payload) {
   return kNoErr;
 }
 
-OSStatus SampleDescriptionBox::Parse(std::span<const uint8_t> payload) {
+Status SampleDescriptionBox::Parse(std::span<const uint8_t> payload) {
   MxByteCursor c(payload);
   uint8_t version;
   uint32_t flags, count;
@@ -194,7 +194,7 @@ OSStatus SampleDescriptionBox::Parse(std::span<const uint8_t> payload) {
   for (uint32_t i = 0; i < count; ++i) {
     MxByteCursor at = c;
     BoxHeader h;
-    if (OSStatus err = ParseBoxHeader(at, c.Remaining(), &h)) return err;
+    if (Status err = ParseBoxHeader(at, c.Remaining(), &h)) return err;
     std::span<const uint8_t> entry;
     if (!c.Take(size_t(h.size), &entry)) return Malformed();
     entries.push_back(entry);
@@ -207,18 +207,18 @@ uint32_t SampleDescriptionBox::EntryType(size_t index) const {
   return uint32_t(MxLoadBigEndian(entries[index], 4, 4));
 }
 
-OSStatus TimeToSampleBox::Parse(std::span<const uint8_t> payload) {
+Status TimeToSampleBox::Parse(std::span<const uint8_t> payload) {
   return ParseCountedTable(payload, 8, &runs) ? kNoErr : Malformed();
 }
 
-OSStatus CompositionOffsetBox::Parse(std::span<const uint8_t> payload) {
+Status CompositionOffsetBox::Parse(std::span<const uint8_t> payload) {
   uint8_t version = 0;
   if (!ParseCountedTable(payload, 8, &runs, &version)) return Malformed();
   signedOffsets = version == 1;
   return kNoErr;
 }
 
-OSStatus SampleToChunkBox::Parse(std::span<const uint8_t> payload) {
+Status SampleToChunkBox::Parse(std::span<const uint8_t> payload) {
   return ParseCountedTable(payload, 12, &runs) ? kNoErr : Malformed();
 }
 
@@ -240,7 +240,7 @@ uint32_t SampleSizeBox::SizeAt(uint32_t index) const {
   }
 }
 
-OSStatus SampleSizeBox::Parse(std::span<const uint8_t> payload) {
+Status SampleSizeBox::Parse(std::span<const uint8_t> payload) {
   MxByteCursor c(payload);
   uint8_t version;
   uint32_t flags;
@@ -254,7 +254,7 @@ OSStatus SampleSizeBox::Parse(std::span<const uint8_t> payload) {
   return kNoErr;
 }
 
-OSStatus SampleSizeBox::ParseCompact(std::span<const uint8_t> payload) {
+Status SampleSizeBox::ParseCompact(std::span<const uint8_t> payload) {
   MxByteCursor c(payload);
   uint8_t version, fieldSize;
   uint32_t flags, reserved;
@@ -270,6 +270,6 @@ OSStatus SampleSizeBox::ParseCompact(std::span<const uint8_t> payload) {
   return kNoErr;
 }
 
-OSStatus ChunkOffsetBox::Parse(std::span<const uint8_t> payload, bool wide) {
+Status ChunkOffsetBox::Parse(std::span<const uint8_t> payload, bool wide) {
   return ParseCountedTable(payload, wide ? 8 : 4, &offsets) ? kNoErr : Malformed();
 }

@@ -26,28 +26,28 @@ struct TrackState {
   std::string language;                         // from the media header
   std::optional<std::string> extendedLanguage;  // a well-formed 'elng' tag
   std::vector<uint32_t> forcedReferences;       // tracks this one names as forced
-  OSStatus descriptionStatus = kNoErr;
+  Status descriptionStatus = kNoErr;
   MxArray descriptions;
   std::vector<MxFormatDescriptionRef> descriptionObjects;
 };
 
 bool IsTextMediaType(uint32_t type) {
-  return type == MxFourCharCode("sbtl") || type == MxFourCharCode("text");
+  return type == MxFourCC("sbtl") || type == MxFourCC("text");
 }
 
 class MovieFormatReader final : public QorFormatReader {
  public:
   const char* ClassName() const override { return "QorMovieFormatReader"; }
 
-  [[nodiscard]] OSStatus Open(MxByteStream* stream);
+  [[nodiscard]] Status Open(MxByteStream* stream);
 
-  OSStatus CopyProperty(const std::string& key, MxValue* out) override;
-  OSStatus GetTrackCount(int64_t* count) override {
+  Status CopyProperty(const std::string& key, MxValue* out) override;
+  Status GetTrackCount(int64_t* count) override {
     *count = int64_t(tracks_.size());
     return kNoErr;
   }
-  OSStatus CopyTrackByIndex(int64_t index, QorTrackReaderRef* track, FourCharCode* mediaType,
-                            QorTrackID* trackID) override;
+  Status CopyTrackByIndex(int64_t index, QorTrackReaderRef* track, FourCC* mediaType,
+                          QorTrackID* trackID) override;
 
   const TrackState& Track(size_t index) const { return tracks_[index]; }
   // Where sample bytes are read.
@@ -70,14 +70,14 @@ class MovieTrackReader final : public QorTrackReader {
       : reader_(std::move(reader)), index_(index) {}
   const char* ClassName() const override { return "QorMovieTrackReader"; }
 
-  OSStatus GetTrackInfo(QorTrackID* trackID, FourCharCode* mediaType) override {
+  Status GetTrackInfo(QorTrackID* trackID, FourCC* mediaType) override {
     const TrackState& t = State();
     *trackID = QorTrackID(t.boxes->tkhd->trackID);
     if (mediaType) *mediaType = t.boxes->hdlr->handlerType;
     return kNoErr;
   }
-  OSStatus CopySampleCursorService(QorSampleCursorServiceRef* out) override;
-  OSStatus CopyProperty(const std::string& key, MxValue* out) override;
+  Status CopySampleCursorService(QorSampleCursorServiceRef* out) override;
+  Status CopyProperty(const std::string& key, MxValue* out) override;
 
   const TrackState& State() const { return reader_->Track(index_); }
   MovieFormatReader* Reader() const { return reader_.get(); }
@@ -93,7 +93,7 @@ class MovieSampleCursor final : public QorSampleCursor {
       : track_(std::move(track)), position_(position) {}
   const char* ClassName() const override { return "QorMovieSampleCursor"; }
 
-  OSStatus Step(int64_t stepCount, int64_t* stepped) override {
+  Status Step(int64_t stepCount, int64_t* stepped) override {
     int64_t moved = 0;
     if (stepCount > 0) {
       while (moved < stepCount && position_.StepForward()) ++moved;
@@ -105,9 +105,9 @@ class MovieSampleCursor final : public QorSampleCursor {
     return kNoErr;
   }
 
-  OSStatus CopySampleLocation(QorSampleLocation* out) override {
+  Status CopySampleLocation(QorSampleLocation* out) override {
     SampleInfo info;
-    if (OSStatus err = Current(&info)) return err;
+    if (Status err = Current(&info)) return err;
     const uint64_t fileLength = uint64_t(track_->Reader()->FileLength());
     if (info.fileOffset > fileLength || info.size > fileLength - info.fileOffset)
       return QorSignalErrorAt(kMovieErrSampleOutOfRange);
@@ -117,9 +117,9 @@ class MovieSampleCursor final : public QorSampleCursor {
     return kNoErr;
   }
 
-  OSStatus GetOutputTiming(MxTime* presentationTimeStamp, MxTime* duration) override {
+  Status GetOutputTiming(MxTime* presentationTimeStamp, MxTime* duration) override {
     SampleInfo info;
-    if (OSStatus err = Current(&info)) return err;
+    if (Status err = Current(&info)) return err;
     const TrackState& t = track_->State();
     MxTime pts = MxTimeMake(info.presentationTime, t.mediaTimescale);
     if (t.shift.emptyDuration != 0) {
@@ -131,9 +131,9 @@ class MovieSampleCursor final : public QorSampleCursor {
     return kNoErr;
   }
 
-  OSStatus CopyFormatDescription(MxFormatDescriptionRef* out) override {
+  Status CopyFormatDescription(MxFormatDescriptionRef* out) override {
     SampleInfo info;
-    if (OSStatus err = Current(&info)) return err;
+    if (Status err = Current(&info)) return err;
     const TrackState& t = track_->State();
     if (t.descriptionStatus) return t.descriptionStatus;
     // The sample table check keeps the index within the sample descriptions.
@@ -146,7 +146,7 @@ class MovieSampleCursor final : public QorSampleCursor {
  private:
   // The sample at the position, worked out once per position: its location, timing and
   // description are asked for one after the other.
-  [[nodiscard]] OSStatus Current(SampleInfo* out) {
+  [[nodiscard]] Status Current(SampleInfo* out) {
     if (!currentKnown_) {
       currentStatus_ = position_.Current(&current_);
       currentKnown_ = true;
@@ -158,7 +158,7 @@ class MovieSampleCursor final : public QorSampleCursor {
   MxRef<MovieTrackReader> track_;
   SamplePosition position_;
   SampleInfo current_{};
-  OSStatus currentStatus_ = kNoErr;
+  Status currentStatus_ = kNoErr;
   bool currentKnown_ = false;
 };
 
@@ -167,7 +167,7 @@ class MovieSampleCursorService final : public QorSampleCursorService {
   explicit MovieSampleCursorService(MxRef<MovieTrackReader> track) : track_(std::move(track)) {}
   const char* ClassName() const override { return "QorMovieSampleCursorService"; }
 
-  OSStatus CreateCursorAtFirstSample(QorSampleCursorRef* out) override {
+  Status CreateCursorAtFirstSample(QorSampleCursorRef* out) override {
     SamplePosition first = SamplePosition::First(track_->State().table);
     if (first.Empty()) return kMxErrEndOfTrack;  // a track without samples has no first sample
     auto* cursor = new (std::nothrow) MovieSampleCursor(track_, first);
@@ -180,7 +180,7 @@ class MovieSampleCursorService final : public QorSampleCursorService {
   MxRef<MovieTrackReader> track_;
 };
 
-OSStatus MovieTrackReader::CopySampleCursorService(QorSampleCursorServiceRef* out) {
+Status MovieTrackReader::CopySampleCursorService(QorSampleCursorServiceRef* out) {
   auto* service =
       new (std::nothrow) MovieSampleCursorService(MxRef<MovieTrackReader>::Retained(this));
   if (!service) return QorSignalErrorAt(kMxErrAllocationFailed);
@@ -188,7 +188,7 @@ OSStatus MovieTrackReader::CopySampleCursorService(QorSampleCursorServiceRef* ou
   return kNoErr;
 }
 
-OSStatus MovieTrackReader::CopyProperty(const std::string& key, MxValue* out) {
+Status MovieTrackReader::CopyProperty(const std::string& key, MxValue* out) {
   const TrackState& t = State();
   if (key == kQorTrackProperty_LanguageCode) {
     *out = MxValue(t.language);
@@ -217,7 +217,7 @@ OSStatus MovieTrackReader::CopyProperty(const std::string& key, MxValue* out) {
   return kNoErr;
 }
 
-OSStatus MovieFormatReader::CopyProperty(const std::string& key, MxValue* out) {
+Status MovieFormatReader::CopyProperty(const std::string& key, MxValue* out) {
   const MovieHeaderBox& mvhd = *header_->mvhd;
   if (key == kQorFormatReaderProperty_Duration ||
       key == kQorFormatReaderProperty_EstimatedDuration) {
@@ -243,8 +243,8 @@ OSStatus MovieFormatReader::CopyProperty(const std::string& key, MxValue* out) {
   return kNoErr;
 }
 
-OSStatus MovieFormatReader::CopyTrackByIndex(int64_t index, QorTrackReaderRef* track,
-                                             FourCharCode* mediaType, QorTrackID* trackID) {
+Status MovieFormatReader::CopyTrackByIndex(int64_t index, QorTrackReaderRef* track,
+                                           FourCC* mediaType, QorTrackID* trackID) {
   if (index < 0 || uint64_t(index) >= tracks_.size())
     return QorSignalErrorAt(kMxErrInvalidParameter);
   auto* reader =
@@ -265,7 +265,7 @@ void MakeDescriptions(TrackState& t) {
   const SampleDescriptionBox& stsd = *t.boxes->stsd;
   for (size_t i = 0; i < stsd.entries.size(); ++i) {
     MxFormatDescriptionRef description;
-    OSStatus err;
+    Status err;
     if (IsTextMediaType(mediaType)) {
       err = MxTextFormatDescriptionCreateFromBigEndianTextDescriptionData(
           nullptr, stsd.entries[i].data(), stsd.entries[i].size(), nullptr, mediaType,
@@ -300,8 +300,8 @@ MxByteStreamRef SampleStreamFor(MxByteStream* source, int64_t fileLength) {
   return MxByteStreamRef::Retained(source);
 }
 
-OSStatus MovieFormatReader::Open(MxByteStream* stream) {
-  if (OSStatus err = MovieHeaderRead(stream, &header_, &fileLength_)) return err;
+Status MovieFormatReader::Open(MxByteStream* stream) {
+  if (Status err = MovieHeaderRead(stream, &header_, &fileLength_)) return err;
   sampleStream_ = SampleStreamFor(stream, fileLength_);
   const MovieHeaderBox& mvhd = *header_->mvhd;
   if (mvhd.timescale > uint32_t(INT32_MAX) || mvhd.duration > uint64_t(INT64_MAX))
@@ -313,7 +313,7 @@ OSStatus MovieFormatReader::Open(MxByteStream* stream) {
     t.boxes = &header_->tracks[i];
     if (t.boxes->mdhd->timescale > uint32_t(INT32_MAX)) return QorSignalErrorAt(kMovieErrMalformed);
     t.mediaTimescale = int32_t(t.boxes->mdhd->timescale);
-    if (OSStatus err = SampleTable::Make(*t.boxes, &t.table)) return err;
+    if (Status err = SampleTable::Make(*t.boxes, &t.table)) return err;
     t.shift = InterpretEditList(t.boxes->editList);
     if (t.shift.emptyDuration > uint64_t(INT64_MAX)) return QorSignalErrorAt(kMovieErrMalformed);
     t.language = LanguageTagFromMediaLanguage(t.boxes->mdhd->language);
@@ -348,13 +348,13 @@ void MovieFormatReader::KeepForcedReferences() {
 
 }  // namespace
 
-OSStatus CinemoxMovieFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator*,
-                                                  const MxDictionary*, QorFormatReaderRef* out) {
+Status CinemoxMovieFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator*,
+                                                const MxDictionary*, QorFormatReaderRef* out) {
   if (byteStream == nullptr || out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   auto* raw = new (std::nothrow) MovieFormatReader;
   if (!raw) return QorSignalErrorAt(kMxErrAllocationFailed);
   MxRef<MovieFormatReader> reader = MxRef<MovieFormatReader>::Adopt(raw);
-  if (OSStatus err = reader->Open(byteStream)) return err;
+  if (Status err = reader->Open(byteStream)) return err;
   *out = std::move(reader);
   return kNoErr;
 }

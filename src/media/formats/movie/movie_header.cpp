@@ -8,7 +8,7 @@
 
 namespace {
 
-OSStatus Malformed() {
+Status Malformed() {
   return QorSignalErrorAt(kMovieErrMalformed);
 }
 
@@ -18,7 +18,7 @@ struct ParseState {
   bool inflated = false;  // walking the movie box of a compressed movie box
 };
 
-using BoxHandler = OSStatus (*)(ParseState& state, std::span<const uint8_t> payload);
+using BoxHandler = Status (*)(ParseState& state, std::span<const uint8_t> payload);
 struct BoxHandlerEntry {
   uint32_t type;
   BoxHandler handler;
@@ -29,19 +29,19 @@ struct BoxHandlerEntry {
 // table names only boxes that sit deeper than its own (movie, track, media, media information,
 // sample table), so no box type is walked twice on one path, and a compressed movie box is
 // taken once; the deepest walk is the sample table of a compressed movie, whatever the file.
-OSStatus WalkChildren(ParseState& state, std::span<const uint8_t> payload,
-                      std::span<const BoxHandlerEntry> table) {
+Status WalkChildren(ParseState& state, std::span<const uint8_t> payload,
+                    std::span<const BoxHandlerEntry> table) {
   MxByteCursor c(payload);
   // A trailing zero-filled word (a 32-bit terminator some writers put after the last child) ends
   // the list.
   while (c.Remaining() >= 8) {
     BoxHeader h;
-    if (OSStatus err = ParseBoxHeader(c, c.Remaining(), &h)) return err;
+    if (Status err = ParseBoxHeader(c, c.Remaining(), &h)) return err;
     std::span<const uint8_t> body;
     if (!c.Take(size_t(h.size - h.headerSize), &body)) return Malformed();
     for (const BoxHandlerEntry& entry : table) {
       if (entry.type != h.type) continue;
-      if (OSStatus err = entry.handler(state, body)) return err;
+      if (Status err = entry.handler(state, body)) return err;
       break;
     }
   }
@@ -50,10 +50,10 @@ OSStatus WalkChildren(ParseState& state, std::span<const uint8_t> payload,
 
 // Parses a box that may appear once; a repeated box after the first is ignored.
 template <class Box>
-OSStatus ParseOnce(std::optional<Box>& slot, std::span<const uint8_t> payload) {
+Status ParseOnce(std::optional<Box>& slot, std::span<const uint8_t> payload) {
   if (slot) return kNoErr;
   Box box;
-  if (OSStatus err = box.Parse(payload)) return err;
+  if (Status err = box.Parse(payload)) return err;
   slot = std::move(box);
   return kNoErr;
 }
@@ -70,10 +70,10 @@ void TakeText(std::optional<std::string>& slot, std::span<const uint8_t> payload
 }
 
 constexpr BoxHandlerEntry kTrackReferenceChildren[] = {
-    {MxFourCharCode("forc"),
-     [](ParseState& s, std::span<const uint8_t> p) -> OSStatus {
+    {MxFourCC("forc"),
+     [](ParseState& s, std::span<const uint8_t> p) -> Status {
        TrackReferenceTypeBox box;
-       if (OSStatus err = box.Parse(p)) return err;
+       if (Status err = box.Parse(p)) return err;
        std::vector<uint32_t>& ids = s.track->forcedTrackIDs;
        if (ids.empty())
          ids = std::move(box.trackIDs);
@@ -84,101 +84,101 @@ constexpr BoxHandlerEntry kTrackReferenceChildren[] = {
 };
 
 constexpr BoxHandlerEntry kEditChildren[] = {
-    {MxFourCharCode("elst"),
+    {MxFourCC("elst"),
      [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.track->editList, p); }},
 };
 
 constexpr BoxHandlerEntry kSampleTableChildren[] = {
-    {MxFourCharCode("stsd"),
+    {MxFourCC("stsd"),
      [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.track->stsd, p); }},
-    {MxFourCharCode("stts"),
+    {MxFourCC("stts"),
      [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.track->stts, p); }},
-    {MxFourCharCode("ctts"),
+    {MxFourCC("ctts"),
      [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.track->ctts, p); }},
-    {MxFourCharCode("stsc"),
+    {MxFourCC("stsc"),
      [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.track->stsc, p); }},
-    {MxFourCharCode("stsz"),
+    {MxFourCC("stsz"),
      [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.track->sizes, p); }},
-    {MxFourCharCode("stz2"),
-     [](ParseState& s, std::span<const uint8_t> p) -> OSStatus {
+    {MxFourCC("stz2"),
+     [](ParseState& s, std::span<const uint8_t> p) -> Status {
        if (s.track->sizes) return kNoErr;
        SampleSizeBox box;
-       if (OSStatus err = box.ParseCompact(p)) return err;
+       if (Status err = box.ParseCompact(p)) return err;
        s.track->sizes = box;
        return kNoErr;
      }},
-    {MxFourCharCode("stco"),
-     [](ParseState& s, std::span<const uint8_t> p) -> OSStatus {
+    {MxFourCC("stco"),
+     [](ParseState& s, std::span<const uint8_t> p) -> Status {
        if (s.track->chunkOffsets) return kNoErr;
        ChunkOffsetBox box;
-       if (OSStatus err = box.Parse(p, false)) return err;
+       if (Status err = box.Parse(p, false)) return err;
        s.track->chunkOffsets = box;
        return kNoErr;
      }},
-    {MxFourCharCode("co64"),
-     [](ParseState& s, std::span<const uint8_t> p) -> OSStatus {
+    {MxFourCC("co64"),
+     [](ParseState& s, std::span<const uint8_t> p) -> Status {
        if (s.track->chunkOffsets) return kNoErr;
        ChunkOffsetBox box;
-       if (OSStatus err = box.Parse(p, true)) return err;
+       if (Status err = box.Parse(p, true)) return err;
        s.track->chunkOffsets = box;
        return kNoErr;
      }},
 };
 
 constexpr BoxHandlerEntry kMediaInformationChildren[] = {
-    {MxFourCharCode("stbl"),
+    {MxFourCC("stbl"),
      [](ParseState& s, std::span<const uint8_t> p) {
        return WalkChildren(s, p, kSampleTableChildren);
      }},
 };
 
 constexpr BoxHandlerEntry kMediaChildren[] = {
-    {MxFourCharCode("mdhd"),
+    {MxFourCC("mdhd"),
      [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.track->mdhd, p); }},
-    {MxFourCharCode("hdlr"),
+    {MxFourCC("hdlr"),
      [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.track->hdlr, p); }},
-    {MxFourCharCode("elng"),
+    {MxFourCC("elng"),
      [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.track->elng, p); }},
-    {MxFourCharCode("minf"),
+    {MxFourCC("minf"),
      [](ParseState& s, std::span<const uint8_t> p) {
        return WalkChildren(s, p, kMediaInformationChildren);
      }},
 };
 
 constexpr BoxHandlerEntry kTrackUserDataChildren[] = {
-    {MxFourCharCode("name"),
-     [](ParseState& s, std::span<const uint8_t> p) -> OSStatus {
+    {MxFourCC("name"),
+     [](ParseState& s, std::span<const uint8_t> p) -> Status {
        TakeText(s.track->name, p, false);
        return kNoErr;
      }},
-    {MxFourCharCode("tagc"),
-     [](ParseState& s, std::span<const uint8_t> p) -> OSStatus {
+    {MxFourCC("tagc"),
+     [](ParseState& s, std::span<const uint8_t> p) -> Status {
        TakeText(s.track->contentTag, p, true);
        return kNoErr;
      }},
 };
 
 constexpr BoxHandlerEntry kTrackChildren[] = {
-    {MxFourCharCode("tkhd"),
+    {MxFourCC("tkhd"),
      [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.track->tkhd, p); }},
-    {MxFourCharCode("tref"),
+    {MxFourCC("tref"),
      [](ParseState& s, std::span<const uint8_t> p) {
        return WalkChildren(s, p, kTrackReferenceChildren);
      }},
-    {MxFourCharCode("edts"),
+    {MxFourCC("edts"),
      [](ParseState& s, std::span<const uint8_t> p) { return WalkChildren(s, p, kEditChildren); }},
-    {MxFourCharCode("mdia"),
+    {MxFourCC("mdia"),
      [](ParseState& s, std::span<const uint8_t> p) { return WalkChildren(s, p, kMediaChildren); }},
-    {MxFourCharCode("udta"),
+    {MxFourCC("udta"),
      [](ParseState& s, std::span<const uint8_t> p) {
        return WalkChildren(s, p, kTrackUserDataChildren);
      }},
 };
 
-OSStatus ParseTrack(ParseState& s, std::span<const uint8_t> payload) {
+Status ParseTrack(ParseState& s, std::span<const uint8_t> payload) {
   s.movie->tracks.emplace_back();
   s.track = &s.movie->tracks.back();
-  OSStatus err = WalkChildren(s, payload, kTrackChildren);
+  Status err = WalkChildren(s, payload, kTrackChildren);
   s.track = nullptr;
   if (err) return err;
   const MovieTrack& t = s.movie->tracks.back();
@@ -186,50 +186,48 @@ OSStatus ParseTrack(ParseState& s, std::span<const uint8_t> payload) {
   return kNoErr;
 }
 
-OSStatus ParseCompressedMovie(ParseState& s, std::span<const uint8_t> payload);
+Status ParseCompressedMovie(ParseState& s, std::span<const uint8_t> payload);
 
 constexpr BoxHandlerEntry kMovieChildren[] = {
-    {MxFourCharCode("mvhd"),
+    {MxFourCC("mvhd"),
      [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.movie->mvhd, p); }},
-    {MxFourCharCode("trak"), ParseTrack},
-    {MxFourCharCode("mvex"),
+    {MxFourCC("trak"), ParseTrack},
+    {MxFourCC("mvex"),
      [](ParseState&, std::span<const uint8_t>) { return QorSignalErrorAt(kMovieErrFragmented); }},
-    {MxFourCharCode("cmov"), ParseCompressedMovie},
+    {MxFourCC("cmov"), ParseCompressedMovie},
 };
 
-OSStatus ParseCompressedMovie(ParseState& s, std::span<const uint8_t> payload) {
+Status ParseCompressedMovie(ParseState& s, std::span<const uint8_t> payload) {
   // A compressed movie box inside an inflated one is refused: it could nest without end.
   if (s.inflated || !s.movie->inflatedBytes.empty()) return Malformed();
   std::vector<uint8_t> inflated;
-  if (OSStatus err = InflateCompressedMovieBox(payload, kMaxMovieHeaderBytes, &inflated))
-    return err;
+  if (Status err = InflateCompressedMovieBox(payload, kMaxMovieHeaderBytes, &inflated)) return err;
   s.movie->inflatedBytes = std::move(inflated);
   MxByteCursor c(s.movie->inflatedBytes);
   BoxHeader h;
-  if (OSStatus err = ParseBoxHeader(c, c.Remaining(), &h)) return err;
-  if (h.type != MxFourCharCode("moov") || h.size != s.movie->inflatedBytes.size())
-    return Malformed();
+  if (Status err = ParseBoxHeader(c, c.Remaining(), &h)) return err;
+  if (h.type != MxFourCC("moov") || h.size != s.movie->inflatedBytes.size()) return Malformed();
   s.inflated = true;
-  OSStatus err = WalkChildren(s, c.Rest(), kMovieChildren);
+  Status err = WalkChildren(s, c.Rest(), kMovieChildren);
   s.inflated = false;
   return err;
 }
 
-OSStatus ParseMovieChildren(MovieHeader* movie) {
+Status ParseMovieChildren(MovieHeader* movie) {
   ParseState state;
   state.movie = movie;
-  if (OSStatus err = WalkChildren(state, movie->movieBytes, kMovieChildren)) return err;
+  if (Status err = WalkChildren(state, movie->movieBytes, kMovieChildren)) return err;
   if (!movie->mvhd) return Malformed();
   return kNoErr;
 }
 
 // Reads exactly `size` bytes at `offset`.
-OSStatus ReadExactly(MxByteStream* stream, int64_t offset, size_t size, uint8_t* destination) {
+Status ReadExactly(MxByteStream* stream, int64_t offset, size_t size, uint8_t* destination) {
   size_t done = 0;
   while (done < size) {
     size_t got = 0;
-    OSStatus err = MxByteStreamReadBytes(stream, size - done, offset + int64_t(done),
-                                         destination + done, &got);
+    Status err = MxByteStreamReadBytes(stream, size - done, offset + int64_t(done),
+                                       destination + done, &got);
     if (err == kMxErrEndOfStream || (err == kNoErr && got == 0))
       return QorSignalErrorAt(kMovieErrMalformed);
     if (err) return err;
@@ -240,19 +238,19 @@ OSStatus ReadExactly(MxByteStream* stream, int64_t offset, size_t size, uint8_t*
 
 }  // namespace
 
-OSStatus MovieHeaderParseMovieBox(std::vector<uint8_t> payload, std::unique_ptr<MovieHeader>* out) {
+Status MovieHeaderParseMovieBox(std::vector<uint8_t> payload, std::unique_ptr<MovieHeader>* out) {
   auto movie = std::unique_ptr<MovieHeader>(new (std::nothrow) MovieHeader);
   if (!movie) return QorSignalErrorAt(kMxErrAllocationFailed);
   movie->movieBytes = std::move(payload);
-  if (OSStatus err = ParseMovieChildren(movie.get())) return err;
+  if (Status err = ParseMovieChildren(movie.get())) return err;
   *out = std::move(movie);
   return kNoErr;
 }
 
-OSStatus MovieHeaderRead(MxByteStream* stream, std::unique_ptr<MovieHeader>* out,
-                         int64_t* fileLength) {
+Status MovieHeaderRead(MxByteStream* stream, std::unique_ptr<MovieHeader>* out,
+                       int64_t* fileLength) {
   int64_t length = 0;
-  if (OSStatus err = stream->GetLength(0, &length)) return err;
+  if (Status err = stream->GetLength(0, &length)) return err;
   if (length < 0) return Malformed();
   if (fileLength) *fileLength = length;
 
@@ -261,20 +259,20 @@ OSStatus MovieHeaderRead(MxByteStream* stream, std::unique_ptr<MovieHeader>* out
   while (length - offset >= 8) {
     uint8_t raw[32];
     const size_t want = size_t(std::min<int64_t>(32, length - offset));
-    if (OSStatus err = ReadExactly(stream, offset, want, raw)) return err;
+    if (Status err = ReadExactly(stream, offset, want, raw)) return err;
     MxByteCursor c(std::span<const uint8_t>(raw, want));
     BoxHeader h;
-    if (OSStatus err = ParseBoxHeader(c, uint64_t(length - offset), &h)) return err;
+    if (Status err = ParseBoxHeader(c, uint64_t(length - offset), &h)) return err;
     const int64_t bodyOffset = offset + h.headerSize;
     const uint64_t bodySize = h.size - h.headerSize;
 
-    if (h.type == MxFourCharCode("moof") || h.type == MxFourCharCode("mfra"))
+    if (h.type == MxFourCC("moof") || h.type == MxFourCC("mfra"))
       return QorSignalErrorAt(kMovieErrFragmented);
-    if (h.type == MxFourCharCode("ftyp") && fileType.empty() && bodySize <= 4096) {
+    if (h.type == MxFourCC("ftyp") && fileType.empty() && bodySize <= 4096) {
       fileType.resize(size_t(bodySize));
-      if (OSStatus err = ReadExactly(stream, bodyOffset, fileType.size(), fileType.data()))
+      if (Status err = ReadExactly(stream, bodyOffset, fileType.size(), fileType.data()))
         return err;
-    } else if (h.type == MxFourCharCode("moov")) {
+    } else if (h.type == MxFourCC("moov")) {
       if (bodySize > kMaxMovieHeaderBytes) return QorSignalErrorAt(kMovieErrUnsupported);
       std::vector<uint8_t> body;
       try {
@@ -282,9 +280,9 @@ OSStatus MovieHeaderRead(MxByteStream* stream, std::unique_ptr<MovieHeader>* out
       } catch (const std::bad_alloc&) {
         return QorSignalErrorAt(kMxErrAllocationFailed);
       }
-      if (OSStatus err = ReadExactly(stream, bodyOffset, body.size(), body.data())) return err;
+      if (Status err = ReadExactly(stream, bodyOffset, body.size(), body.data())) return err;
       std::unique_ptr<MovieHeader> movie;
-      if (OSStatus err = MovieHeaderParseMovieBox(std::move(body), &movie)) return err;
+      if (Status err = MovieHeaderParseMovieBox(std::move(body), &movie)) return err;
       if (!fileType.empty()) {
         movie->fileTypeBytes = std::move(fileType);
         FileTypeBox ftyp;

@@ -53,9 +53,9 @@ class MovieHeader {
 
 // Reads the header of the movie file behind `stream`. `fileLength` receives the stream's length.
 // Fragmented files answer kMovieErrFragmented, broken ones kMovieErrMalformed.
-[[nodiscard]] OSStatus MovieHeaderRead(MxByteStream* stream, std::unique_ptr<MovieHeader>* out,
-                                       int64_t* fileLength);
+[[nodiscard]] Status MovieHeaderRead(MxByteStream* stream, std::unique_ptr<MovieHeader>* out,
+                                     int64_t* fileLength);
 
 // Parses a movie box payload already in memory (taken over by the header).
-[[nodiscard]] OSStatus MovieHeaderParseMovieBox(std::vector<uint8_t> payload,
-                                                std::unique_ptr<MovieHeader>* out);
+[[nodiscard]] Status MovieHeaderParseMovieBox(std::vector<uint8_t> payload,
+                                              std::unique_ptr<MovieHeader>* out);

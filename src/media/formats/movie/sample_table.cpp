@@ -6,7 +6,7 @@
 
 namespace {
 
-OSStatus Malformed() {
+Status Malformed() {
   return QorSignalErrorAt(kMovieErrMalformed);
 }
 
@@ -16,7 +16,7 @@ uint64_t SaturatingAdd(uint64_t a, uint64_t b) {
 
 }  // namespace
 
-OSStatus SampleTable::Make(const MovieTrack& track, SampleTable* out) {
+Status SampleTable::Make(const MovieTrack& track, SampleTable* out) {
   SampleTable t;
   const int present = int(track.stts.has_value()) + int(track.stsc.has_value()) +
                       int(track.sizes.has_value()) + int(track.chunkOffsets.has_value());
@@ -90,7 +90,7 @@ SamplePosition SamplePosition::First(const SampleTable& table) {
   return p;
 }
 
-OSStatus SamplePosition::Current(SampleInfo* out) const {
+Status SamplePosition::Current(SampleInfo* out) const {
   if (Empty()) return kMxErrEndOfTrack;
   const SampleTable& t = *table_;
   SampleInfo info;

@@ -24,7 +24,7 @@ struct HeadAndTail {
   int64_t tailOffset = 0;
 };
 
-OSStatus ReadHead(ProbeReader& reader, size_t window, HeadAndTail* out) {
+Status ReadHead(ProbeReader& reader, size_t window, HeadAndTail* out) {
   const size_t whole = 2 * window;
   const bool small = reader.Length() <= static_cast<int64_t>(whole);
   return reader.ReadAt(0, small ? whole : window, &out->head);
@@ -32,8 +32,8 @@ OSStatus ReadHead(ProbeReader& reader, size_t window, HeadAndTail* out) {
 
 // Reads the tail window, its start moved forward to the next packet boundary (`step` bytes
 // apart from `firstPacket`; a step of 1 means no alignment).
-OSStatus ReadTail(ProbeReader& reader, size_t window, int64_t firstPacket, size_t step,
-                  HeadAndTail* out) {
+Status ReadTail(ProbeReader& reader, size_t window, int64_t firstPacket, size_t step,
+                HeadAndTail* out) {
   if (reader.Length() <= static_cast<int64_t>(2 * window)) return kNoErr;
   int64_t offset = reader.Length() - static_cast<int64_t>(window);
   const int64_t misalignment = (offset - firstPacket) % static_cast<int64_t>(step);
@@ -103,8 +103,8 @@ void SetDuration(const MPEGTimeline& timeline, const std::set<uint32_t>& streams
   out->durationIsExact = false;
 }
 
-OSStatus ProbeTransportStream(ProbeReader& reader, size_t window, HeadAndTail& data,
-                              TransportStreamLayout layout, ContainerProbe* out) {
+Status ProbeTransportStream(ProbeReader& reader, size_t window, HeadAndTail& data,
+                            TransportStreamLayout layout, ContainerProbe* out) {
   MPEGTimeline timeline;
   TransportStreamWalker walker(layout);
   const size_t first = static_cast<size_t>(layout.firstPacket);
@@ -113,7 +113,7 @@ OSStatus ProbeTransportStream(ProbeReader& reader, size_t window, HeadAndTail& d
   walker.Walk(data.head.data() + first, data.head.size() - first, &headTiming);
   if (!walker.HaveProgramTables()) return QorSignalErrorAt(kMxErrFormatDamaged);
   if (!whole) {
-    OSStatus status = ReadTail(reader, window, layout.firstPacket, layout.packetSize, &data);
+    Status status = ReadTail(reader, window, layout.firstPacket, layout.packetSize, &data);
     if (status != kNoErr) return status;
     TransportStreamWalker tailWalker(layout);
     TransportTiming tailTiming(&timeline, false, true);
@@ -129,15 +129,15 @@ OSStatus ProbeTransportStream(ProbeReader& reader, size_t window, HeadAndTail& d
   return kNoErr;
 }
 
-OSStatus ProbeProgramStream(ProbeReader& reader, size_t window, HeadAndTail& data,
-                            ContainerProbe* out) {
+Status ProbeProgramStream(ProbeReader& reader, size_t window, HeadAndTail& data,
+                          ContainerProbe* out) {
   MPEGTimeline timeline;
   const bool whole = reader.Length() <= static_cast<int64_t>(2 * window);
   ProgramTiming headTiming(&timeline, true, whole);
   ProgramStreamWalker::Walk(data.head.data(), data.head.size(), &headTiming);
   if (headTiming.packets == 0) return QorSignalErrorAt(kMxErrFormatDamaged);
   if (!whole) {
-    OSStatus status = ReadTail(reader, window, 0, 1, &data);
+    Status status = ReadTail(reader, window, 0, 1, &data);
     if (status != kNoErr) return status;
     ProgramTiming tailTiming(&timeline, false, true);
     ProgramStreamWalker::Walk(data.tail.data(), data.tail.size(), &tailTiming);
@@ -153,12 +153,12 @@ OSStatus ProbeProgramStream(ProbeReader& reader, size_t window, HeadAndTail& dat
 
 }  // namespace
 
-OSStatus MPEGProbe(ProbeReader& reader, bool preciseTiming, ContainerProbe* out) {
+Status MPEGProbe(ProbeReader& reader, bool preciseTiming, ContainerProbe* out) {
   if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   *out = ContainerProbe{};
   const size_t window = preciseTiming ? kPreciseWindow : kWindow;
   HeadAndTail data;
-  OSStatus status = ReadHead(reader, window, &data);
+  Status status = ReadHead(reader, window, &data);
   if (status != kNoErr) return status;
   TransportStreamLayout layout;
   if (TransportStreamFindLayout(data.head.data(), data.head.size(), &layout))
@@ -168,10 +168,10 @@ OSStatus MPEGProbe(ProbeReader& reader, bool preciseTiming, ContainerProbe* out)
   return QorSignalErrorAt(kMxErrNotMPEGStream);
 }
 
-OSStatus MPEGTransportStreamGetFirstPTS(ProbeReader& reader, int64_t* pts) {
+Status MPEGTransportStreamGetFirstPTS(ProbeReader& reader, int64_t* pts) {
   if (pts == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   std::vector<uint8_t> head;
-  OSStatus status = reader.ReadAt(0, kPreciseWindow, &head);
+  Status status = reader.ReadAt(0, kPreciseWindow, &head);
   if (status != kNoErr) return status;
   TransportStreamLayout layout;
   if (!TransportStreamFindLayout(head.data(), head.size(), &layout))

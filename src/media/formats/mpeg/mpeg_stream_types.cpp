@@ -22,13 +22,11 @@ uint32_t PrivateDataMediaType(const uint8_t* descriptors, size_t length) {
       case 0x05: {  // registration
         uint32_t format = 0;
         if (!body.ReadU32(&format)) break;
-        if (format == MxFourCharCode("AC-3") || format == MxFourCharCode("EAC3") ||
-            format == MxFourCharCode("DTS1") || format == MxFourCharCode("DTS2") ||
-            format == MxFourCharCode("DTS3") || format == MxFourCharCode("Opus") ||
-            format == MxFourCharCode("BSSD"))
+        if (format == MxFourCC("AC-3") || format == MxFourCC("EAC3") ||
+            format == MxFourCC("DTS1") || format == MxFourCC("DTS2") ||
+            format == MxFourCC("DTS3") || format == MxFourCC("Opus") || format == MxFourCC("BSSD"))
           return kProbeMediaType_Sound;
-        if (format == MxFourCharCode("HEVC") || format == MxFourCharCode("VC-1"))
-          return kProbeMediaType_Video;
+        if (format == MxFourCC("HEVC") || format == MxFourCC("VC-1")) return kProbeMediaType_Video;
         break;
       }
       default:

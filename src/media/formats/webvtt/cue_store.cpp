@@ -7,7 +7,7 @@
 
 #include "media/core/error_signal.h"
 
-OSStatus WebVTTCueStore::AddBlock(MxBlockBufferRef block, char* bytes, bool shared) {
+Status WebVTTCueStore::AddBlock(MxBlockBufferRef block, char* bytes, bool shared) {
   if (blocks_.size() >= std::numeric_limits<uint32_t>::max())
     return QorSignalErrorAt(kMxErrAllocationFailed);
   try {
@@ -22,7 +22,7 @@ OSStatus WebVTTCueStore::AddBlock(MxBlockBufferRef block, char* bytes, bool shar
   return kNoErr;
 }
 
-OSStatus WebVTTCueStore::AppendRecord(const WebVTTCueRecord& cue) {
+Status WebVTTCueStore::AppendRecord(const WebVTTCueRecord& cue) {
   if (count_ % kRecordsPerChunk == 0) {
     std::unique_ptr<WebVTTCueRecord[]> chunk(new (std::nothrow) WebVTTCueRecord[kRecordsPerChunk]);
     if (!chunk) return QorSignalErrorAt(kMxErrAllocationFailed);
@@ -37,15 +37,15 @@ OSStatus WebVTTCueStore::AppendRecord(const WebVTTCueRecord& cue) {
   return kNoErr;
 }
 
-OSStatus WebVTTCueStore::AppendCopy(WebVTTCueRecord cue, std::string_view identifier,
-                                    std::string_view settings, std::string_view payload) {
+Status WebVTTCueStore::AppendCopy(WebVTTCueRecord cue, std::string_view identifier,
+                                  std::string_view settings, std::string_view payload) {
   const size_t size = identifier.size() + settings.size() + payload.size();
   if (size > kCueTextBlockSize) return QorSignalErrorAt(kMxErrInvalidParameter);
   if (size > kCueTextBlockSize - sharedUsed_) {
     MxBlockBufferRef fresh;
-    OSStatus status = MxBlockBufferCreateWithMemoryBlock(nullptr, nullptr, kCueTextBlockSize,
-                                                         nullptr, nullptr, 0, kCueTextBlockSize,
-                                                         kMxBlockBufferAssureMemoryNowFlag, &fresh);
+    Status status = MxBlockBufferCreateWithMemoryBlock(nullptr, nullptr, kCueTextBlockSize, nullptr,
+                                                       nullptr, 0, kCueTextBlockSize,
+                                                       kMxBlockBufferAssureMemoryNowFlag, &fresh);
     char* bytes = nullptr;
     if (status == kNoErr)
       status = MxBlockBufferGetDataPointer(fresh.get(), 0, nullptr, nullptr, &bytes);
@@ -63,13 +63,13 @@ OSStatus WebVTTCueStore::AppendCopy(WebVTTCueRecord cue, std::string_view identi
   cue.identifierLength = static_cast<uint32_t>(identifier.size());
   cue.settingsLength = static_cast<uint32_t>(settings.size());
   cue.payloadLength = payload.size();
-  OSStatus status = AppendRecord(cue);
+  Status status = AppendRecord(cue);
   if (status == kNoErr) sharedUsed_ += size;
   return status;
 }
 
-OSStatus WebVTTCueStore::AppendOwned(WebVTTCueRecord cue, char* bytes, size_t identifierLength,
-                                     size_t settingsLength, size_t payloadLength) {
+Status WebVTTCueStore::AppendOwned(WebVTTCueRecord cue, char* bytes, size_t identifierLength,
+                                   size_t settingsLength, size_t payloadLength) {
   const size_t size = identifierLength + settingsLength + payloadLength;
   if (identifierLength > std::numeric_limits<uint32_t>::max() ||
       settingsLength > std::numeric_limits<uint32_t>::max()) {
@@ -78,8 +78,8 @@ OSStatus WebVTTCueStore::AppendOwned(WebVTTCueRecord cue, char* bytes, size_t id
   }
   // The default block allocator frees with free(), so the buffer is handed over as it is.
   MxBlockBufferRef block;
-  OSStatus status = MxBlockBufferCreateWithMemoryBlock(nullptr, bytes, size, nullptr, nullptr, 0,
-                                                       size, 0, &block);
+  Status status = MxBlockBufferCreateWithMemoryBlock(nullptr, bytes, size, nullptr, nullptr, 0,
+                                                     size, 0, &block);
   if (status != kNoErr) {
     free(bytes);
     return status;

@@ -16,7 +16,7 @@
 namespace {
 
 constexpr QorTrackID kCueTrackID = 1;
-constexpr FourCharCode kTextMediaType = MxFourCharCode("text");
+constexpr FourCC kTextMediaType = MxFourCC("text");
 constexpr int32_t kMillisecondTimescale = 1000;
 // Bytes looked at for the signature: a byte-order mark, "WEBVTT" and the white space after it.
 constexpr size_t kSignatureProbeSize = 16;
@@ -54,18 +54,18 @@ class WebVTTFormatReader final : public QorFormatReader {
  public:
   const char* ClassName() const override { return "QorWebVTTFormatReader"; }
 
-  [[nodiscard]] OSStatus Open(MxByteStream* stream);
+  [[nodiscard]] Status Open(MxByteStream* stream);
 
-  OSStatus GetTrackCount(int64_t* count) override {
+  Status GetTrackCount(int64_t* count) override {
     if (count == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
     *count = 1;
     return kNoErr;
   }
-  OSStatus CopyTrackByIndex(int64_t index, QorTrackReaderRef* track, FourCharCode* mediaType,
-                            QorTrackID* trackID) override;
-  OSStatus CopyProperty(const std::string& key, MxValue* out) override;
-  OSStatus CreateSampleGeneratorUsingByteStreams(MxAllocator* allocator, QorTrackReader* track,
-                                                 QorSampleGeneratorRef* out) override;
+  Status CopyTrackByIndex(int64_t index, QorTrackReaderRef* track, FourCC* mediaType,
+                          QorTrackID* trackID) override;
+  Status CopyProperty(const std::string& key, MxValue* out) override;
+  Status CreateSampleGeneratorUsingByteStreams(MxAllocator* allocator, QorTrackReader* track,
+                                               QorSampleGeneratorRef* out) override;
 
   const std::vector<CueSample>& Cues() const { return cues_; }
   MxFormatDescription* Description() const { return description_.get(); }
@@ -81,14 +81,14 @@ class WebVTTTrackReader final : public QorTrackReader {
   explicit WebVTTTrackReader(MxRef<WebVTTFormatReader> reader) : reader_(std::move(reader)) {}
   const char* ClassName() const override { return "QorWebVTTTrackReader"; }
 
-  OSStatus GetTrackInfo(QorTrackID* trackID, FourCharCode* mediaType) override {
+  Status GetTrackInfo(QorTrackID* trackID, FourCC* mediaType) override {
     if (trackID) *trackID = kCueTrackID;
     if (mediaType) *mediaType = kTextMediaType;
     return kNoErr;
   }
-  OSStatus CopySampleCursorService(QorSampleCursorServiceRef* out) override;
+  Status CopySampleCursorService(QorSampleCursorServiceRef* out) override;
 
-  OSStatus CopyProperty(const std::string& key, MxValue* out) override {
+  Status CopyProperty(const std::string& key, MxValue* out) override {
     if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
     if (key == kQorTrackProperty_Enabled) {
       *out = MxValue(true);
@@ -111,7 +111,7 @@ class WebVTTSampleCursor final : public QorSampleCursor {
       : reader_(std::move(reader)), index_(index) {}
   const char* ClassName() const override { return "QorWebVTTSampleCursor"; }
 
-  OSStatus Step(int64_t stepCount, int64_t* stepped) override {
+  Status Step(int64_t stepCount, int64_t* stepped) override {
     if (stepped == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
     const int64_t index = static_cast<int64_t>(index_);
     const int64_t last = static_cast<int64_t>(reader_->Cues().size()) - 1;
@@ -122,7 +122,7 @@ class WebVTTSampleCursor final : public QorSampleCursor {
     return kNoErr;
   }
 
-  OSStatus GetOutputTiming(MxTime* presentationTimeStamp, MxTime* duration) override {
+  Status GetOutputTiming(MxTime* presentationTimeStamp, MxTime* duration) override {
     const CueSample& cue = Cue();
     if (presentationTimeStamp)
       *presentationTimeStamp = MxTimeMake(cue.start, kMillisecondTimescale);
@@ -131,7 +131,7 @@ class WebVTTSampleCursor final : public QorSampleCursor {
     return kNoErr;
   }
 
-  OSStatus CopyFormatDescription(MxFormatDescriptionRef* out) override {
+  Status CopyFormatDescription(MxFormatDescriptionRef* out) override {
     if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
     *out = MxFormatDescriptionRef::Retained(reader_->Description());
     return kNoErr;
@@ -151,7 +151,7 @@ class WebVTTSampleCursorService final : public QorSampleCursorService {
       : reader_(std::move(reader)) {}
   const char* ClassName() const override { return "QorWebVTTSampleCursorService"; }
 
-  OSStatus CreateCursorAtFirstSample(QorSampleCursorRef* out) override {
+  Status CreateCursorAtFirstSample(QorSampleCursorRef* out) override {
     if (reader_->Cues().empty()) return kMxErrEndOfTrack;  // no cue, no first sample
     auto* cursor = new (std::nothrow) WebVTTSampleCursor(reader_, 0);
     if (cursor == nullptr) return QorSignalErrorAt(kMxErrAllocationFailed);
@@ -171,13 +171,13 @@ class WebVTTSampleGenerator final : public QorSampleGenerator {
       : reader_(std::move(reader)), allocator_(allocator) {}
   const char* ClassName() const override { return "QorWebVTTSampleGenerator"; }
 
-  OSStatus CreateSampleBufferAtCursor(QorSampleCursor* cursor, MxSampleBufferRef* out) override {
+  Status CreateSampleBufferAtCursor(QorSampleCursor* cursor, MxSampleBufferRef* out) override {
     auto* cueCursor = dynamic_cast<WebVTTSampleCursor*>(cursor);
     if (cueCursor == nullptr || cueCursor->Reader() != reader_.get())
       return QorSignalErrorAt(kMxErrInvalidParameter);
     const CueSample& cue = cueCursor->Cue();
     MxBlockBufferRef data;
-    OSStatus status = MxBlockBufferCreateWithBufferReference(
+    Status status = MxBlockBufferCreateWithBufferReference(
         allocator_, cue.text.get(), cue.payloadOffset, cue.payloadLength, 0, &data);
     if (status != kNoErr) return status;
     MxTime pts, duration;
@@ -191,15 +191,15 @@ class WebVTTSampleGenerator final : public QorSampleGenerator {
   MxAllocator* allocator_;
 };
 
-OSStatus WebVTTTrackReader::CopySampleCursorService(QorSampleCursorServiceRef* out) {
+Status WebVTTTrackReader::CopySampleCursorService(QorSampleCursorServiceRef* out) {
   auto* service = new (std::nothrow) WebVTTSampleCursorService(reader_);
   if (service == nullptr) return QorSignalErrorAt(kMxErrAllocationFailed);
   *out = QorSampleCursorServiceRef::Adopt(service);
   return kNoErr;
 }
 
-OSStatus WebVTTFormatReader::CopyTrackByIndex(int64_t index, QorTrackReaderRef* track,
-                                              FourCharCode* mediaType, QorTrackID* trackID) {
+Status WebVTTFormatReader::CopyTrackByIndex(int64_t index, QorTrackReaderRef* track,
+                                            FourCC* mediaType, QorTrackID* trackID) {
   if (index != 0) return QorSignalErrorAt(kMxErrInvalidParameter);
   if (track) {
     auto* reader = new (std::nothrow) WebVTTTrackReader(MxRef<WebVTTFormatReader>::Retained(this));
@@ -212,7 +212,7 @@ OSStatus WebVTTFormatReader::CopyTrackByIndex(int64_t index, QorTrackReaderRef* 
 }
 
 // Every cue is read, so the duration is exact: the latest cue end (0 without cues).
-OSStatus WebVTTFormatReader::CopyProperty(const std::string& key, MxValue* out) {
+Status WebVTTFormatReader::CopyProperty(const std::string& key, MxValue* out) {
   if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   if (key == kQorFormatReaderProperty_AccurateDurationIsKnown) {
     *out = MxValue(true);
@@ -225,9 +225,9 @@ OSStatus WebVTTFormatReader::CopyProperty(const std::string& key, MxValue* out) 
   return kNoErr;
 }
 
-OSStatus WebVTTFormatReader::CreateSampleGeneratorUsingByteStreams(MxAllocator* allocator,
-                                                                   QorTrackReader*,
-                                                                   QorSampleGeneratorRef* out) {
+Status WebVTTFormatReader::CreateSampleGeneratorUsingByteStreams(MxAllocator* allocator,
+                                                                 QorTrackReader*,
+                                                                 QorSampleGeneratorRef* out) {
   auto* generator = new (std::nothrow)
       WebVTTSampleGenerator(MxRef<WebVTTFormatReader>::Retained(this), allocator);
   if (generator == nullptr) return QorSignalErrorAt(kMxErrAllocationFailed);
@@ -242,11 +242,11 @@ struct ParserReleaser {
   }
 };
 
-OSStatus WebVTTFormatReader::Open(MxByteStream* stream) {
+Status WebVTTFormatReader::Open(MxByteStream* stream) {
   // Only a stream that starts with the signature is read: SRT and anything else is refused.
   uint8_t head[kSignatureProbeSize];
   size_t count = 0;
-  OSStatus status = MxByteStreamReadBytes(stream, sizeof head, 0, head, &count);
+  Status status = MxByteStreamReadBytes(stream, sizeof head, 0, head, &count);
   if (status == kMxErrEndOfStream)
     count = 0;
   else if (status != kNoErr)
@@ -290,13 +290,13 @@ OSStatus WebVTTFormatReader::Open(MxByteStream* stream) {
 
 }  // namespace
 
-OSStatus WebVTTFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator*,
-                                            const MxDictionary*, QorFormatReaderRef* out) {
+Status WebVTTFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator*,
+                                          const MxDictionary*, QorFormatReaderRef* out) {
   if (byteStream == nullptr || out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   auto* raw = new (std::nothrow) WebVTTFormatReader;
   if (raw == nullptr) return QorSignalErrorAt(kMxErrAllocationFailed);
   MxRef<WebVTTFormatReader> reader = MxRef<WebVTTFormatReader>::Adopt(raw);
-  if (OSStatus status = reader->Open(byteStream)) return status;
+  if (Status status = reader->Open(byteStream)) return status;
   *out = std::move(reader);
   return kNoErr;
 }

@@ -10,7 +10,7 @@
 namespace {
 
 constexpr size_t kBlockSize = 1024;
-constexpr OSStatus kFeedLineAgain = 5;  // the line handler asks for the same line once more
+constexpr Status kFeedLineAgain = 5;  // the line handler asks for the same line once more
 constexpr uint32_t kStateSignature = 0, kStateHeader = 1, kStateCues = 3;
 
 bool IsDigit(char c) {
@@ -48,7 +48,7 @@ void SkipBlanks(const char** p, size_t* remaining) {
 }
 
 // A malformed block is counted and dropped; reading goes on.
-[[nodiscard]] OSStatus DropBlock(OSStatus code) {
+[[nodiscard]] Status DropBlock(Status code) {
   // Counted only: the block is dropped and reading goes on.
   static_cast<void>(QorSignalErrorAt(code));
   return kNoErr;
@@ -56,7 +56,7 @@ void SkipBlanks(const char** p, size_t* remaining) {
 
 // Parses the collected cue block. Returns 0 when the block was accepted or dropped, and an
 // error only when the whole read must end.
-[[nodiscard]] OSStatus ParseCueBlock(WebVTTParser* parser) {
+[[nodiscard]] Status ParseCueBlock(WebVTTParser* parser) {
   struct ClearLines {  // the collected block is let go in every case
     GrowableBytes& lines;
     ~ClearLines() { lines.Truncate(0); }
@@ -129,7 +129,7 @@ void SkipBlanks(const char** p, size_t* remaining) {
   const size_t identifierLength = ranges.identifierLength;
   const size_t settingsLength = ranges.settingsLength;
   const size_t payloadLength = ranges.payloadLength;
-  OSStatus status = kNoErr;
+  Status status = kNoErr;
   if (identifierLength + settingsLength + payloadLength < kOwnTextBlockThreshold) {
     status = parser->cues.AppendCopy(record, std::string_view(data, identifierLength),
                                      std::string_view(data + ranges.settingsOffset, settingsLength),
@@ -149,8 +149,8 @@ void SkipBlanks(const char** p, size_t* remaining) {
 }
 
 // Handles one line with its terminator (terminatorLength 0: the last line, unterminated).
-[[nodiscard]] OSStatus HandleLine(WebVTTParser* parser, const char* line, size_t length,
-                                  size_t terminatorLength) {
+[[nodiscard]] Status HandleLine(WebVTTParser* parser, const char* line, size_t length,
+                                size_t terminatorLength) {
   const bool blank = length == terminatorLength;
   switch (parser->state) {
     case kStateSignature:
@@ -167,7 +167,7 @@ void SkipBlanks(const char** p, size_t* remaining) {
     case kStateCues: {
       if (length == 0) return kNoErr;
       if (blank && parser->cueLines.empty()) return kNoErr;  // blank lines between cues
-      if (OSStatus status = parser->cueLines.Append(line, length)) return status;
+      if (Status status = parser->cueLines.Append(line, length)) return status;
       return blank ? ParseCueBlock(parser) : kNoErr;
     }
     default:
@@ -178,14 +178,14 @@ void SkipBlanks(const char** p, size_t* remaining) {
 // Hands the pending partial line to the line handler. It lies at the end of the collected cue
 // lines, so in a cue block it is already where the handler would put it; elsewhere it is let go
 // once handled.
-[[nodiscard]] OSStatus FinishPartialLine(WebVTTParser* parser, size_t terminatorLength) {
+[[nodiscard]] Status FinishPartialLine(WebVTTParser* parser, size_t terminatorLength) {
   parser->havePartialLine = false;
   const size_t start = parser->partialStart;
   const char* line = parser->cueLines.data() + start;
   const size_t length = parser->cueLines.size() - start;
   const bool blank = length == terminatorLength;
   if (parser->state != kStateCues) {
-    OSStatus status = HandleLine(parser, line, length, terminatorLength);
+    Status status = HandleLine(parser, line, length, terminatorLength);
     parser->cueLines.Truncate(start);
     return status;
   }
@@ -199,8 +199,8 @@ void SkipBlanks(const char** p, size_t* remaining) {
 // Completes a line that began in an earlier block. Sets *consumed to the bytes of `block` that
 // belong to it (0 when the block must be scanned from its start), or to the whole block when
 // the line goes on past it.
-[[nodiscard]] OSStatus ContinuePartialLine(WebVTTParser* parser, const char* data, size_t length,
-                                           size_t* consumed) {
+[[nodiscard]] Status ContinuePartialLine(WebVTTParser* parser, const char* data, size_t length,
+                                         size_t* consumed) {
   const char* const end = data + length;
   const char* lineEnd = FindLineEnd(data, end);
   *consumed = length;
@@ -217,7 +217,7 @@ void SkipBlanks(const char** p, size_t* remaining) {
     if (parser->cueLines.data()[parser->cueLines.size() - 1] == '\r') terminator = 2;
     take = 1;
   }
-  OSStatus status = parser->cueLines.Append(data, take);
+  Status status = parser->cueLines.Append(data, take);
   if (status == kNoErr) status = FinishPartialLine(parser, terminator);
   if (status == kFeedLineAgain) {
     // The block is scanned again from its start; the line's earlier part is let go.
@@ -229,11 +229,11 @@ void SkipBlanks(const char** p, size_t* remaining) {
 }
 
 // Processes one block read from the stream.
-[[nodiscard]] OSStatus ProcessBlock(WebVTTParser* parser, MxBlockBuffer* block) {
+[[nodiscard]] Status ProcessBlock(WebVTTParser* parser, MxBlockBuffer* block) {
   const size_t length = MxBlockBufferGetDataLength(block);
   char* bytes = nullptr;
   if (length > 0) {
-    if (OSStatus status = MxBlockBufferGetDataPointer(block, 0, nullptr, nullptr, &bytes))
+    if (Status status = MxBlockBufferGetDataPointer(block, 0, nullptr, nullptr, &bytes))
       return status;
   }
   const char* data = bytes;
@@ -241,7 +241,7 @@ void SkipBlanks(const char** p, size_t* remaining) {
   const char* p = data;
   if (parser->havePartialLine) {
     size_t consumed = 0;
-    OSStatus status = ContinuePartialLine(parser, data, length, &consumed);
+    Status status = ContinuePartialLine(parser, data, length, &consumed);
     if (status != kNoErr) return status;
     if (parser->havePartialLine) return kNoErr;  // the line goes on in the next block
     p += consumed;
@@ -254,14 +254,14 @@ void SkipBlanks(const char** p, size_t* remaining) {
     // makes a CR LF, otherwise it stays inside the line and the line goes on.
     if (terminator == 0) break;
     const size_t lineLength = static_cast<size_t>(lineEnd - p) + terminator;
-    OSStatus status = HandleLine(parser, p, lineLength, terminator);
+    Status status = HandleLine(parser, p, lineLength, terminator);
     if (status == kFeedLineAgain) status = HandleLine(parser, p, lineLength, terminator);
     if (status != kNoErr) return status;
     p += lineLength;
   }
   if (p < end) {
     parser->partialStart = parser->cueLines.size();
-    if (OSStatus status = parser->cueLines.Append(p, static_cast<size_t>(end - p))) return status;
+    if (Status status = parser->cueLines.Append(p, static_cast<size_t>(end - p))) return status;
     parser->havePartialLine = true;
   }
   return kNoErr;
@@ -307,7 +307,7 @@ bool WebVTTHasSignature(const uint8_t* bytes, size_t length) {
   return length >= 7 && memcmp(bytes, "WEBVTT", 6) == 0 && IsSpace(static_cast<char>(bytes[6]));
 }
 
-OSStatus WebVTTParserCreate(WebVTTParser** out, uint32_t commaDecimal) {
+Status WebVTTParserCreate(WebVTTParser** out, uint32_t commaDecimal) {
   *out = new (std::nothrow) WebVTTParser;
   if (*out == nullptr) return QorSignalErrorAt(kMxErrAllocationFailed);
   (*out)->commaDecimal = commaDecimal;
@@ -342,7 +342,7 @@ WebVTTCueQueue* WebVTTParserGetCueQueue(WebVTTParser* parser) {
   return &parser->cueQueue;
 }
 
-OSStatus GrowableBytes::Append(const char* bytes, size_t length) {
+Status GrowableBytes::Append(const char* bytes, size_t length) {
   if (length > capacity_ - size_) {
     if (length > SIZE_MAX / 2 - size_) return QorSignalErrorAt(kMxErrAllocationFailed);
     const size_t capacity = std::max({size_ + length, capacity_ * 2, size_t{256}});
@@ -372,7 +372,7 @@ void WebVTTCueFree(WebVTTCue* cue) {
   delete cue;
 }
 
-OSStatus WebVTTParserRelease(WebVTTParser* parser) {
+Status WebVTTParserRelease(WebVTTParser* parser) {
   if (parser == nullptr) return kNoErr;
   while (WebVTTCue* cue = parser->cueQueue.first) {
     parser->cueQueue.Remove(cue);
@@ -382,11 +382,11 @@ OSStatus WebVTTParserRelease(WebVTTParser* parser) {
   return kNoErr;
 }
 
-OSStatus WebVTTParserReadByteStream(WebVTTParser* parser, MxByteStream* stream) {
+Status WebVTTParserReadByteStream(WebVTTParser* parser, MxByteStream* stream) {
   if (parser == nullptr || stream == nullptr) return kNoErr;
   uint8_t bom[3];
   size_t count = 0;
-  OSStatus status = MxByteStreamReadBytes(stream, 3, 0, bom, &count);
+  Status status = MxByteStreamReadBytes(stream, 3, 0, bom, &count);
   if (status != kNoErr) return status;
   int64_t offset = (count == 3 && bom[0] == 0xEF && bom[1] == 0xBB && bom[2] == 0xBF) ? 3 : 0;
   do {
@@ -395,7 +395,7 @@ OSStatus WebVTTParserReadByteStream(WebVTTParser* parser, MxByteStream* stream) 
     status = MxByteStreamReadIntoBlockBuffer(stream, kBlockSize, offset, &block, &count);
     if (status != kNoErr && status != kMxErrEndOfStream) return status;
     if (block) {
-      OSStatus blockStatus = ProcessBlock(parser, block.get());
+      Status blockStatus = ProcessBlock(parser, block.get());
       if (blockStatus != kNoErr) return blockStatus;
     }
     offset += static_cast<int64_t>(count);
@@ -412,8 +412,8 @@ OSStatus WebVTTParserReadByteStream(WebVTTParser* parser, MxByteStream* stream) 
   return status;
 }
 
-OSStatus WebVTTParseTimestamp(WebVTTParser* parser, const char** cursor, size_t* remaining,
-                              double* seconds, bool requireSpaceAfter, bool* spaceSeen) {
+Status WebVTTParseTimestamp(WebVTTParser* parser, const char** cursor, size_t* remaining,
+                            double* seconds, bool requireSpaceAfter, bool* spaceSeen) {
   const char separator = parser->commaDecimal == 1 ? ',' : '.';
   const char* p = *cursor;
   size_t r = *remaining;

@@ -115,13 +115,13 @@ TEST_F(MovieFromFfmpeg, TracksAndSamplesMatchFfprobe) {
       SCOPED_TRACE(i);
       const ProbedStream& p = probed[size_t(i)];
       QorTrackReaderRef track;
-      FourCharCode type = 0;
+      FourCC type = 0;
       ASSERT_EQ(QorFormatReaderCopyTrackByIndex(movie.reader.get(), i, &track, &type, nullptr),
                 kNoErr);
       const std::string expectedType = p.type == "video"   ? "vide"
                                        : p.type == "audio" ? "soun"
                                                            : c.subtitleType;
-      EXPECT_EQ(MxFourCharCodeToString(type), expectedType);
+      EXPECT_EQ(MxFourCCToString(type), expectedType);
       MxValue v;
       ASSERT_EQ(track->CopyProperty(kQorTrackProperty_LanguageCode, &v), kNoErr);
       EXPECT_EQ(v, MxValue(ShortestLanguageCode(p.language)));

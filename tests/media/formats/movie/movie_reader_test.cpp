@@ -187,11 +187,11 @@ TEST(MovieReader, TrackAndMovieProperties) {
     SCOPED_TRACE(i);
     const Expected& e = expected[i];
     QorTrackReaderRef track;
-    FourCharCode type = 0;
+    FourCC type = 0;
     QorTrackID id = 0;
     ASSERT_EQ(QorFormatReaderCopyTrackByIndex(movie.reader.get(), i, &track, &type, &id), kNoErr);
     EXPECT_EQ(id, e.id);
-    EXPECT_EQ(MxFourCharCodeToString(type), e.mediaType);
+    EXPECT_EQ(MxFourCCToString(type), e.mediaType);
     auto property = [&](const char* key) {
       MxValue value;
       EXPECT_EQ(track->CopyProperty(key, &value), kNoErr) << key;
@@ -207,8 +207,8 @@ TEST(MovieReader, TrackAndMovieProperties) {
     ASSERT_TRUE(v.GetArray() && v.GetArray()->size() == 1u);
     auto* description = (*v.GetArray())[0].GetObjectAs<MxFormatDescription>();
     ASSERT_TRUE(description);
-    EXPECT_EQ(MxFourCharCodeToString(description->mediaType()), e.mediaType);
-    EXPECT_EQ(MxFourCharCodeToString(description->mediaSubType()), i == 0 ? "mp4v" : "tx3g");
+    EXPECT_EQ(MxFourCCToString(description->mediaType()), e.mediaType);
+    EXPECT_EQ(MxFourCCToString(description->mediaSubType()), i == 0 ? "mp4v" : "tx3g");
   }
 }
 
@@ -335,7 +335,7 @@ TEST(MovieReader, BrokenFiles) {
   struct Case {
     const char* name;
     std::string file;
-    OSStatus open;  // expected from opening
+    Status open;  // expected from opening
   };
   auto with = [](void (*change)(Movie&)) {
     Movie m = OneTrack(SubtitleTrack());

@@ -12,17 +12,17 @@ void PrintTo(const ReadSample& s, std::ostream* os) {
       << s.durationTimescale << " \"" << s.text << "\"}";
 }
 
-OSStatus OpenedMovie::Open(const std::string& file) {
+Status OpenedMovie::Open(const std::string& file) {
   MxByteStreamRef memory;
-  OSStatus err = MxByteStreamCreateForMemory(reinterpret_cast<const uint8_t*>(file.data()),
-                                             file.size(), &memory);
+  Status err = MxByteStreamCreateForMemory(reinterpret_cast<const uint8_t*>(file.data()),
+                                           file.size(), &memory);
   if (err) return err;
   return CinemoxMovieFormatReaderCreateFromStream(memory.get(), nullptr, nullptr, &reader);
 }
 
-OSStatus OpenedMovie::OpenPath(const std::string& path) {
+Status OpenedMovie::OpenPath(const std::string& path) {
   MxURL url;
-  OSStatus err = MxURLCreateWithFileSystemPath(path.c_str(), false, &url);
+  Status err = MxURLCreateWithFileSystemPath(path.c_str(), false, &url);
   if (err) return err;
   MxByteStreamRef file;
   err = MxByteStreamCreateForFileURL(nullptr, url, 0, &file);
@@ -30,10 +30,9 @@ OSStatus OpenedMovie::OpenPath(const std::string& path) {
   return CinemoxMovieFormatReaderCreateFromStream(file.get(), nullptr, nullptr, &reader);
 }
 
-OSStatus ReadSampleAtCursor(QorSampleGenerator* generator, QorSampleCursor* cursor,
-                            ReadSample* out) {
+Status ReadSampleAtCursor(QorSampleGenerator* generator, QorSampleCursor* cursor, ReadSample* out) {
   MxSampleBufferRef sample;
-  OSStatus err = QorSampleGeneratorCreateSampleBufferAtCursor(generator, cursor, &sample);
+  Status err = QorSampleGeneratorCreateSampleBufferAtCursor(generator, cursor, &sample);
   if (err) return err;
   const MxTime pts = MxSampleBufferGetOutputPresentationTimeStamp(sample.get());
   const MxTime duration = MxSampleBufferGetOutputDuration(sample.get());
@@ -47,9 +46,9 @@ OSStatus ReadSampleAtCursor(QorSampleGenerator* generator, QorSampleCursor* curs
   }
   const bool text =
       MxFormatDescriptionGetMediaType(MxSampleBufferGetFormatDescription(sample.get())) !=
-          MxFourCharCode("vide") &&
+          MxFourCC("vide") &&
       MxFormatDescriptionGetMediaType(MxSampleBufferGetFormatDescription(sample.get())) !=
-          MxFourCharCode("soun");
+          MxFourCC("soun");
   out->text = text && length >= 2
                   ? out->bytes.substr(2, static_cast<size_t>((uint8_t(out->bytes[0]) << 8) |
                                                              uint8_t(out->bytes[1])))
@@ -57,9 +56,9 @@ OSStatus ReadSampleAtCursor(QorSampleGenerator* generator, QorSampleCursor* curs
   return kNoErr;
 }
 
-OSStatus ReadAllSamples(QorFormatReader* reader, int64_t index, std::vector<ReadSample>* out) {
+Status ReadAllSamples(QorFormatReader* reader, int64_t index, std::vector<ReadSample>* out) {
   QorTrackReaderRef track;
-  OSStatus err = QorFormatReaderCopyTrackByIndex(reader, index, &track, nullptr, nullptr);
+  Status err = QorFormatReaderCopyTrackByIndex(reader, index, &track, nullptr, nullptr);
   if (err) return err;
   QorSampleCursorServiceRef service;
   if ((err = QorTrackReaderCopySampleCursorService(track.get(), &service))) return err;

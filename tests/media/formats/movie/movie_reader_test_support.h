@@ -28,12 +28,11 @@ void PrintTo(const ReadSample& s, std::ostream* os);
 struct OpenedMovie {
   QorFormatReaderRef reader;
   // Opens `file` (bytes in memory) through the movie reader's instantiator.
-  OSStatus Open(const std::string& file);
+  Status Open(const std::string& file);
   // Opens the file at `path` through a file byte stream.
-  OSStatus OpenPath(const std::string& path);
+  Status OpenPath(const std::string& path);
 };
 
-OSStatus ReadSampleAtCursor(QorSampleGenerator* generator, QorSampleCursor* cursor,
-                            ReadSample* out);
+Status ReadSampleAtCursor(QorSampleGenerator* generator, QorSampleCursor* cursor, ReadSample* out);
 // Every sample of track `index`, in decode order.
-OSStatus ReadAllSamples(QorFormatReader* reader, int64_t index, std::vector<ReadSample>* out);
+Status ReadAllSamples(QorFormatReader* reader, int64_t index, std::vector<ReadSample>* out);

@@ -34,10 +34,10 @@ std::vector<Sample> ReadCues(QorFormatReader* reader, int64_t durationMs) {
   EXPECT_EQ(QorFormatReaderGetTrackCount(reader, &count), kNoErr);
   EXPECT_EQ(count, 1);
   QorTrackReaderRef track;
-  FourCharCode type = 0;
+  FourCC type = 0;
   QorTrackID id = 0;
   EXPECT_EQ(QorFormatReaderCopyTrackByIndex(reader, 0, &track, &type, &id), kNoErr);
-  EXPECT_EQ(type, MxFourCharCode("text"));
+  EXPECT_EQ(type, MxFourCC("text"));
   EXPECT_EQ(id, 1);
   QorTrackReaderRef none;
   EXPECT_EQ(QorFormatReaderCopyTrackByIndex(reader, 1, &none, nullptr, nullptr),
@@ -54,7 +54,7 @@ std::vector<Sample> ReadCues(QorFormatReader* reader, int64_t durationMs) {
   QorSampleCursorRef cursor;
   QorSampleGeneratorRef generator;
   EXPECT_EQ(QorTrackReaderCopySampleCursorService(track.get(), &service), kNoErr);
-  const OSStatus first = QorSampleCursorServiceCreateCursorAtFirstSample(service.get(), &cursor);
+  const Status first = QorSampleCursorServiceCreateCursorAtFirstSample(service.get(), &cursor);
   if (first == kMxErrEndOfTrack) return samples;
   EXPECT_EQ(first, kNoErr);
   EXPECT_EQ(QorSampleGeneratorCreateForFormatReaderUsingByteStreams(nullptr, reader, track.get(),
@@ -67,8 +67,8 @@ std::vector<Sample> ReadCues(QorFormatReader* reader, int64_t durationMs) {
               kNoErr);
     if (!buffer) return samples;
     const MxFormatDescription* description = MxSampleBufferGetFormatDescription(buffer.get());
-    EXPECT_EQ(MxFormatDescriptionGetMediaType(description), MxFourCharCode("text"));
-    EXPECT_EQ(MxFormatDescriptionGetMediaSubType(description), MxFourCharCode("wvtt"));
+    EXPECT_EQ(MxFormatDescriptionGetMediaType(description), MxFourCC("text"));
+    EXPECT_EQ(MxFormatDescriptionGetMediaSubType(description), MxFourCC("wvtt"));
     MxBlockBuffer* data = MxSampleBufferGetDataBuffer(buffer.get());
     std::string payload(MxBlockBufferGetDataLength(data), '\0');
     EXPECT_EQ(MxBlockBufferCopyDataBytes(data, 0, payload.size(), payload.data()), kNoErr);
@@ -83,10 +83,10 @@ std::vector<Sample> ReadCues(QorFormatReader* reader, int64_t durationMs) {
 }
 
 // Opens the file at `path` through reader selection.
-OSStatus Open(const std::string& path, QorFormatReaderRef* reader) {
+Status Open(const std::string& path, QorFormatReaderRef* reader) {
   MxURL url;
   MxByteStreamRef stream;
-  OSStatus err = MxURLCreateWithFileSystemPath(path.c_str(), false, &url);
+  Status err = MxURLCreateWithFileSystemPath(path.c_str(), false, &url);
   if (!err) err = MxByteStreamCreateForFileURL(nullptr, url, 0, &stream);
   return err ? err : QorFormatReaderCreateForStream(stream.get(), nullptr, nullptr, reader);
 }
@@ -95,7 +95,7 @@ TEST(WebVTTFormatReader, CuesBecomeSamples) {
   struct Case {
     const char* name;
     std::string text;
-    OSStatus status;
+    Status status;
     std::vector<Sample> samples;
     int64_t durationMs;
   } cases[] = {

@@ -26,7 +26,7 @@ std::string Range(const WebVTTCue* cue, uint64_t offset, uint64_t length) {
 }
 
 struct ParseResult {
-  OSStatus status;
+  Status status;
   std::vector<ParsedCue> cues;
 };
 
@@ -66,7 +66,7 @@ TEST(WebVTTParser, SourcesAndTheirCues) {
     const char* name;
     std::string source;
     std::vector<ParsedCue> cues;
-    OSStatus status = kNoErr;
+    Status status = kNoErr;
     uint32_t comma = 0;  // SRT: a comma before the milliseconds
   } cases[] = {
       {"srt", "1\n00:00:01,000 --> 00:00:02,500\nHello\n\n", {{"1", "", "Hello", 1, 2.5}}, 0, 1},
@@ -194,7 +194,7 @@ TEST(WebVTTParser, Signature) {
 TEST(WebVTTParser, TimestampForms) {
   struct Case {
     std::string text;
-    OSStatus status;
+    Status status;
     double seconds;
   } cases[] = {{"00:01.500 ", 0, 1.5},        {":01:02 ", 0, 62},        {"00:75.000 ", 0, 75},
                {"1:02:03.004 ", 0, 3723.004}, {"0:01.000 ", -16011, 0},  {"00:01", 0, 1},
@@ -204,7 +204,7 @@ TEST(WebVTTParser, TimestampForms) {
     const char* cursor = c.text.data();
     size_t remaining = c.text.size();
     double seconds = -1;
-    OSStatus status = WebVTTParseTimestamp(&parser, &cursor, &remaining, &seconds, true, nullptr);
+    Status status = WebVTTParseTimestamp(&parser, &cursor, &remaining, &seconds, true, nullptr);
     EXPECT_EQ(status, c.status) << c.text;
     if (status == 0) {
       EXPECT_DOUBLE_EQ(seconds, c.seconds) << c.text;
