@@ -10,13 +10,13 @@ namespace {
 // A text sample is a 16-bit length and the text: a sample of two bytes or fewer holds no text.
 constexpr int64_t kEmptySampleSize = 2;
 
-bool IsSubtitleTrack(QorFormatReader* reader, int64_t index, QorTrackReaderRef* track) {
+}  // namespace
+
+bool CopySubtitleTrackAt(QorFormatReader* reader, int64_t index, QorTrackReaderRef* track) {
   FourCC mediaType = 0;
   return QorFormatReaderCopyTrackByIndex(reader, index, track, &mediaType, nullptr) == kNoErr &&
          mediaType == MxFourCC("sbtl");
 }
-
-}  // namespace
 
 Status MeasureTrackOutput(QorTrackReader* track, uint32_t targetDuration, uint64_t maxSamples,
                           TrackOutputSize* out) {
@@ -62,7 +62,7 @@ Status CheckMovieOutputSize(const RunSettings& s, QorFormatReader* reader, int64
   unsigned subtitleTracks = 0;
   for (int64_t index = 0; index < trackCount; ++index) {
     QorTrackReaderRef track;
-    if (IsSubtitleTrack(reader, index, &track) && ++subtitleTracks > limits.subtitleTracks) {
+    if (CopySubtitleTrackAt(reader, index, &track) && ++subtitleTracks > limits.subtitleTracks) {
       OutputMessage(0, "%s: refused: track %u is one subtitle track more than the %u allowed",
                     s.inputPath, unsigned(index), limits.subtitleTracks);
       return kErrBadArgument;
@@ -73,7 +73,7 @@ Status CheckMovieOutputSize(const RunSettings& s, QorFormatReader* reader, int64
   uint64_t samples = 0, bytes = 0;
   for (int64_t index = 0; index < trackCount; ++index) {
     QorTrackReaderRef track;
-    if (!IsSubtitleTrack(reader, index, &track)) continue;
+    if (!CopySubtitleTrackAt(reader, index, &track)) continue;
     TrackOutputSize size;
     // A track whose samples cannot be reached is left to the segmenting pass, which reports it.
     if (MeasureTrackOutput(track.get(), s.targetDuration, limits.samples - samples, &size) !=

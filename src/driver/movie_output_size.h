@@ -30,6 +30,10 @@ struct MovieOutputLimits {
   uint64_t extraBytes = kExtraSampleBytes;
 };
 
+// Copies the track at `index` when it is a subtitle track ('sbtl'); false for any other track
+// and for one that cannot be copied (the segmenting pass reports that).
+bool CopySubtitleTrackAt(QorFormatReader* reader, int64_t index, QorTrackReaderRef* track);
+
 struct TrackOutputSize {
   uint64_t samples = 0;  // samples read
   uint64_t bytes = 0;    // their bytes

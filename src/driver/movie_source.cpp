@@ -101,10 +101,7 @@ void ReportLongPaths(unsigned index) {
   unsigned subtitleTracks = 0;
   for (int64_t index = 0; index < trackCount; ++index) {
     QorTrackReaderRef track;
-    FourCC mediaType = 0;
-    if (QorFormatReaderCopyTrackByIndex(reader, index, &track, &mediaType, nullptr) != kNoErr ||
-        mediaType != MxFourCC("sbtl"))
-      continue;
+    if (!CopySubtitleTrackAt(reader, index, &track)) continue;
     ++subtitleTracks;
     std::optional<std::string> language;
     if (CopyTrackLanguage(track.get(), &language) != kNoErr) continue;
