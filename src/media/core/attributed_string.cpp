@@ -145,19 +145,6 @@ const std::shared_ptr<const MxDictionary>& MxAttributedString::SharedAttributesA
   return runs_[i].attributes;
 }
 
-Status MxAttributedString::SetAttributes(MxRange range, const MxDictionary& attributes) {
-  if (!ValidRange(range)) return QorSignalErrorAt(kMxErrInvalidParameter);
-  if (range.length == 0) return kNoErr;
-  size_t first = SplitAt(range.location);
-  size_t last = SplitAt(range.End());
-  auto shared = std::make_shared<const MxDictionary>(attributes);
-  runs_.erase(runs_.begin() + static_cast<std::ptrdiff_t>(first) + 1,
-              runs_.begin() + static_cast<std::ptrdiff_t>(last));
-  runs_[first].attributes = std::move(shared);
-  Coalesce(first, first + 1);
-  return kNoErr;
-}
-
 Status MxAttributedString::AddAttributes(MxRange range, const MxDictionary& attributes) {
   if (!ValidRange(range)) return QorSignalErrorAt(kMxErrInvalidParameter);
   if (range.length == 0) return kNoErr;

@@ -62,8 +62,6 @@ class MxAttributedString final : public MxObject {
   // The same as the run's shared dictionary: a copy of it keeps the dictionary alive.
   const std::shared_ptr<const MxDictionary>& SharedAttributesAtIndex(int64_t index, MxRange limit,
                                                                      MxRange* effective) const;
-  // Replaces the attributes over `range` by `attributes`.
-  [[nodiscard]] Status SetAttributes(MxRange range, const MxDictionary& attributes);
   // Adds or replaces the given keys over `range`, keeping other attributes there.
   [[nodiscard]] Status AddAttributes(MxRange range, const MxDictionary& attributes);
   // The same, with the merged dictionaries made or found through `cache`.

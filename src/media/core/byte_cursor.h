@@ -54,7 +54,6 @@ class MxByteCursor {
   [[nodiscard]] bool ReadS8(int8_t* out) { return ReadSigned<uint8_t>(out); }
   [[nodiscard]] bool ReadS16(int16_t* out) { return ReadSigned<uint16_t>(out); }
   [[nodiscard]] bool ReadS32(int32_t* out) { return ReadSigned<uint32_t>(out); }
-  [[nodiscard]] bool ReadS64(int64_t* out) { return ReadSigned<uint64_t>(out); }
   // A 32-bit field when `wide` is false, a 64-bit one otherwise (the version-dependent fields of
   // full boxes).
   [[nodiscard]] bool ReadU32or64(bool wide, uint64_t* out) {

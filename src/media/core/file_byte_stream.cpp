@@ -86,7 +86,6 @@ class QorFileByteStream final : public MxByteStream {
     size_t total = 0;
     int error = 0;
     if (size > kFileByteStreamCacheSize || !cacheEnabled_) {
-      fileReads_++;
       error = fork_.ReadAt(destination, size, offset, ioPolicy_, &total);
     } else {
       std::lock_guard<std::mutex> lock(cacheLock_);
@@ -97,7 +96,6 @@ class QorFileByteStream final : public MxByteStream {
       if (total < size) {
         const int64_t at = offset + static_cast<int64_t>(total);
         size_t filled = 0;
-        fileReads_++;
         error = fork_.ReadAt(cache_, sizeof cache_, at, ioPolicy_, &filled);
         if (error == 0) {
           cacheStart_ = at;
@@ -190,8 +188,6 @@ class QorFileByteStream final : public MxByteStream {
     return text + url_.Description() + "}";
   }
 
-  uint64_t fileReads() const { return fileReads_; }
-
  private:
   MxURL url_;
   FileFork fork_;
@@ -202,7 +198,6 @@ class QorFileByteStream final : public MxByteStream {
   int64_t cacheStart_ = 0;
   int64_t cacheEnd_ = 0;
   MxValue sandboxHandle_;
-  uint64_t fileReads_ = 0;
 };
 
 int OpenFlags(uint32_t permissions) {
@@ -257,9 +252,4 @@ Status QorByteStreamCreateUncachedForFileURL(MxAllocator* allocator, const MxURL
                                              MxByteStreamRef* out) {
   if (out == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
   return CreateFileByteStream(allocator, url, kMxByteStreamPermission_Read, false, out);
-}
-
-uint64_t QorFileByteStreamGetFileReadCount(MxByteStream* stream) {
-  auto* file = dynamic_cast<QorFileByteStream*>(stream);
-  return file ? file->fileReads() : 0;
 }

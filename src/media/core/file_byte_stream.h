@@ -28,6 +28,3 @@ constexpr size_t kFileByteStreamCacheSize = 4096;
 // for. For reads scattered through a large file, where 4096 bytes around each would be waste.
 [[nodiscard]] Status QorByteStreamCreateUncachedForFileURL(MxAllocator* allocator, const MxURL& url,
                                                            MxByteStreamRef* out);
-
-// How many reads of the file itself a stream has made; lets tests see what the cache saved.
-uint64_t QorFileByteStreamGetFileReadCount(MxByteStream* stream);

@@ -56,7 +56,6 @@ struct MxValue {
   MxValue(const MxRef<T>& object) : v(MxRef<MxObject>::Retained(object.get())) {}
   static MxValue Retaining(MxObject* object) { return MxValue(MxRef<MxObject>::Retained(object)); }
 
-  bool IsNull() const { return std::holds_alternative<std::monostate>(v); }
   // Numbers read back at a given width: nullopt when the value is not a number or does not fit.
   std::optional<int64_t> GetInt64() const;
   std::optional<int32_t> GetInt32() const;

@@ -1,6 +1,5 @@
 #include "media/formats/reader_table.h"
 
-#include <atomic>
 #include <mutex>
 
 const QorReaderFunctionTable& QorReaderLibraryFunctions() {
@@ -21,13 +20,10 @@ const QorReaderFunctionTable& QorReaderLibraryFunctions() {
 
 namespace {
 
-std::atomic<int> processBuildCount{0};
-
 const QorReaderRegistry* ProcessRegistry() {
   static std::once_flag once;
   static std::unique_ptr<QorReaderRegistry> registry;
   std::call_once(once, [] {
-    ++processBuildCount;
     QorReaderRegistryConfiguration configuration;
     configuration.functions = QorReaderLibraryFunctions();
     if (QorReaderRegistryCreate(configuration, &registry) != kNoErr) registry.reset();
@@ -41,8 +37,4 @@ Status QorFormatReaderCreateForStream(MxByteStream* stream, MxAllocator* allocat
                                       const MxDictionary* options, QorFormatReaderRef* out) {
   return QorFormatReaderCreateForStreamWithRegistry(ProcessRegistry(), stream, allocator, options,
                                                     out);
-}
-
-int QorReaderRegistryProcessBuildCount() {
-  return processBuildCount.load();
 }

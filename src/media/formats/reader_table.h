@@ -53,5 +53,3 @@ const QorReaderFunctionTable& QorReaderLibraryFunctions();
 [[nodiscard]] Status QorFormatReaderCreateForStream(MxByteStream* stream, MxAllocator* allocator,
                                                     const MxDictionary* options,
                                                     QorFormatReaderRef* out);
-// How often the process's registry has been built (0 or 1).
-int QorReaderRegistryProcessBuildCount();

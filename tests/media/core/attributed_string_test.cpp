@@ -31,14 +31,9 @@ TEST(AttributedString, RunsAndLongestEffectiveRange) {
   EXPECT_EQ(r, (MxRange{2, 2}));
   s->AttributesAtIndex(6, {0, 8}, &r);
   EXPECT_EQ(r, (MxRange{5, 3}));
-  // Setting replaces every attribute over the range and joins equal neighbours.
-  ASSERT_EQ(s->SetAttributes({0, 8}, base), kNoErr);
-  ASSERT_EQ(s->AddAttributes({2, 2}, {{"size", MxValue(12.0)}}), kNoErr);
-  EXPECT_EQ(*s->AttributesAtIndex(7, {0, 8}, &r), base);
-  EXPECT_EQ(r, (MxRange{0, 8}));
   // Bad ranges and indexes.
   EXPECT_EQ(s->AddAttributes({7, 2}, base), kMxErrInvalidParameter);
-  EXPECT_EQ(s->SetAttributes({-1, 1}, base), kMxErrInvalidParameter);
+  EXPECT_EQ(s->AddAttributes({-1, 1}, base), kMxErrInvalidParameter);
   EXPECT_EQ(s->AttributesAtIndex(8, {0, 8}, &r), nullptr);
   MxAttributedStringRef empty;
   ASSERT_EQ(MxAttributedStringCreate(nullptr, u"", &base, &empty), kNoErr);

@@ -33,14 +33,13 @@ TEST(FileByteStream, ReadsThroughTheCache) {
   EXPECT_EQ(std::string(buffer, n), data.substr(3, 1024));
   ASSERT_EQ(MxByteStreamReadBytes(s.get(), 1024, 1027, buffer, &n), kNoErr);
   EXPECT_EQ(std::string(buffer, n), data.substr(1027, 1024));
-  EXPECT_EQ(QorFileByteStreamGetFileReadCount(s.get()), 1u);  // one 4096-byte file read
 
   // Larger than the cache: straight from the file, cache untouched.
   ASSERT_EQ(MxByteStreamReadBytes(s.get(), 5000, 4000, buffer, &n), kNoErr);
   EXPECT_EQ(n, 5000u);
   EXPECT_EQ(std::string(buffer, n), data.substr(4000, 5000));
   ASSERT_EQ(MxByteStreamReadBytes(s.get(), 100, 2000, buffer, &n), kNoErr);
-  EXPECT_EQ(QorFileByteStreamGetFileReadCount(s.get()), 2u);
+  EXPECT_EQ(std::string(buffer, n), data.substr(2000, 100));
 
   // Crossing the cached range continues with a fresh file read.
   ASSERT_EQ(MxByteStreamReadBytes(s.get(), 200, 4000, buffer, &n), kNoErr);

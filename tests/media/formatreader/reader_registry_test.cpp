@@ -5,8 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "media/formats/reader_table.h"
-
 namespace {
 
 // The readers' calls, in order, and what each answers.
@@ -194,23 +192,6 @@ TEST(ReaderRegistry, Selection) {
     EXPECT_EQ(bool(reader), c.status == kNoErr) << c.name;
   }
   answers.clear();
-}
-
-TEST(ReaderRegistry, ProcessRegistryIsBuiltOnce) {
-  struct Case {
-    const char* path;
-    Status status;
-  } cases[] = {{"x.avi", kMxErrUnimplemented},
-               {"x.txt", kMxErrNoFormatReader},
-               {"y.ts", kMxErrUnimplemented}};
-  for (const Case& c : cases) {
-    QorFormatReaderRef reader;
-    EXPECT_EQ(
-        QorFormatReaderCreateForStream(Stream(Named(c.path)).get(), nullptr, nullptr, &reader),
-        c.status)
-        << c.path;
-  }
-  EXPECT_EQ(QorReaderRegistryProcessBuildCount(), 1);
 }
 
 TEST(ReaderRegistry, UnknownFunctionNames) {

@@ -17,7 +17,6 @@ class RunLengthCursor {
   static RunLengthCursor FirstIndexed(const EntryTable& runs, uint64_t itemCount);
 
   // False when the table holds no items: the cursor then never moves.
-  bool OnItem() const { return onItem_; }
   // The run that holds the current item.
   uint32_t Run() const { return run_; }
   // The current item, counted from 0 at the table's first item (in a first-indexed table whose

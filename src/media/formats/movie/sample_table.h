@@ -46,7 +46,6 @@ class SamplePosition {
   static SamplePosition First(const SampleTable& table);
 
   bool Empty() const { return table_ == nullptr || table_->SampleCount() == 0; }
-  uint32_t SampleIndex() const { return sample_; }
   // The current sample; kMxErrEndOfTrack when the table has no samples.
   [[nodiscard]] Status Current(SampleInfo* out) const;
   // Moves to the next or previous sample in decode order; false at the last or first sample,

@@ -276,17 +276,6 @@ void WebVTTCueQueue::InsertTail(WebVTTCue* cue) {
   last = &cue->next;
 }
 
-void WebVTTCueQueue::InsertHead(WebVTTCue* cue) {
-  cue->next = first;
-  if (first) {
-    first->prev = &cue->next;
-  } else {
-    last = &cue->next;
-  }
-  first = cue;
-  cue->prev = &first;
-}
-
 void WebVTTCueQueue::Remove(WebVTTCue* cue) {
   if (cue->next) {
     cue->next->prev = cue->prev;

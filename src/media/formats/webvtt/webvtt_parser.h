@@ -38,7 +38,6 @@ struct WebVTTCueQueue {
 
   bool empty() const { return first == nullptr; }
   void InsertTail(WebVTTCue* cue);
-  void InsertHead(WebVTTCue* cue);
   void Remove(WebVTTCue* cue);
 };
 
