@@ -153,6 +153,15 @@ std::vector<TextCue> ParseWebVTTCues(const std::string& webvtt) {
   return cues;
 }
 
+void ExpectSameCues(const std::vector<TextCue>& expected, const std::vector<TextCue>& actual) {
+  ASSERT_EQ(expected.size(), actual.size());
+  for (size_t i = 0; i < expected.size(); i++) {
+    EXPECT_EQ(expected[i].text, actual[i].text) << i;
+    EXPECT_NEAR(expected[i].start, actual[i].start, 0.0011) << i;
+    EXPECT_NEAR(expected[i].end, actual[i].end, 0.0011) << i;
+  }
+}
+
 std::string FfmpegWebVTT(const std::string& dir, const std::string& input,
                          const std::string& options) {
   std::string out;

@@ -54,6 +54,10 @@ struct TextCue {
 };
 // The cues of a WebVTT text, in order.
 std::vector<TextCue> ParseWebVTTCues(const std::string& webvtt);
+// Expects the same cues: the same text, and times within the millisecond that the segment
+// writer's truncating time arithmetic may take off (16.159 is stored as 16.15899..., printed
+// 16.158).
+void ExpectSameCues(const std::vector<TextCue>& expected, const std::vector<TextCue>& actual);
 // The WebVTT text ffmpeg extracts from `input`, run in `dir` with extra input options; a failed
 // run fails the test.
 std::string FfmpegWebVTT(const std::string& dir, const std::string& input,

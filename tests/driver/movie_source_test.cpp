@@ -235,56 +235,70 @@ TEST(MovieSource, OutputLimitsHoldAtTheirValue) {
   }
 }
 
+// Ends and failures, each with its status and message. Times that no timestamp or playlist
+// duration can carry make the movie malformed, and the message naming the track gives the cause.
 TEST(MovieSource, EndsAndFailuresWithTheirStatusAndMessage) {
   const std::string longName(1100, 'x');
   struct Case {
     const char* name;
-    std::vector<Track> tracks;
+    Movie movie;
     std::vector<std::string> options;
     int status;
     const char* message;
+    const char* cause;  // in the message that names the track
     bool variantWritten;
   };
-  Track good = Subtitles(1, "eng", {TextSample("hi")}, {1000});
-  Track broken = Subtitles(1, "eng", {TextSample("hi"), U16(40) + "short"}, {500, 500});
-  const std::vector<Case> cases = {
-      {"only video", {Video(1)}, {}, 0, "No subtitle tracks found.", false},
-      {"-D shorter than the movie",
-       {good},
-       {"-D", "5"},
-       56,
-       "Duration of presentation is longer than specified duration; please re-issue without "
-       "duration command",
-       false},
-      {"-D longer extends the last segment",
-       {good},
-       {"-D", "25"},
-       0,
-       "last PTS is 1 - making 25 to change to match presentation",
-       true},
-      {"a sample that fails to decode",
-       {broken},
-       {},
-       -12742 & 0xFF,
-       "Failed to generate chunk files with index 0, file ",
-       false},
-      {"a path too long for its buffer", {good}, {"-b", longName}, 36, "shorten -f, -b", false},
-      {"a variant playlist path too long", {good}, {"-s", longName}, 36, "shorten -f or -s", false},
-      {"a long variant name without subtitle tracks",
-       {Video(1)},
-       {"-s", longName},
-       0,
-       "No subtitle tracks found.",
-       false},
+  std::vector<Case> cases;
+  auto add = [&](const char* name, std::vector<Track> tracks, std::vector<std::string> options,
+                 int status, const char* message, const char* cause = "",
+                 bool variantWritten = false, uint64_t duration = 6000, uint32_t timescale = 600) {
+    Movie m;
+    m.tracks = std::move(tracks);
+    m.duration = duration;
+    m.timescale = timescale;
+    cases.push_back({name, m, std::move(options), status, message, cause, variantWritten});
   };
+  const Track good = Subtitles(1, "eng", {TextSample("hi")}, {1000});
+  add("only video", {Video(1)}, {}, 0, "No subtitle tracks found.");
+  add("-D shorter than the movie", {good}, {"-D", "5"}, 56,
+      "Duration of presentation is longer than specified duration; please re-issue without "
+      "duration command");
+  add("-D longer extends the last segment", {good}, {"-D", "25"}, 0,
+      "last PTS is 1 - making 25 to change to match presentation", "", true);
+  add("a sample that fails to decode",
+      {Subtitles(1, "eng", {TextSample("hi"), U16(40) + "short"}, {500, 500})}, {}, -12742 & 0xFF,
+      "Failed to generate chunk files with index 0, file ");
+  add("a path too long for its buffer", {good}, {"-b", longName}, 36, "shorten -f, -b");
+  add("a variant playlist path too long", {good}, {"-s", longName}, 36, "shorten -f or -s");
+  add("a long variant name without subtitle tracks", {Video(1)}, {"-s", longName}, 0,
+      "No subtitle tracks found.");
+  const char* malformed = "a box or table of the movie is malformed (-12890)";
+  const char* outside = "outside the times a cue can carry (0 to 4294967295 seconds)";
+  Track t = Subtitles(1, "eng", {TextSample("a"), TextSample("b")}, {1000, 1000});
+  t.ctts = std::vector<int32_t>{-5, 0};
+  t.cttsVersion = 1;
+  add("a composition offset before 0", {t}, {}, -12890 & 0xFF, outside, malformed);
+  t = Subtitles(1, "eng", {TextSample("a"), TextSample("b")}, {4294967295u, 1});
+  t.timescale = 1;
+  add("a sample ending after the latest time", {t}, {}, -12890 & 0xFF, outside, malformed);
+  t = Subtitles(1, "eng", {TextSample("a")}, {1000});
+  t.edits = std::vector<Edit>{{uint64_t(INT64_MAX), -1}, {1000, 0}};
+  t.wideEdits = true;
+  add("an empty edit of 2^63-1", {t}, {}, -12890 & 0xFF, outside, malformed);
+  add("a movie longer than the latest time", {good}, {}, -12890 & 0xFF, "The duration of ",
+      "lies outside 0 to 4294967295 seconds", false, 4294967296u, 1);
+  t = good;
+  t.sampleEntry = Box("tx3g", std::string(2, '\0'));
+  add("a sample description cut short", {t}, {}, -12714 & 0xFF,
+      "Can't read the sample descriptions of track with index 0",
+      "the sample description is malformed (-12714)");
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     ScratchDir dir;
-    Movie m;
-    m.tracks = c.tracks;
-    Outcome o = Segment(dir, m, c.options);
+    Outcome o = Segment(dir, c.movie, c.options);
     EXPECT_EQ(o.run.status, c.status) << o.run.out;
     EXPECT_NE(o.run.out.find(c.message), std::string::npos) << o.run.out;
+    EXPECT_NE(o.run.out.find(c.cause), std::string::npos) << o.run.out;
     EXPECT_EQ(!o.variant.empty(), c.variantWritten);
     if (c.status != 0) {
       // A failed stream leaves no playlist that looks complete.
@@ -293,29 +307,9 @@ TEST(MovieSource, EndsAndFailuresWithTheirStatusAndMessage) {
   }
 }
 
-TEST(MovieSource, LanguageTagsCannotLeadOutsideTheOutputDirectory) {
-  ScratchDir dir;
-  ASSERT_EQ(RunShell("mkdir -p '" + (dir / "a/out") + "'"), 0);
-  Track t = Subtitles(1, "eng", {TextSample("hi")}, {1000});
-  t.elng = "../../../escaped";
-  Track u = Subtitles(2, "eng", {TextSample("hi")}, {1000});
-  u.elng = "/tmp";
-  Movie m;
-  m.tracks = {t, u};
-  WriteFile(dir / "in.mp4", Build(m));
-  RunResult r = RunTool({"hlsvtt", "-q", "-f", dir / "a/out", dir / "in.mp4"});
-  ASSERT_EQ(r.status, 0) << r.out;
-  std::string listing;
-  ASSERT_EQ(RunShell("cd '" + dir.path() + "' && find . -mindepth 1 | sort", &listing), 0);
-  EXPECT_EQ(listing,
-            "./a\n./a/out\n./a/out/en0\n./a/out/en0/fileSequence0.webvtt\n"
-            "./a/out/en0/prog_index.m3u8\n./a/out/en1\n./a/out/en1/fileSequence0.webvtt\n"
-            "./a/out/en1/prog_index.m3u8\n./a/out/subtitle_media.m3u8\n./in.mp4\n");
-}
-
-// Outputs stay where they belong: links planted at output names are never followed, no two
-// streams share a directory, track names cannot break out of their quoted string, and the
-// variant playlist lists only streams that have a playlist.
+// Outputs stay where they belong: language tags that are paths and links planted at output
+// names never lead outside, no two streams share a directory, track names cannot break out of
+// their quoted string, and the variant playlist lists only streams that have a playlist.
 TEST(MovieSource, OutputsStayInsideTheOutputDirectory) {
   const char* flags = "DEFAULT=YES,AUTOSELECT=YES,FORCED=NO";
   struct Case {
@@ -329,6 +323,19 @@ TEST(MovieSource, OutputsStayInsideTheOutputDirectory) {
   };
   std::vector<Case> cases;
   const Track english = Subtitles(1, "eng", {TextSample("hi")}, {1000});
+  {
+    Track up = english, root = Subtitles(2, "eng", {TextSample("hi")}, {1000});
+    up.elng = "../../../escaped";
+    root.elng = "/tmp";
+    cases.push_back({"language tags that are paths",
+                     {up, root},
+                     "",
+                     0,
+                     "",
+                     Line("en 1", flags, "en", "en0/prog_index.m3u8") +
+                         Line("en 2", flags, "en", "en1/prog_index.m3u8"),
+                     {"en0/fileSequence0.webvtt", "en1/fileSequence0.webvtt"}});
+  }
   cases.push_back({"a link at the variant playlist's name is replaced",
                    {english},
                    "ln -s ../victim out/subtitle_media.m3u8",
@@ -397,6 +404,8 @@ TEST(MovieSource, OutputsStayInsideTheOutputDirectory) {
     EXPECT_NE(o.run.out.find(c.message), std::string::npos) << o.run.out;
     EXPECT_EQ(o.variant, c.variant.empty() ? "" : "#EXTM3U\n" + c.variant);
     EXPECT_TRUE(ListDir(dir / "elsewhere").empty());
+    EXPECT_EQ(ListDir(dir.path()),
+              (std::vector<std::string>{"elsewhere", "in.mp4", "out", "victim"}));
     EXPECT_EQ(ReadFile(dir / "victim"), "keep\n");
     std::string listing;
     RunShell("cd '" + (dir / "out") + "' && find . -name '*.webvtt' | sort", &listing);
@@ -433,57 +442,6 @@ TEST(MovieSource, VariantPlaylistCutShortFailsTheRun) {
   std::vector<std::string> left = ListDir(dir / "out");
   EXPECT_EQ(left.size(), 30u);  // the track directories only
   for (const std::string& name : left) EXPECT_TRUE(name.starts_with("en")) << name;
-}
-
-// Times that no timestamp or playlist duration can carry make the movie malformed; every failure
-// names the track and its cause.
-TEST(MovieSource, TimesOutOfRangeAreMalformed) {
-  struct Case {
-    const char* name;
-    Movie movie;
-    int status;
-    const char* message;
-    const char* cause;  // in the message that names the track
-  };
-  std::vector<Case> cases;
-  const char* malformed = "a box or table of the movie is malformed (-12890)";
-  auto add = [&](const char* name, const Track& t, int status, const char* message,
-                 const char* cause, uint64_t movieDuration = 6000, uint32_t movieTimescale = 600) {
-    Movie m;
-    m.tracks = {t};
-    m.duration = movieDuration;
-    m.timescale = movieTimescale;
-    cases.push_back({name, m, status, message, cause});
-  };
-  const char* outside = "outside the times a cue can carry (0 to 4294967295 seconds)";
-  Track t = Subtitles(1, "eng", {TextSample("a"), TextSample("b")}, {1000, 1000});
-  t.ctts = std::vector<int32_t>{-5, 0};
-  t.cttsVersion = 1;
-  add("a composition offset before 0", t, -12890 & 0xFF, outside, malformed);
-  t = Subtitles(1, "eng", {TextSample("a"), TextSample("b")}, {4294967295u, 1});
-  t.timescale = 1;
-  add("a sample ending after the latest time", t, -12890 & 0xFF, outside, malformed);
-  t = Subtitles(1, "eng", {TextSample("a")}, {1000});
-  t.edits = std::vector<Edit>{{uint64_t(INT64_MAX), -1}, {1000, 0}};
-  t.wideEdits = true;
-  add("an empty edit of 2^63-1", t, -12890 & 0xFF, outside, malformed);
-  add("a movie longer than the latest time", Subtitles(1, "eng", {TextSample("a")}, {1000}),
-      -12890 & 0xFF, "The duration of ", "lies outside 0 to 4294967295 seconds", 4294967296u, 1);
-  t = Subtitles(1, "eng", {TextSample("a")}, {1000});
-  t.sampleEntry = Box("tx3g", std::string(2, '\0'));
-  add("a sample description cut short", t, -12714 & 0xFF,
-      "Can't read the sample descriptions of track with index 0",
-      "the sample description is malformed (-12714)");
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    ScratchDir dir;
-    Outcome o = Segment(dir, c.movie);
-    EXPECT_EQ(o.run.status, c.status) << o.run.out;
-    EXPECT_NE(o.run.out.find(c.message), std::string::npos) << o.run.out;
-    EXPECT_NE(o.run.out.find(c.cause), std::string::npos) << o.run.out;
-    EXPECT_EQ(o.variant, "");
-    EXPECT_FALSE(FileExists(dir / "out/en0/prog_index.m3u8"));
-  }
 }
 
 }  // namespace

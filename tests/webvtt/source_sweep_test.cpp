@@ -112,13 +112,7 @@ class SourceGenerator {
     if (signature == 1 && Chance(50)) out_ += Text(Below(20));
     out_ += Break();
     const size_t lines = Chance(50) ? 0 : 1 + Below(4);
-    for (size_t i = 0; i < lines; i++) {
-      if (Chance(20)) {
-        Timing();
-      } else {
-        Line();
-      }
-    }
+    for (size_t i = 0; i < lines; i++) Chance(20) ? Timing() : Line();
     if (!Chance(3)) BlankLine();
   }
 
@@ -126,28 +120,19 @@ class SourceGenerator {
     const long whole = static_cast<long>(seconds);
     const int millis = static_cast<int>((seconds - static_cast<double>(whole)) * 1000 + 0.5) % 1000;
     const char separator = comma_ ? ',' : '.';
+    static const char* const kOdd[] = {"0:01.000",  ":01:02",    "00:75.000", "00:0a.000",
+                                       "00:01.0x0", "1:00:00",   "00:00.001", "00:01,000",
+                                       "00:01.000", "100:01.000"};
     char text[96];
-    switch (Below(12)) {
-      case 0:  // minutes and seconds only
-        snprintf(text, sizeof text, "%02ld:%02ld%c%03d", whole / 60, whole % 60, separator, millis);
-        break;
-      case 1:  // no fraction
-        snprintf(text, sizeof text, "%02ld:%02ld:%02ld", whole / 3600, whole / 60 % 60, whole % 60);
-        break;
-      case 2:  // leading zeros on the hours
-        snprintf(text, sizeof text, "%012ld:%02ld:%02ld%c%03d", whole / 3600, whole / 60 % 60,
-                 whole % 60, separator, millis);
-        break;
-      case 3: {  // one of a few odd shapes
-        static const char* const kOdd[] = {"0:01.000",  ":01:02",    "00:75.000", "00:0a.000",
-                                           "00:01.0x0", "1:00:00",   "00:00.001", "00:01,000",
-                                           "00:01.000", "100:01.000"};
-        snprintf(text, sizeof text, "%s", kOdd[Below(10)]);
-        break;
-      }
-      default:
-        snprintf(text, sizeof text, "%02ld:%02ld:%02ld%c%03d", whole / 3600, whole / 60 % 60,
-                 whole % 60, separator, millis);
+    const size_t shape = Below(12);
+    if (shape == 3) return kOdd[Below(10)];  // one of a few odd shapes
+    if (shape == 0) {                        // minutes and seconds only
+      snprintf(text, sizeof text, "%02ld:%02ld%c%03d", whole / 60, whole % 60, separator, millis);
+    } else if (shape == 1) {  // no fraction
+      snprintf(text, sizeof text, "%02ld:%02ld:%02ld", whole / 3600, whole / 60 % 60, whole % 60);
+    } else {  // hours, shape 2 with leading zeros
+      snprintf(text, sizeof text, "%0*ld:%02ld:%02ld%c%03d", shape == 2 ? 12 : 2, whole / 3600,
+               whole / 60 % 60, whole % 60, separator, millis);
     }
     return text;
   }
@@ -172,13 +157,9 @@ class SourceGenerator {
   }
 
   void Cue(bool srt, size_t index) {
-    if (srt || Chance(40)) {
-      if (srt && Chance(80)) {
-        out_ += std::to_string(index + 1) + Break();
-      } else {
-        Line();
-      }
-    }
+    const bool numbered = srt && Chance(80);  // a cue number, or else a line as identifier
+    if (numbered) out_ += std::to_string(index + 1) + Break();
+    if (!numbered && (srt || Chance(40))) Line();
     if (Chance(3)) {
       const std::string lineBreak = Break();
       out_ += "NOTE " + Text(Below(40)) + lineBreak;
@@ -192,20 +173,14 @@ class SourceGenerator {
   }
 
   void Ending() {
-    switch (Below(5)) {
-      case 0:  // the last line unterminated
-        out_ += Text(1 + Below(20));
-        break;
-      case 1:  // a lone CR at the very end
-        out_ += "\r";
-        break;
-      case 2: {  // one line break after a last cue without a blank line
-        const std::string lineBreak = Break();
-        out_ += Text(1 + Below(20)) + lineBreak;
-        break;
-      }
-      default:
-        break;
+    const size_t ending = Below(5);
+    if (ending == 0) {  // the last line unterminated
+      out_ += Text(1 + Below(20));
+    } else if (ending == 1) {  // a lone CR at the very end
+      out_ += "\r";
+    } else if (ending == 2) {  // one line break after a last cue without a blank line
+      const std::string lineBreak = Break();
+      out_ += Text(1 + Below(20)) + lineBreak;
     }
   }
 

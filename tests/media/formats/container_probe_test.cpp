@@ -1,6 +1,7 @@
 // Every container probe against files made by ffmpeg: the tracks and the duration agree with
 // ffprobe; other kinds of data are refused with the probe's own code; a huge file is probed
-// within the read budget.
+// within the read budget. The registry's readers for these containers, reached through reader
+// selection, give the probe's tracks and duration.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,11 +12,13 @@
 #include <set>
 #include <sstream>
 
+#include "media/core/file_byte_stream.h"
 #include "media/formats/audiofile/audio_file_probe.h"
 #include "media/formats/audiostream/audio_stream_probe.h"
 #include "media/formats/avi/avi_probe.h"
 #include "media/formats/dv/dv_probe.h"
 #include "media/formats/mpeg/mpeg_probe.h"
+#include "media/formats/reader_table.h"
 #include "test_support.h"
 
 namespace {
@@ -283,6 +286,89 @@ TEST_F(ContainerProbeTest, HugeFilesAreProbedWithinTheReadBudget) {
     EXPECT_LE(reader.BytesRead(), kProbeReadBudget);
     EXPECT_FALSE(probe.durationIsExact);
     EXPECT_FALSE(probe.tracks.empty());
+  }
+}
+
+// Each file through reader selection: the selected reader lists the probe's tracks with their
+// IDs, and answers the exact duration only when the container states it. ADTS named .ts is
+// refused by the MPEG reader and goes on to the audio-stream reader; bytes that no container
+// holds give the code of the reader their name selects.
+TEST_F(ContainerProbeTest, SelectedReadersListTracksAndDurations) {
+  const FourCC vide = MxFourCC("vide"), soun = MxFourCC("soun");
+  WriteFile(Path("audio.ts"), ReadFile(Path("song.aac")));
+  WriteFile(Path("junk.dv"), "no frames here, only words");
+  WriteFile(Path("junk.ts"), "neither packets nor packs");
+  WriteFile(Path("cut.wav"), "RIFF\x24\x01\x01\x01WAVEfmt ");
+  WriteFile(Path("empty.aiff"), "");
+  struct Case {
+    const char* name;
+    Family family;
+    Status status;
+    std::vector<FourCC> mediaTypes;
+    bool accurate;
+  } cases[] = {
+      {"clip.ts", kMPEG, kNoErr, {vide, soun}, false},
+      {"audio.ts", kAudioStream, kNoErr, {soun}, true},
+      {"song.wav", kAudioFile, kNoErr, {soun}, true},
+      {"clip.avi", kAVI, kNoErr, {vide, soun}, true},
+      {"song.mp3", kAudioStream, kNoErr, {soun}, true},
+      {"junk.dv", kDV, kMxErrFormatNotRecognised, {}, false},
+      {"junk.ts", kMPEG, kMxErrFormatNotRecognised, {}, false},
+      {"cut.wav", kAudioFile, kMxErrFormatDamaged, {}, false},
+      {"empty.aiff", kAudioFile, kMxErrFormatNotRecognised, {}, false},
+  };
+  auto seconds = [](const MxValue& value) {
+    return MxTimeGetSeconds(MxTimeMakeFromDictionary(value.GetDictionary()));
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    if (made_.count(c.name) && !made_[c.name]) continue;
+    MxURL url;
+    ASSERT_EQ(MxURLCreateWithFileSystemPath(Path(c.name).c_str(), false, &url), kNoErr);
+    MxByteStreamRef stream;
+    ASSERT_EQ(MxByteStreamCreateForFileURL(nullptr, url, 0, &stream), kNoErr);
+    QorFormatReaderRef reader;
+    ASSERT_EQ(QorFormatReaderCreateForStream(stream.get(), nullptr, nullptr, &reader), c.status);
+    if (c.status != kNoErr) continue;
+
+    int64_t count = 0;
+    ASSERT_EQ(QorFormatReaderGetTrackCount(reader.get(), &count), kNoErr);
+    std::vector<FourCC> types;
+    for (int64_t i = 0; i < count; i++) {
+      QorTrackReaderRef track;
+      FourCC type = 0;
+      QorTrackID id = 0, infoId = 0;
+      ASSERT_EQ(QorFormatReaderCopyTrackByIndex(reader.get(), i, &track, &type, &id), kNoErr);
+      ASSERT_EQ(QorTrackReaderGetTrackInfo(track.get(), &infoId, nullptr), kNoErr);
+      EXPECT_EQ(infoId, id);
+      EXPECT_GT(id, 0);
+      types.push_back(type);
+      QorSampleCursorServiceRef service;
+      EXPECT_EQ(QorTrackReaderCopySampleCursorService(track.get(), &service), kMxErrUnimplemented);
+    }
+    EXPECT_EQ(types, c.mediaTypes);
+    QorTrackReaderRef none;
+    EXPECT_EQ(QorFormatReaderCopyTrackByIndex(reader.get(), count, &none, nullptr, nullptr),
+              kMxErrInvalidParameter);
+
+    const std::string bytes = ReadFile(Path(c.name));
+    ProbeReader probeReader =
+        ProbeReader::ForMemory(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+    ContainerProbe probe;
+    ASSERT_EQ(RunProbe(c.family, probeReader, &probe), kNoErr);
+    MxValue accurate, duration, estimate;
+    ASSERT_EQ(reader->CopyProperty(kQorFormatReaderProperty_AccurateDurationIsKnown, &accurate),
+              kNoErr);
+    EXPECT_EQ(accurate.GetBool(), c.accurate);
+    ASSERT_EQ(reader->CopyProperty(kQorFormatReaderProperty_EstimatedDuration, &estimate), kNoErr);
+    EXPECT_EQ(seconds(estimate), MxTimeGetSeconds(probe.duration));
+    const Status exact = reader->CopyProperty(kQorFormatReaderProperty_Duration, &duration);
+    if (c.accurate) {
+      ASSERT_EQ(exact, kNoErr);
+      EXPECT_EQ(seconds(duration), seconds(estimate));
+    } else {
+      EXPECT_EQ(exact, kMxErrPropertyNotAvailable);
+    }
   }
 }
 
