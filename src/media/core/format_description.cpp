@@ -16,10 +16,6 @@ Status MxFormatDescriptionCreate(MxAllocator*, FourCC mediaType, FourCC mediaSub
   return kNoErr;
 }
 
-FourCC MxFormatDescriptionGetMediaType(const MxFormatDescription* description) {
-  return description ? description->mediaType() : 0;
-}
-
 FourCC MxFormatDescriptionGetMediaSubType(const MxFormatDescription* description) {
   return description ? description->mediaSubType() : 0;
 }

@@ -35,7 +35,6 @@ using MxFormatDescriptionRef = MxRef<MxFormatDescription>;
                                                MxFormatDescriptionRef* out);
 
 // Null descriptions answer 0 and null.
-FourCC MxFormatDescriptionGetMediaType(const MxFormatDescription* description);
 FourCC MxFormatDescriptionGetMediaSubType(const MxFormatDescription* description);
 const MxDictionary* MxFormatDescriptionGetExtensions(const MxFormatDescription* description);
 // One extension by key, or null.

@@ -36,7 +36,7 @@ TEST(TextFormatDescription, TimedTextEntryGivesEveryDefault) {
   ASSERT_EQ(
       Make(TimedTextEntry(0xA0000000, 1, 5, Bytes().box("ftab", FontTable({{1, "Serif"}}))), &d),
       kNoErr);
-  EXPECT_EQ(MxFormatDescriptionGetMediaType(d.get()), kSbtl);
+  EXPECT_EQ(d->mediaType(), kSbtl);
   EXPECT_EQ(MxFormatDescriptionGetMediaSubType(d.get()), MxFourCC("tx3g"));
   int32_t flags = 0;
   ASSERT_EQ(MxTextFormatDescriptionGetDisplayFlags(d.get(), &flags), kNoErr);

@@ -44,11 +44,8 @@ Status ReadSampleAtCursor(QorSampleGenerator* generator, QorSampleCursor* cursor
     err = MxBlockBufferCopyDataBytes(data, 0, length, out->bytes.data());
     if (err) return err;
   }
-  const bool text =
-      MxFormatDescriptionGetMediaType(MxSampleBufferGetFormatDescription(sample.get())) !=
-          MxFourCC("vide") &&
-      MxFormatDescriptionGetMediaType(MxSampleBufferGetFormatDescription(sample.get())) !=
-          MxFourCC("soun");
+  const FourCC type = MxSampleBufferGetFormatDescription(sample.get())->mediaType();
+  const bool text = type != MxFourCC("vide") && type != MxFourCC("soun");
   out->text = text && length >= 2
                   ? out->bytes.substr(2, static_cast<size_t>((uint8_t(out->bytes[0]) << 8) |
                                                              uint8_t(out->bytes[1])))

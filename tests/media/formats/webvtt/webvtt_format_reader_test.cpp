@@ -67,7 +67,7 @@ std::vector<Sample> ReadCues(QorFormatReader* reader, int64_t durationMs) {
               kNoErr);
     if (!buffer) return samples;
     const MxFormatDescription* description = MxSampleBufferGetFormatDescription(buffer.get());
-    EXPECT_EQ(MxFormatDescriptionGetMediaType(description), MxFourCC("text"));
+    EXPECT_EQ(description->mediaType(), MxFourCC("text"));
     EXPECT_EQ(MxFormatDescriptionGetMediaSubType(description), MxFourCC("wvtt"));
     MxBlockBuffer* data = MxSampleBufferGetDataBuffer(buffer.get());
     std::string payload(MxBlockBufferGetDataLength(data), '\0');
