@@ -116,12 +116,15 @@ TEST(CueScheduling, SrtMarkupRewrittenOnRequest) {
   const std::string cues =
       "1\n00:00:01,000 --> 00:00:02,000\n{\\an8}<font color=\"yellow\">Top</font> & <B>bold</B>\n\n"
       "2\n00:00:03,000 --> 00:00:04,000\n<i>a < b</i>\n\n"
-      "3\n00:00:05,000 --> 00:00:06,000\nPlain <b>kept</b>\n\n";
+      "3\n00:00:05,000 --> 00:00:06,000\nPlain <b>kept</b>\n\n"
+      "4\n00:00:07,000 --> 00:00:08,000\n{\\an8}\n\n";
   const std::string asIs =
       kHeader +
       "1\n00:00:01.000 --> 00:00:02.000\n{\\an8}<font color=\"yellow\">Top</font> "
       "& <B>bold</B>\n\n2\n00:00:03.000 --> 00:00:04.000\n<i>a < b</i>\n\n"
-      "3\n00:00:05.000 --> 00:00:06.000\nPlain <b>kept</b>\n\n";
+      "3\n00:00:05.000 --> 00:00:06.000\nPlain <b>kept</b>\n\n"
+      "4\n00:00:07.000 --> 00:00:08.000\n{\\an8}\n\n";
+  // A cue left without text is dropped, as one without text in the source is.
   const std::string rewritten = kHeader +
                                 "1\n00:00:01.000 --> 00:00:02.000 "
                                 "line:0\n<c.color_ffff00.yellow>Top</c> &amp; <b>bold</b>\n\n"

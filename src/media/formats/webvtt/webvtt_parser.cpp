@@ -159,7 +159,9 @@ void SkipBlanks(const char** p, size_t* remaining) {
       return QorSignalErrorAt(kMxErrAllocationFailed);
     }
   }
-  if (rewritten) {
+  if (rewritten && parser->rewrittenPayload.empty()) {
+    return DropBlock(kWebVTTErrEmptyPayload);  // nothing but position codes
+  } else if (rewritten) {
     status = AppendRewritten(parser, record, std::string_view(data, identifierLength));
   } else if (identifierLength + settingsLength + payloadLength < kOwnTextBlockThreshold) {
     status = parser->cues.AppendCopy(record, std::string_view(data, identifierLength),
