@@ -28,6 +28,18 @@ bool IsBlank(char c) {
   return c == ' ' || c == '\t';
 }
 
+// Where the first line break at or after `from` is, or the text's size.
+size_t FindLineEnd(std::string_view text, size_t from) {
+  while (from < text.size() && text[from] != '\n' && text[from] != '\r') from++;
+  return from;
+}
+
+bool HasMarkup(std::string_view text) {
+  for (char c : text)
+    if (c == '<' || c == '>' || c == '&' || c == '{') return true;
+  return false;
+}
+
 bool EqualsNoCase(std::string_view a, std::string_view b) {
   if (a.size() != b.size()) return false;
   for (size_t i = 0; i < a.size(); i++)
@@ -275,12 +287,11 @@ bool RewriteSrtMarkup(std::string_view settings, std::string_view payload, std::
                       std::string* newPayload) {
   newSettings->clear();
   newPayload->clear();
-  if (payload.find_first_of("<>&{") == std::string_view::npos) return false;
+  if (!HasMarkup(payload)) return false;
   MarkupRewriter rewriter(newPayload);
   size_t at = 0;
   while (at < payload.size()) {
-    size_t end = payload.find_first_of("\r\n", at);
-    if (end == std::string_view::npos) end = payload.size();
+    const size_t end = FindLineEnd(payload, at);
     size_t next = end;
     if (next < payload.size()) next++;
     if (next < payload.size() && payload[end] == '\r' && payload[next] == '\n') next++;
