@@ -152,11 +152,15 @@ class MarkupRewriter {
   int position() const { return position_; }
 
   void Line(std::string_view line) {
+    // The first ">" at or after the current "<", found once for all the "<" before it, so
+    // that a line full of "<" costs linear time.
+    size_t close = line.find('>');
     size_t i = 0;
     while (i < line.size()) {
       const char c = line[i];
       if (c == '<') {
-        i += Tag(line.substr(i));
+        if (close < i) close = line.find('>', i);
+        i += close == std::string_view::npos ? Escape() : Tag(line.substr(i, close - i + 1));
       } else if (c == '>') {
         out_->append("&gt;");
         i++;
@@ -178,17 +182,14 @@ class MarkupRewriter {
   void CloseAll() { CloseDownTo(0); }
 
  private:
-  // An open element: 'b', 'i', 'u', 'c' (a font with a color), or 'f' (a font written as
-  // nothing).
   static bool IsPositionCode(std::string_view text) {
     return text.size() >= 6 && text[1] == '\\' && Lower(text[2]) == 'a' && Lower(text[3]) == 'n' &&
            text[4] >= '1' && text[4] <= '9' && text[5] == '}';
   }
 
-  // Handles the text at "<"; returns how much of it was taken.
+  // Handles a tag from its "<" to the first ">" after it; returns how much of it was taken.
   size_t Tag(std::string_view text) {
-    const size_t close = text.find('>');
-    if (close == std::string_view::npos) return Escape();
+    const size_t close = text.size() - 1;
     std::string_view inner = text.substr(1, close - 1);
     const bool endTag = !inner.empty() && inner.front() == '/';
     if (endTag) inner.remove_prefix(1);
@@ -260,6 +261,8 @@ class MarkupRewriter {
   }
 
   std::string* out_;
+  // The open elements, outermost first: 'b', 'i', 'u', 'c' (a font with a color), or 'f' (a
+  // font written as nothing).
   std::vector<char> open_;
   int position_ = 0;
 };

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+
 namespace {
 
 TEST(SrtMarkup, CasesFromTheWild) {
@@ -59,7 +61,9 @@ TEST(SrtMarkup, CasesFromTheWild) {
   }
 }
 
-TEST(SrtMarkup, DeepNestingStaysBalanced) {
+// Hostile text: nesting beyond the tracked depth stays balanced, and a long line of brackets
+// is escaped in linear time.
+TEST(SrtMarkup, DeepNestingAndLongLines) {
   std::string payload;
   for (int i = 0; i < 200; i++) payload += "<b>";
   payload += "x";
@@ -71,6 +75,12 @@ TEST(SrtMarkup, DeepNestingStaysBalanced) {
   want += "x";
   for (int i = 0; i < 64; i++) want += "</b>";
   EXPECT_EQ(out, want);
+
+  const std::string brackets(size_t{1} << 21, '<');
+  const auto start = std::chrono::steady_clock::now();
+  ASSERT_TRUE(RewriteSrtMarkup("", brackets + ">", &settings, &out));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+  EXPECT_EQ(out.size(), 4 * brackets.size() + 4);
 }
 
 }  // namespace
