@@ -193,6 +193,9 @@ Status RunWebVTTSourceInto(const RunSettings& settings, MxByteStream* stream,
   WebVTTParser* rawParser = nullptr;
   if (WebVTTParserCreate(&rawParser, commaDecimal) != kNoErr) return kErrCreateFailed;
   std::unique_ptr<WebVTTParser, ParserRelease> parser(rawParser);
+  // Only a source read as SRT (no signature) has its markup rewritten: a WebVTT source's markup
+  // is WebVTT already.
+  parser->rewriteSrtMarkup = settings.srtMarkupToWebVTT && commaDecimal == 1;
 
   // The whole source is parsed and its schedule measured before the output stream is made, so
   // that a source refused here leaves nothing behind, not even a key file.

@@ -131,7 +131,24 @@ struct TrackFlags {
   MxValue names;
   std::optional<bool> enabled;
   bool excludeFromAutoSelection = false;
+  std::string characteristics;
 };
+
+// The CHARACTERISTICS value that the track's content tags call for (empty for none). A reader
+// that keeps no content tags gives none.
+[[nodiscard]] Status ReadCharacteristics(QorTrackReader* track, std::string* out) {
+  MxValue tags;
+  Status status = CopyProperty(track, kQorTrackProperty_ContentTags, &tags);
+  if (status == kMxErrPropertyNotSupported) return kNoErr;
+  if (status != kNoErr) return status;
+  std::vector<std::string> texts;
+  if (const MxArray* array = tags.GetArray()) {
+    for (const MxValue& tag : *array)
+      if (const std::string* text = tag.GetString()) texts.push_back(*text);
+  }
+  *out = AccessibilityCharacteristics(texts);
+  return kNoErr;
+}
 
 class MovieSegmenter {
  public:
@@ -252,6 +269,7 @@ void MovieSegmenter::AddEntry(const TrackFlags& flags, const std::optional<std::
   entry.autoSelect = autoSelect;
   entry.forced = forced;
   entry.uri = uri;
+  entry.characteristics = flags.characteristics;
   entries_.push_back(std::move(entry));
   ++nameCounter_;
 }
@@ -367,7 +385,12 @@ Status MovieSegmenter::SegmentTrack(unsigned index) {
       return err;
     }
     flags.excludeFromAutoSelection = exclude.GetBool().value_or(false);
-    return kNoErr;
+    err = ReadCharacteristics(track.get(), &flags.characteristics);
+    if (err != kNoErr) {
+      OutputMessage(0, "Can't read the content tags of track with index %u, file %s: %s", index,
+                    s_.inputPath, DescribeStatus(err).c_str());
+    }
+    return err;
   };
   status = readFlags("Failed to get the track name dictionary of track with index %u, file %s.",
                      "Can't get enabled status of track index %u, file %s, error %d");

@@ -43,6 +43,7 @@ const struct option kLongOptions[] = {
     {"target-duration", required_argument, nullptr, 't'},
     {"version", no_argument, nullptr, 'v'},
     {"no-output-timestamps", no_argument, nullptr, '8'},
+    {"srt-markup", required_argument, nullptr, 'M'},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -204,6 +205,13 @@ bool ApplyOption(int option, char* arg, const char* program, RunSettings* s) {
     case '8':
       s->outputTimestamps = false;
       return true;
+    case 'M':
+      if (strcmp(arg, "webvtt") != 0) {
+        fprintf(stderr, "%s: illegal srt-markup %s (the one value is webvtt)\n", program, arg);
+        return false;
+      }
+      s->srtMarkupToWebVTT = true;
+      return true;
     default:
       return false;
   }
@@ -251,7 +259,7 @@ bool ParseCommandLine(int argc, char** argv, RunSettings* settings, Status* resu
     if (option == ':') {
       fprintf(stderr, "%s: option %s requires an argument\n", program, argv[optind - 1]);
       ok = false;
-    } else if (option == '?' || !strchr("bBdDfGiJkKlmnNPqst8", option)) {
+    } else if (option == '?' || !strchr("bBdDfGiJkKlmMnNPqst8", option)) {
       fprintf(stderr, "%s: invalid option: %s\n", program, argv[optind - 1]);
       ok = false;
     } else {

@@ -28,6 +28,8 @@ struct RunSettings {
   uint8_t staticKey[32] = {};
   size_t staticKeyLength = 0;
   const char* inputPath = nullptr;
+  // --srt-markup=webvtt: an SRT source's tags and position codes become WebVTT markup.
+  bool srtMarkupToWebVTT = false;
 };
 
 // Reads the options into `settings`, validating each as it is met. Returns true when the run

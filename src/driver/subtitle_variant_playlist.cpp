@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 
@@ -25,6 +26,17 @@ std::string QuotableName(std::string name) {
 }
 }  // namespace
 
+std::string AccessibilityCharacteristics(const std::vector<std::string>& contentTags) {
+  std::string value;
+  for (const char* name : {"public.accessibility.transcribes-spoken-dialog",
+                           "public.accessibility.describes-music-and-sound"}) {
+    if (std::find(contentTags.begin(), contentTags.end(), name) == contentTags.end()) continue;
+    if (!value.empty()) value += ',';
+    value += name;
+  }
+  return value;
+}
+
 std::string FormatSubtitleVariantPlaylist(const std::vector<SubtitleVariantEntry>& entries) {
   std::string text = "#EXTM3U\n";
   for (const SubtitleVariantEntry& e : entries) {
@@ -35,7 +47,9 @@ std::string FormatSubtitleVariantPlaylist(const std::vector<SubtitleVariantEntry
     text += "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"subtitles\",NAME=\"" +
             QuotableName(*e.trackName) + "\",DEFAULT=" + YesNo(*e.isDefault) +
             ",AUTOSELECT=" + YesNo(*e.autoSelect) + ",FORCED=" + YesNo(*e.forced) + ",LANGUAGE=\"" +
-            *e.languageCode + "\",URI=\"" + *e.uri + "\"\n";
+            *e.languageCode + "\",";
+    if (!e.characteristics.empty()) text += "CHARACTERISTICS=\"" + e.characteristics + "\",";
+    text += "URI=\"" + *e.uri + "\"\n";
   }
   return text;
 }

@@ -18,9 +18,16 @@ struct SubtitleVariantEntry {
   std::optional<bool> autoSelect;
   std::optional<bool> forced;
   std::optional<std::string> uri;
+  std::string characteristics;  // the CHARACTERISTICS value; empty: no such attribute
 };
 
+// The accessibility characteristics that a track's content tags claim, as a CHARACTERISTICS
+// value: transcribing spoken dialogue, then describing music and sound, each only when tagged
+// (empty when neither is). Other tags do not count.
+std::string AccessibilityCharacteristics(const std::vector<std::string>& contentTags);
+
 // The file's text. A track name's double quotes become single quotes, its CRs and LFs spaces.
+// CHARACTERISTICS, where an entry has them, stands just before the URI.
 std::string FormatSubtitleVariantPlaylist(const std::vector<SubtitleVariantEntry>& entries);
 
 // Writes `fileBase`/`subtitleVariantName` whole through a temporary file and a rename (a link at

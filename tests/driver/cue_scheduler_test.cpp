@@ -110,6 +110,56 @@ TEST(CueScheduling, SrtSourceWithCustomNames) {
   EXPECT_TRUE(run.Out("subs.m3u8").ends_with(",\t\nhttp://cdn/x/sub0.webvtt\n#EXT-X-ENDLIST\n"));
 }
 
+// SRT markup becomes WebVTT markup only when asked for and only in a source read as SRT; the
+// validator webvtt-parser finds errors in the segment as the SRT has it and none once rewritten.
+TEST(CueScheduling, SrtMarkupRewrittenOnRequest) {
+  const std::string cues =
+      "1\n00:00:01,000 --> 00:00:02,000\n{\\an8}<font color=\"yellow\">Top</font> & <B>bold</B>\n\n"
+      "2\n00:00:03,000 --> 00:00:04,000\n<i>a < b</i>\n\n"
+      "3\n00:00:05,000 --> 00:00:06,000\nPlain <b>kept</b>\n\n"
+      "4\n00:00:07,000 --> 00:00:08,000\n{\\an8}\n\n";
+  const std::string asIs =
+      kHeader +
+      "1\n00:00:01.000 --> 00:00:02.000\n{\\an8}<font color=\"yellow\">Top</font> "
+      "& <B>bold</B>\n\n2\n00:00:03.000 --> 00:00:04.000\n<i>a < b</i>\n\n"
+      "3\n00:00:05.000 --> 00:00:06.000\nPlain <b>kept</b>\n\n"
+      "4\n00:00:07.000 --> 00:00:08.000\n{\\an8}\n\n";
+  // A cue left without text is dropped, as one without text in the source is.
+  const std::string rewritten = kHeader +
+                                "1\n00:00:01.000 --> 00:00:02.000 "
+                                "line:0\n<c.color_ffff00.yellow>Top</c> &amp; <b>bold</b>\n\n"
+                                "2\n00:00:03.000 --> 00:00:04.000\n<i>a &lt; b</i>\n\n"
+                                "3\n00:00:05.000 --> 00:00:06.000\nPlain <b>kept</b>\n\n";
+  SegmentRun plain(cues, {"-t", "10"}, "in.srt");
+  SegmentRun converted(cues, {"-t", "10", "--srt-markup=webvtt"}, "in.srt");
+  std::string vtt = cues;
+  for (size_t at; (at = vtt.find(",0")) != std::string::npos;) vtt[at] = '.';
+  SegmentRun webvtt("WEBVTT\n\n" + vtt, {"-t", "10", "--srt-markup=webvtt"}, "in.vtt");
+  for (const SegmentRun* run : {&plain, &converted, &webvtt}) ASSERT_EQ(run->result.status, 0);
+  EXPECT_EQ(plain.Out("fileSequence0.webvtt"), asIs);
+  EXPECT_EQ(webvtt.Out("fileSequence0.webvtt"), asIs);
+  EXPECT_EQ(converted.Out("fileSequence0.webvtt"), rewritten);
+
+  const std::string clients = HLSVTT_SOURCE_DIR "/tests/clients";
+  if (RunShell("command -v node >/dev/null && test -d '" + clients + "/node_modules'") != 0)
+    GTEST_SKIP() << "node or the client packages missing (scripts/install-clients.sh)";
+  auto errors = [&](const SegmentRun& run) {
+    std::string out;
+    EXPECT_EQ(RunShell("node -e \"const {WebVTTParser} = require('" + clients +
+                           "/node_modules/webvtt-parser');"
+                           "const lines = require('fs').readFileSync(process.argv[1], 'utf8')"
+                           ".split('\\n'); lines.splice(1, 1);"
+                           "const r = new WebVTTParser().parse(lines.join('\\n'));"
+                           "console.log(r.errors.length + ' ' + r.cues.length)\" '" +
+                           (run.dir / "out/fileSequence0.webvtt") + "'",
+                       &out),
+              0);
+    return out;
+  };
+  EXPECT_NE(errors(plain), "0 3\n");
+  EXPECT_EQ(errors(converted), "0 3\n");
+}
+
 TEST(CueScheduling, SourceWithoutCuesWritesNothing) {
   SegmentRun run("WEBVTT\n\nNOTE nothing here\n\n", {"-D", "30"});
   EXPECT_EQ(run.result.status, 0);

@@ -54,9 +54,14 @@ Outcome Segment(const ScratchDir& dir, const Movie& movie, std::vector<std::stri
 }
 
 std::string Line(const std::string& name, const char* flags, const char* language,
-                 const std::string& uri) {
-  return kEntry + name + "\"," + flags + ",LANGUAGE=\"" + language + "\",URI=\"" + uri + "\"\n";
+                 const std::string& uri, const std::string& characteristics = "") {
+  return kEntry + name + "\"," + flags + ",LANGUAGE=\"" + language + "\"," +
+         (characteristics.empty() ? "" : "CHARACTERISTICS=\"" + characteristics + "\",") +
+         "URI=\"" + uri + "\"\n";
 }
+
+constexpr char kTranscribes[] = "public.accessibility.transcribes-spoken-dialog";
+constexpr char kDescribes[] = "public.accessibility.describes-music-and-sound";
 
 TEST(MovieSource, TracksBecomeStreamsWithTheirNamesAndFlags) {
   const std::string forcedSample = TextSample("forced", Box("frcd", ""));
@@ -95,7 +100,7 @@ TEST(MovieSource, TracksBecomeStreamsWithTheirNamesAndFlags) {
   {
     Track t = Subtitles(1, "eng", {TextSample("normal"), forcedSample}, {500, 500});
     t.elng = "en-GB";
-    t.tagc = "public.auxiliary-content";
+    t.tagc = {"public.auxiliary-content"};
     cases.push_back(
         {"forced samples make a forced variant",
          {Video(1), t},
@@ -122,6 +127,27 @@ TEST(MovieSource, TracksBecomeStreamsWithTheirNamesAndFlags) {
                   "es0-forced/prog_index.m3u8") +
              Line("it 3", "DEFAULT=NO,AUTOSELECT=YES,FORCED=NO", "it", "it1/prog_index.m3u8")});
   }
+  {
+    // Captions tags become CHARACTERISTICS in a fixed order, each only when tagged; other tags
+    // leave the line as it is. A forced variant is made of the same text and keeps them.
+    Track both = Subtitles(1, "eng", {TextSample("[door slams]"), forcedSample}, {500, 500});
+    both.tagc = {kDescribes, "public.auxiliary-content", kTranscribes};
+    Track one = Subtitles(2, "eng", {TextSample("[music]")}, {500});
+    one.tagc = {kDescribes};
+    Track other = Subtitles(3, "eng", {TextSample("plain")}, {500});
+    other.tagc = {"public.easy-to-read", std::string(kTranscribes) + "x"};
+    const std::string pair = std::string(kTranscribes) + "," + kDescribes;
+    cases.push_back(
+        {"captions tags",
+         {both, one, other},
+         {},
+         Line("en 1", "DEFAULT=YES,AUTOSELECT=NO,FORCED=NO", "en", "en0/prog_index.m3u8", pair) +
+             Line("en (forced) 2", "DEFAULT=YES,AUTOSELECT=NO,FORCED=YES", "en",
+                  "en0-forced/prog_index.m3u8", pair) +
+             Line("en 3", "DEFAULT=YES,AUTOSELECT=YES,FORCED=NO", "en", "en1/prog_index.m3u8",
+                  kDescribes) +
+             Line("en 4", "DEFAULT=YES,AUTOSELECT=YES,FORCED=NO", "en", "en2/prog_index.m3u8")});
+  }
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     ScratchDir dir;
@@ -137,6 +163,37 @@ TEST(MovieSource, TracksBecomeStreamsWithTheirNamesAndFlags) {
 // even when it starts later; a cue past the boundary opens the next segment, which ends 10 s
 // after that cue's start; a cue exactly at the boundary stays. Empty samples write nothing. The
 // forced variant holds only the forced sample, on a grid of its own.
+// A fragment with CHARACTERISTICS merges into a master that the master tool then checks clean:
+// two English renditions that are both auto-selected differ in their characteristics.
+TEST(MovieSource, CaptionsFragmentMergesIntoACleanMaster) {
+  ScratchDir dir;
+  Track captions = Subtitles(1, "eng", {TextSample("[thunder]")}, {500});
+  captions.tagc = {kTranscribes, kDescribes};
+  Movie m;
+  m.tracks = {captions, Subtitles(2, "eng", {TextSample("hello")}, {500})};
+  Outcome o = Segment(dir, m);
+  ASSERT_EQ(o.run.status, 0) << o.run.err;
+  ASSERT_NE(o.variant.find("CHARACTERISTICS="), std::string::npos) << o.variant;
+  ASSERT_EQ(RunShell("mkdir '" + (dir / "low") + "' && touch '" + (dir / "low/index.m3u8") + "'"),
+            0);
+  WriteFile(dir / "master.m3u8",
+            "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=800000,CODECS=\"avc1.4d401e,mp4a.40.2\"\n"
+            "low/index.m3u8\n");
+  RunResult merge =
+      RunBinary(HLSVTT_MASTER_BINARY,
+                {"hlsvtt-master", "merge", "--conform", "master.m3u8", "out/subtitle_media.m3u8"},
+                dir.path());
+  ASSERT_EQ(merge.status, 0) << merge.err;
+  EXPECT_NE(ReadFile(dir / "master.m3u8")
+                .find(",CHARACTERISTICS=\"" + std::string(kTranscribes) + "," + kDescribes +
+                      "\",URI=\"out/en0/prog_index.m3u8\"\n"),
+            std::string::npos);
+  RunResult check =
+      RunBinary(HLSVTT_MASTER_BINARY, {"hlsvtt-master", "check", "master.m3u8"}, dir.path());
+  EXPECT_EQ(check.status, 0) << check.out << check.err;
+  EXPECT_EQ(check.out, "");
+}
+
 TEST(MovieSource, SegmentsStartAtTheCueThatOpensThem) {
   ScratchDir dir;
   Movie m;
@@ -416,7 +473,7 @@ TEST(MovieSource, OutputsStayInsideTheOutputDirectory) {
 }
 
 TEST(MovieSource, VariantPlaylistNamesCannotBreakTheirLine) {
-  SubtitleVariantEntry e{"a \"b\"\r\nc", true, "en", false, true, "en0/prog_index.m3u8"};
+  SubtitleVariantEntry e{"a \"b\"\r\nc", true, "en", false, true, "en0/prog_index.m3u8", ""};
   EXPECT_EQ(FormatSubtitleVariantPlaylist({e}),
             "#EXTM3U\n" + Line("a 'b'  c", "DEFAULT=YES,AUTOSELECT=NO,FORCED=YES", "en",
                                "en0/prog_index.m3u8"));

@@ -10,6 +10,7 @@ const char* const kQorTrackProperty_LanguageCode = "TrackLanguageCode";
 const char* const kQorTrackProperty_TrackName = "TrackName";
 const char* const kQorTrackProperty_Enabled = "TrackEnabled";
 const char* const kQorTrackProperty_ExcludeFromAutoSelection = "TrackExcludeFromAutoSelection";
+const char* const kQorTrackProperty_ContentTags = "TrackContentTags";
 const char* const kQorTrackProperty_ExtendedLanguageTagString = "ExtendedLanguageTagString";
 const char* const kQorTrackProperty_FormatDescriptionArray = "TrackFormatDescriptionArray";
 const char* const kQorByteStreamProperty_SuggestedFileName = "QBS_SuggestedFileName";

@@ -32,6 +32,7 @@ extern const char* const kQorTrackProperty_Enabled;                    // "Track
 extern const char* const kQorTrackProperty_ExcludeFromAutoSelection;   // boolean
 extern const char* const kQorTrackProperty_ExtendedLanguageTagString;  // string
 extern const char* const kQorTrackProperty_FormatDescriptionArray;     // array of descriptions
+extern const char* const kQorTrackProperty_ContentTags;  // array of texts, as the track lists them
 // Byte-stream property read during reader selection (the others are in byte_stream.h).
 extern const char* const kQorByteStreamProperty_SuggestedFileName;  // "QBS_SuggestedFileName"
 // Instantiation option: true asks the MPEG reader for precise durations and timing.

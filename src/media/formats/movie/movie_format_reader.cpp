@@ -207,7 +207,12 @@ Status MovieTrackReader::CopyProperty(const std::string& key, MxValue* out) {
   } else if (key == kQorTrackProperty_Enabled) {
     *out = MxValue(t.boxes->tkhd->Enabled());
   } else if (key == kQorTrackProperty_ExcludeFromAutoSelection) {
-    *out = MxValue(t.boxes->contentTag && *t.boxes->contentTag == kAuxiliaryContentTag);
+    const std::vector<std::string>& tags = t.boxes->contentTags;
+    *out = MxValue(std::find(tags.begin(), tags.end(), kAuxiliaryContentTag) != tags.end());
+  } else if (key == kQorTrackProperty_ContentTags) {
+    MxArray tags;
+    for (const std::string& tag : t.boxes->contentTags) tags.emplace_back(tag);
+    *out = MxValue(std::move(tags));
   } else if (key == kQorTrackProperty_FormatDescriptionArray) {
     if (t.descriptionStatus) return t.descriptionStatus;
     *out = MxValue(t.descriptions);

@@ -153,7 +153,10 @@ constexpr BoxHandlerEntry kTrackUserDataChildren[] = {
      }},
     {MxFourCC("tagc"),
      [](ParseState& s, std::span<const uint8_t> p) -> Status {
-       TakeText(s.track->contentTag, p, true);
+       if (s.track->contentTags.size() >= kMaxContentTags) return kNoErr;
+       std::optional<std::string> tag;
+       TakeText(tag, p, true);
+       s.track->contentTags.push_back(std::move(*tag));
        return kNoErr;
      }},
 };

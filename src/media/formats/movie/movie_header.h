@@ -16,6 +16,8 @@
 
 // Largest movie box, and largest inflated compressed movie box, that is read into memory.
 inline constexpr uint64_t kMaxMovieHeaderBytes = 128ull << 20;
+// Content tags kept per track; further 'tagc' boxes are ignored.
+inline constexpr size_t kMaxContentTags = 16;
 
 struct MovieTrack {
   std::optional<TrackHeaderBox> tkhd;
@@ -31,7 +33,7 @@ struct MovieTrack {
   std::optional<SampleSizeBox> sizes;          // 'stsz' or 'stz2'
   std::optional<ChunkOffsetBox> chunkOffsets;  // 'stco' or 'co64'
   std::optional<std::string> name;             // 'udta' / 'name', bytes as stored
-  std::optional<std::string> contentTag;       // 'udta' / 'tagc', up to a NUL
+  std::vector<std::string> contentTags;        // 'udta' / 'tagc' boxes, each up to a NUL
 };
 
 class MovieHeader {

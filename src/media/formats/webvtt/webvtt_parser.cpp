@@ -6,6 +6,7 @@
 #include <new>
 
 #include "media/core/error_signal.h"
+#include "media/formats/webvtt/srt_markup.h"
 
 namespace {
 
@@ -52,6 +53,24 @@ void SkipBlanks(const char** p, size_t* remaining) {
   // Counted only: the block is dropped and reading goes on.
   static_cast<void>(QorSignalErrorAt(code));
   return kNoErr;
+}
+
+// Stores a cue from its identifier and the rewritten settings and payload: a small one in a
+// shared text block, a large one in a buffer of its own.
+[[nodiscard]] Status AppendRewritten(WebVTTParser* parser, const WebVTTCueRecord& record,
+                                     std::string_view identifier) {
+  const std::string& settings = parser->rewrittenSettings;
+  const std::string& payload = parser->rewrittenPayload;
+  const size_t size = identifier.size() + settings.size() + payload.size();
+  if (size < kOwnTextBlockThreshold)
+    return parser->cues.AppendCopy(record, identifier, settings, payload);
+  char* bytes = static_cast<char*>(malloc(size));
+  if (bytes == nullptr) return QorSignalErrorAt(kMxErrAllocationFailed);
+  memcpy(bytes, identifier.data(), identifier.size());
+  memcpy(bytes + identifier.size(), settings.data(), settings.size());
+  memcpy(bytes + identifier.size() + settings.size(), payload.data(), payload.size());
+  return parser->cues.AppendOwned(record, bytes, identifier.size(), settings.size(),
+                                  payload.size());
 }
 
 // Parses the collected cue block. Returns 0 when the block was accepted or dropped, and an
@@ -130,7 +149,21 @@ void SkipBlanks(const char** p, size_t* remaining) {
   const size_t settingsLength = ranges.settingsLength;
   const size_t payloadLength = ranges.payloadLength;
   Status status = kNoErr;
-  if (identifierLength + settingsLength + payloadLength < kOwnTextBlockThreshold) {
+  bool rewritten = false;
+  if (parser->rewriteSrtMarkup) {
+    try {
+      rewritten = RewriteSrtMarkup(std::string_view(data + ranges.settingsOffset, settingsLength),
+                                   std::string_view(data + ranges.payloadOffset, payloadLength),
+                                   &parser->rewrittenSettings, &parser->rewrittenPayload);
+    } catch (const std::bad_alloc&) {
+      return QorSignalErrorAt(kMxErrAllocationFailed);
+    }
+  }
+  if (rewritten && parser->rewrittenPayload.empty()) {
+    return DropBlock(kWebVTTErrEmptyPayload);  // nothing but position codes
+  } else if (rewritten) {
+    status = AppendRewritten(parser, record, std::string_view(data, identifierLength));
+  } else if (identifierLength + settingsLength + payloadLength < kOwnTextBlockThreshold) {
     status = parser->cues.AppendCopy(record, std::string_view(data, identifierLength),
                                      std::string_view(data + ranges.settingsOffset, settingsLength),
                                      std::string_view(data + ranges.payloadOffset, payloadLength));

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <string>
 
 #include "media/core/block_buffer.h"
 #include "media/core/byte_stream.h"
@@ -76,6 +77,10 @@ struct WebVTTParser {
   double lastStart = 0;
   bool haveLastStart = false;
   uint32_t commaDecimal = 0;  // 1: "," separates the fraction (SRT)
+  // Cue text is rewritten from SRT habits into WebVTT markup (see srt_markup.h). Only a cue that
+  // changes is stored from the rewritten text, which is built in these reused buffers.
+  bool rewriteSrtMarkup = false;
+  std::string rewrittenSettings, rewrittenPayload;
 };
 
 bool WebVTTHasSignature(const uint8_t* bytes, size_t length);

@@ -122,7 +122,7 @@ std::string TrackBox(const Track& t, uint64_t dataOffset) {
   trak += Box("mdia", mdia);
   std::string udta;
   if (t.name) udta += Box("name", *t.name);
-  if (t.tagc) udta += Box("tagc", *t.tagc);
+  for (const std::string& tag : t.tagc) udta += Box("tagc", tag);
   if (!udta.empty()) trak += Box("udta", udta);
   return Box("trak", trak);
 }

@@ -35,8 +35,9 @@ struct Track {
   uint32_t tkhdFlags = 1;
   uint32_t timescale = 1000;
   uint16_t language = 0x55C4;  // "und"
-  std::optional<std::string> elng, name, tagc;
-  std::vector<uint32_t> forced;  // 'tref' / 'forc'
+  std::optional<std::string> elng, name;
+  std::vector<std::string> tagc;  // one 'tagc' box each
+  std::vector<uint32_t> forced;   // 'tref' / 'forc'
   std::optional<std::vector<Edit>> edits;
   bool wideEdits = false;
   std::string sampleEntry = TextSampleEntry();

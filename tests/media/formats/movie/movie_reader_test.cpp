@@ -133,6 +133,12 @@ TEST(MovieReader, TrackAndMovieProperties) {
   english.trackID = 2;
   english.language = PackLanguage("eng");
   english.name = std::string("Eng\tlish\x01subs");
+  // Tags beyond the kept number are ignored.
+  MxArray manyTags;
+  for (size_t i = 0; i <= kMaxContentTags; ++i) {
+    english.tagc.push_back("tag" + std::to_string(i));
+    if (i < kMaxContentTags) manyTags.emplace_back(english.tagc.back());
+  }
   // IDs that name no track, or a track named already, are dropped.
   english.forced = {3, 99, 3, 0, 1};
   Track forced = SubtitleTrack();
@@ -140,7 +146,10 @@ TEST(MovieReader, TrackAndMovieProperties) {
   forced.tkhdFlags = 0;
   forced.language = PackLanguage("fra");
   forced.elng = "fr-CA";
-  forced.tagc = "public.auxiliary-content";
+  // Every 'tagc' box counts, each up to its NUL: the track is auxiliary content whatever the
+  // tag's place.
+  forced.tagc = {"public.accessibility.transcribes-spoken-dialog",
+                 std::string("public.auxiliary-content\0more", 29)};
   forced.name = "Forced";
   Track bad = SubtitleTrack();
   bad.trackID = 4;
@@ -173,12 +182,21 @@ TEST(MovieReader, TrackAndMovieProperties) {
     std::optional<std::string> extended;
     MxValue name;
     bool enabled, excluded;
+    MxArray tags;
   };
   const Expected expected[] = {
-      {1, "vide", "und", std::nullopt, MxValue(), true, false},
-      {2, "sbtl", "en", std::nullopt, MxValue(MxDictionary{{"en", "Eng lish subs"}}), true, false},
-      {3, "sbtl", "fr", "fr-CA", MxValue(MxDictionary{{"fr-CA", "Forced"}}), false, true},
-      {4, "text", "de", std::nullopt, MxValue(), true, false},
+      {1, "vide", "und", std::nullopt, MxValue(), true, false, {}},
+      {2, "sbtl", "en", std::nullopt, MxValue(MxDictionary{{"en", "Eng lish subs"}}), true, false,
+       manyTags},
+      {3,
+       "sbtl",
+       "fr",
+       "fr-CA",
+       MxValue(MxDictionary{{"fr-CA", "Forced"}}),
+       false,
+       true,
+       {"public.accessibility.transcribes-spoken-dialog", "public.auxiliary-content"}},
+      {4, "text", "de", std::nullopt, MxValue(), true, false, {}},
   };
   int64_t count = 0;
   ASSERT_EQ(QorFormatReaderGetTrackCount(movie.reader.get(), &count), kNoErr);
@@ -203,6 +221,7 @@ TEST(MovieReader, TrackAndMovieProperties) {
     EXPECT_EQ(property(kQorTrackProperty_TrackName), e.name);
     EXPECT_EQ(property(kQorTrackProperty_Enabled).GetBool(), e.enabled);
     EXPECT_EQ(property(kQorTrackProperty_ExcludeFromAutoSelection).GetBool(), e.excluded);
+    EXPECT_EQ(property(kQorTrackProperty_ContentTags), MxValue(e.tags));
     v = property(kQorTrackProperty_FormatDescriptionArray);
     ASSERT_TRUE(v.GetArray() && v.GetArray()->size() == 1u);
     auto* description = (*v.GetArray())[0].GetObjectAs<MxFormatDescription>();
