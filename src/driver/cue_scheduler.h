@@ -3,6 +3,7 @@
 // whole in every segment it touches; a stretch without cues is folded into the next segment.
 #pragma once
 
+#include "common/run_environment.h"
 #include "common/status.h"
 #include "driver/run_settings.h"
 #include "media/core/byte_stream.h"
