@@ -50,24 +50,25 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   RunSettings settings;
   settings.targetDuration = 10;
   settings.fileBase = Directory().c_str();
-  ChunkFileSettings chunkSettings = MakeChunkFileSettings(settings, settings.fileBase, nullptr);
-  chunkSettings.bufferInMemory = 1;
-
   const size_t bound = kOutputAllowance + kOutputPerInputByte * size;
   size_t written = 0;
-  ChunkFileFaultHook previous = ChunkFileSetFaultHook([&](ChunkFileStep step, size_t length) {
-    if (step == ChunkFileStep::kWrite && (written += length) > bound) {
+  RunEnvironment environment;
+  environment.writeFault = [&](WriteStep step, size_t length) -> Status {
+    if (step == WriteStep::kWrite && (written += length) > bound) {
       fprintf(stderr, "output passed %zu bytes for a %zu-byte input\n", bound, size);
       abort();
     }
     return kNoErr;
-  });
+  };
+  ChunkFileSettings chunkSettings =
+      MakeChunkFileSettings(settings, environment, settings.fileBase, nullptr);
+  chunkSettings.bufferInMemory = 1;
+
   MxByteStreamRef stream;
   if (MxByteStreamCreateForMemory(data, size, &stream) == kNoErr) {
     // Malformed input fails the run; only crashes, hangs and runaway output matter here.
     static_cast<void>(RunWebVTTSourceInto(settings, stream.get(), chunkSettings));
   }
-  ChunkFileSetFaultHook(std::move(previous));
   EmptyDirectory();
   return 0;
 }

@@ -7,8 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "segments/crypt_key.h"
-
 // Decrypts and removes PKCS#7 padding; returns "<decrypt failed>" on a bad key or padding.
 std::string DecryptAes128Cbc(const uint8_t key[16], const std::array<uint8_t, 16>& iv,
                              const std::string& cipher);
@@ -25,17 +23,3 @@ std::vector<KeyedEntry> ReadKeyedPlaylist(const std::string& text);
 // Decrypts the segment of `entry` (in `dir`) with its key file and its IV: the one written,
 // or the media sequence number when none is.
 std::string DecryptEntry(const std::string& dir, const KeyedEntry& entry);
-
-// Points the key random source at another file for the object's lifetime.
-class ScopedRandomDevice {
- public:
-  explicit ScopedRandomDevice(const char* device) : previous_(gCryptKeyRandomDevice) {
-    gCryptKeyRandomDevice = device;
-  }
-  ~ScopedRandomDevice() { gCryptKeyRandomDevice = previous_; }
-  ScopedRandomDevice(const ScopedRandomDevice&) = delete;
-  ScopedRandomDevice& operator=(const ScopedRandomDevice&) = delete;
-
- private:
-  const char* previous_;
-};

@@ -1,5 +1,5 @@
 // Sends OutputMessage to a scratch file for the lifetime of the object, so tests can read
-// exactly what was logged.
+// exactly what was logged. Afterwards only errors are printed, and into /dev/null.
 #pragma once
 
 #include <string>
@@ -10,13 +10,15 @@
 class LogCapture {
  public:
   explicit LogCapture(int level = 2) {
-    OutputResetForTesting();
     OutputSetFile(path_.c_str());
     OutputInit(false);
     if (level == 2) OutputAllowDebug();
     if (level == 0) OutputBeQuiet();
   }
-  ~LogCapture() { OutputResetForTesting(); }
+  ~LogCapture() {
+    OutputBeQuiet();
+    OutputSetFile("/dev/null");
+  }
   std::string Text() const { return ReadFile(path_); }
   bool Contains(const std::string& s) const { return Text().find(s) != std::string::npos; }
 

@@ -6,8 +6,9 @@
 
 // One stream of the run: a VOD playlist (version 3, decimal durations), encryption when a key
 // file or key URL was given. `directory` and `urlPrefix` are the stream's own.
-inline ChunkFileSettings MakeChunkFileSettings(const RunSettings& s, const char* directory,
-                                               const char* urlPrefix) {
+inline ChunkFileSettings MakeChunkFileSettings(const RunSettings& s,
+                                               const RunEnvironment& environment,
+                                               const char* directory, const char* urlPrefix) {
   return ChunkFileSettings{
       .version = 3,
       .targetDuration = s.targetDuration,
@@ -42,5 +43,6 @@ inline ChunkFileSettings MakeChunkFileSettings(const RunSettings& s, const char*
       .streamingKeyDelivery = s.streamingKeyDelivery,
       .independentSegments = 0,
       .reportByteRanges = 0,
+      .environment = environment,
   };
 }

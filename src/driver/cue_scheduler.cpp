@@ -126,7 +126,8 @@ class CueScheduler {
   // A segment could not be written or closed: the stream is broken, so it is given up without a
   // playlist that would look complete.
   [[nodiscard]] Status Fail(Status status) {
-    OutputMessage(0, "Failed to generate chunk files with index %u, file %s", chunk_->segmentCount,
+    OutputMessage(0, "Failed to generate chunk files with index %u, file %s",
+                  ChunkFileSegmentCount(chunk_),
                   settings_.inputPath ? settings_.inputPath : "(source)");
     ChunkFileAbandon(chunk_);
     return status;
@@ -181,9 +182,11 @@ class CueScheduler {
 
 }  // namespace
 
-Status RunWebVTTSource(const RunSettings& settings, MxByteStream* stream) {
-  return RunWebVTTSourceInto(settings, stream,
-                             MakeChunkFileSettings(settings, settings.fileBase, settings.baseURL));
+Status RunWebVTTSource(const RunSettings& settings, const RunEnvironment& environment,
+                       MxByteStream* stream) {
+  return RunWebVTTSourceInto(
+      settings, stream,
+      MakeChunkFileSettings(settings, environment, settings.fileBase, settings.baseURL));
 }
 
 Status RunWebVTTSourceInto(const RunSettings& settings, MxByteStream* stream,

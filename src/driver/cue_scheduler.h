@@ -3,12 +3,14 @@
 // whole in every segment it touches; a stretch without cues is folded into the next segment.
 #pragma once
 
+#include "common/run_environment.h"
 #include "common/status.h"
 #include "driver/run_settings.h"
 #include "media/core/byte_stream.h"
 #include "segments/chunk_file.h"
 
-[[nodiscard]] Status RunWebVTTSource(const RunSettings& settings, MxByteStream* stream);
+[[nodiscard]] Status RunWebVTTSource(const RunSettings& settings, const RunEnvironment& environment,
+                                     MxByteStream* stream);
 // The same run into a chunk file made with `chunkSettings` instead of the run's own (for
 // example one that keeps its segments in memory).
 [[nodiscard]] Status RunWebVTTSourceInto(const RunSettings& settings, MxByteStream* stream,

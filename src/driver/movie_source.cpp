@@ -152,8 +152,9 @@ struct TrackFlags {
 
 class MovieSegmenter {
  public:
-  MovieSegmenter(const RunSettings& settings, QorFormatReader* reader, int64_t fileLength)
-      : s_(settings), reader_(reader), fileLength_(fileLength) {}
+  MovieSegmenter(const RunSettings& settings, const RunEnvironment& environment,
+                 QorFormatReader* reader, int64_t fileLength)
+      : s_(settings), environment_(environment), reader_(reader), fileLength_(fileLength) {}
 
   [[nodiscard]] Status Run();
 
@@ -175,6 +176,7 @@ class MovieSegmenter {
                 bool autoSelect, const std::string& uri);
 
   const RunSettings& s_;
+  const RunEnvironment& environment_;
   QorFormatReader* reader_;
   int64_t fileLength_;
   double maxDuration_ = 0;
@@ -276,9 +278,9 @@ void MovieSegmenter::AddEntry(const TrackFlags& flags, const std::optional<std::
 
 Status MovieSegmenter::WriteStream(unsigned index, const StreamPaths& paths, bool forcedPass,
                                    QorTrackReader* track, uint8_t* sawForced, bool* hasCues) {
-  ChunkFile* chunk = ChunkFileCreate(
-      MakeChunkFileSettings(s_, paths.directory.empty() ? nullptr : paths.directory.c_str(),
-                            paths.urlDirectory.empty() ? nullptr : paths.urlDirectory.c_str()));
+  ChunkFile* chunk = ChunkFileCreate(MakeChunkFileSettings(
+      s_, environment_, paths.directory.empty() ? nullptr : paths.directory.c_str(),
+      paths.urlDirectory.empty() ? nullptr : paths.urlDirectory.c_str()));
   if (chunk == nullptr) {
     OutputMessage(0, "can't set up the output stream in %s", paths.directory.c_str());
     return kErrCreateFailed;
@@ -295,7 +297,7 @@ Status MovieSegmenter::WriteStream(unsigned index, const StreamPaths& paths, boo
     return status;
   }
   // A stream with a segment open or closed has cues, and so a playlist.
-  *hasCues = chunk->file != nullptr || chunk->segmentCount > 0;
+  *hasCues = ChunkFileSegmentOpen(chunk) || ChunkFileSegmentCount(chunk) > 0;
   return ChunkFileReleaseSecs(chunk, lastSegmentDuration, lastEndTime);
 }
 
@@ -476,7 +478,8 @@ Status MovieSegmenter::Run() {
 
 }  // namespace
 
-Status RunMovieSource(const RunSettings& settings, MxByteStream* stream) {
+Status RunMovieSource(const RunSettings& settings, const RunEnvironment& environment,
+                      MxByteStream* stream) {
   QorFormatReaderRef reader;
   Status status = QorFormatReaderCreateForStream(stream, nullptr, nullptr, &reader);
   if (status != kNoErr) {
@@ -489,6 +492,6 @@ Status RunMovieSource(const RunSettings& settings, MxByteStream* stream) {
     OutputMessage(0, "can't get the length of %s %d", settings.inputPath, status);
     return status;
   }
-  MovieSegmenter segmenter(settings, reader.get(), fileLength);
+  MovieSegmenter segmenter(settings, environment, reader.get(), fileLength);
   return segmenter.Run();
 }

@@ -3,8 +3,10 @@
 // forced subtitles of a track that carries some), and the subtitle variant playlist lists them.
 #pragma once
 
+#include "common/run_environment.h"
 #include "common/status.h"
 #include "driver/run_settings.h"
 #include "media/core/byte_stream.h"
 
-[[nodiscard]] Status RunMovieSource(const RunSettings& settings, MxByteStream* stream);
+[[nodiscard]] Status RunMovieSource(const RunSettings& settings, const RunEnvironment& environment,
+                                    MxByteStream* stream);

@@ -47,6 +47,8 @@ Status RunSegmenter(int argc, char** argv) {
     OutputMessage(0, "can't create byte stream %s %d", settings.inputPath, result);
     return result;
   }
-  if (IsWebVTTExtension(url.PathExtension())) return RunWebVTTSource(settings, stream.get());
-  return RunMovieSource(settings, stream.get());
+  const RunEnvironment environment;  // the system clock, "/dev/random", no injected faults
+  if (IsWebVTTExtension(url.PathExtension()))
+    return RunWebVTTSource(settings, environment, stream.get());
+  return RunMovieSource(settings, environment, stream.get());
 }

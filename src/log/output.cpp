@@ -62,9 +62,3 @@ void OutputMessage(int messageLevel, const char* format, ...) {
   // Flushing every message keeps buffered text from being duplicated into forked children.
   fflush(destination);
 }
-
-void OutputResetForTesting() {
-  level = -1;
-  timestamps = true;
-  destination = nullptr;
-}

@@ -9,6 +9,3 @@ void OutputSetFile(const char* path);
 void OutputAllowDebug();
 void OutputBeQuiet();
 void OutputMessage(int level, const char* format, ...) __attribute__((format(printf, 2, 3)));
-
-// Returns the module to its start-up state (no destination, nothing printed). Tests only.
-void OutputResetForTesting();

@@ -30,6 +30,7 @@ CIndexFileBase::CIndexFileBase(const IndexFileBaseOptions& options)
       segmentDeleteCommand(CopyOrNone(options.commands.segmentDelete)),
       keyDeleteCommand(CopyOrNone(options.commands.keyDelete)),
       indexFileName(options.file.indexFileName ? options.file.indexFileName : ""),
+      wallClock(options.file.wallClock ? options.file.wallClock : WallClock(SystemWallClock)),
       version(options.file.version),
       segmentPostCommand(CopyOrNone(options.commands.segmentPost)),
       keyPostCommand(CopyOrNone(options.commands.keyPost)),
@@ -260,16 +261,4 @@ void CIndexFileBase::FileEntryWrite(FILE* out, const FileEntry* entry, uint8_t l
 
 uint64_t IndexFileProcessorClock() {
   return static_cast<uint64_t>(clock());
-}
-
-namespace {
-IndexFileClockFunction gWallClock = nullptr;
-}  // namespace
-
-int64_t IndexFileWallClock() {
-  return gWallClock ? gWallClock() : static_cast<int64_t>(time(nullptr));
-}
-
-void IndexFileSetWallClock(IndexFileClockFunction clock) {
-  gWallClock = clock;
 }

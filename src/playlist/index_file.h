@@ -11,6 +11,7 @@
 #include <string>
 
 #include "common/optional_string.h"
+#include "common/run_environment.h"
 #include "common/status.h"
 #include "postprocess/file_command.h"
 
@@ -55,6 +56,7 @@ struct IndexFileOptions {
   const char* baseURL = nullptr;    // written before every URI; none = URIs as given
   const char* directory = nullptr;  // where the playlist file goes; none = the working directory
   const char* indexFileName = nullptr;
+  WallClock wallClock = SystemWallClock;  // when removed files are due and renames retried
 };
 
 // Command templates queued for the files a playlist lists or drops; none = no command.
@@ -132,6 +134,7 @@ class CIndexFileBase {
   static void DestroyEntry(std::unique_ptr<FileEntry> entry);
   static void DestroyKeyRecord(std::unique_ptr<KeyRecord> key);
   const char* SegmentPostCommand() const { return CStr(segmentPostCommand); }
+  int64_t WallClockSeconds() const { return wallClock(); }
 
   // State the kinds share.
   std::deque<std::unique_ptr<FileEntry>> entries;
@@ -149,6 +152,7 @@ class CIndexFileBase {
   bool abandoned = false;
 
  private:
+  WallClock wallClock;
   std::string baseURL;
   bool hasBaseURL = false;
   int64_t programDateTimeOrigin = 0;
@@ -171,10 +175,5 @@ class CIndexFileBase {
   bool independentSegments;
 };
 
-// Processor-time and wall clocks of the rename bookkeeping (microsecond ticks, seconds).
+// Processor-time clock of the rename bookkeeping, in microsecond ticks.
 uint64_t IndexFileProcessorClock();
-int64_t IndexFileWallClock();
-// Puts another wall clock in place of the system's, so that deferred deletion can be driven
-// second by second; null restores the system clock.
-using IndexFileClockFunction = int64_t (*)();
-void IndexFileSetWallClock(IndexFileClockFunction clock);

@@ -131,7 +131,7 @@ void CIndexFileBase::DoomedFileCreate(const char* filePath, const char* fileName
 }
 
 void CIndexFileBase::HandlePendingActions() {
-  const int64_t now = IndexFileWallClock();
+  const int64_t now = WallClockSeconds();
   // The stamps mix the processor clock (microseconds) and the wall clock (seconds): the first
   // deferred attempt comes at the first call, later ones every 1000 seconds.
   if (renamePending && tempIndexFilePath[0] != '\0' &&

@@ -45,12 +45,12 @@ void CLiveIndexFile::RemoveEntryFromPlaylist(std::unique_ptr<FileEntry> entry) {
     DestroyEntry(std::move(entry));
     return;
   }
-  entry->deleteAt = IndexFileWallClock() + entry->lingerSeconds;
+  entry->deleteAt = WallClockSeconds() + entry->lingerSeconds;
   removedEntries.push_back(std::move(entry));
 }
 
 void CLiveIndexFile::HandlePendingActions() {
-  const int64_t now = IndexFileWallClock();
+  const int64_t now = WallClockSeconds();
   while (!removedEntries.empty() && now >= removedEntries.front()->deleteAt) {
     std::unique_ptr<FileEntry> entry = std::move(removedEntries.front());
     removedEntries.pop_front();

@@ -139,9 +139,3 @@ void CreateImmediateFileCommand(const char* templ, const char* path, const char*
   if (ExpandFileCommand(templ, path ? path : "", fileName ? fileName : "", command))
     RunFileCommand(command);
 }
-
-size_t SerialFileCommandQueueLength() {
-  size_t n = 0;
-  for (FileCommandEntry* e = queueHead; e; e = e->next) n++;
-  return n;
-}

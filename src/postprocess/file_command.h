@@ -28,7 +28,8 @@ void DestroyAllFileCommands();
 void CreateImmediateFileCommand(const char* commandTemplate, const char* path,
                                 const char* fileName);
 
-// Exposed for tests.
+// Expands a template into `output` (kFileCommandLimit + 2 bytes); false when a replacement does
+// not fit or a '%' is followed by anything but 'P', 'F' or '%'. Literal characters past the limit
+// are dropped.
 bool ExpandFileCommand(const char* commandTemplate, const char* path, const char* fileName,
                        char* output);
-size_t SerialFileCommandQueueLength();

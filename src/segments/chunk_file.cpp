@@ -11,7 +11,51 @@
 #include "common/numeric.h"
 #include "common/optional_string.h"
 #include "log/output.h"
+#include "playlist/index_file.h"
 #include "playlist/index_file_kinds.h"
+#include "segments/aes_encryptor.h"
+#include "segments/crypt_key.h"
+#include "segments/key_rotation.h"
+#include "segments/segment_file.h"
+
+struct ChunkFile {
+  RunEnvironment environment;
+  std::unique_ptr<SegmentFile> file;
+  bool bufferInMemory = false;
+  bool singleFile = false;
+  bool reportByteRanges = false;
+  bool encrypt = false;
+  bool aes128 = false;
+  bool streamingKeyDelivery = false;
+  bool keyChanged = false;  // a key the playlists have not been told of yet
+  KeyRotation rotation;
+  std::unique_ptr<std::string> keyBaseName;
+  std::unique_ptr<std::string> keyDirectory;
+  std::unique_ptr<std::string> keyURL;
+  uint8_t iv[16] = {};
+  CryptKeyState keyState;
+  std::unique_ptr<CryptKey, decltype(&CryptKeyDestroy)> key{nullptr, &CryptKeyDestroy};
+  std::unique_ptr<Aes128CbcEncryptor> cryptor;
+  std::vector<uint8_t> cipherScratch;  // output of the encryptor, reused by every write
+  const char* directory = nullptr;     // borrowed from the caller
+  const char* baseName = nullptr;      // borrowed from the caller
+  std::unique_ptr<std::string> extension;
+  std::unique_ptr<CIndexFileBase> indexFile;
+  std::unique_ptr<CIndexFileBase> iframeIndexFile;
+  uint32_t fileIndex = 0;     // number of the next file name
+  uint32_t segmentCount = 0;  // files handed to the playlist; the next one's sequence number
+  uint32_t maxFileIndex = 0;  // file numbers wrap to 0 here; 0 = never
+  char fileName[kPathLimit] = {};
+  char filePath[kPathLimit] = {};
+  std::unique_ptr<uint8_t[]> buffer;
+  uint64_t bufferUsed = 0, bufferCapacity = 0;
+  uint64_t bytesWritten = 0;       // current file, after encryption and padding
+  uint64_t plainBytesWritten = 0;  // current file, before encryption
+  uint64_t totalBytesWritten = 0;  // every finished file
+  double maxBitRate = 0;
+  Status writeError = 0;  // first failed write of the current file, reported at finalize
+  Status openError = 0;   // last failure to create a file, reported once until it changes
+};
 
 namespace {
 
@@ -22,7 +66,8 @@ std::unique_ptr<CIndexFileBase> CreatePlaylist(const ChunkFileSettings& s) {
   const IndexFileOptions file = {.version = s.version,
                                  .baseURL = s.baseURL,
                                  .directory = s.directory,
-                                 .indexFileName = s.indexFileName};
+                                 .indexFileName = s.indexFileName,
+                                 .wallClock = s.environment.wallClock};
   if (s.notLive && s.kindSelector < 0) {
     return std::make_unique<CVODIndexFile>(
         VODIndexFileOptions{.file = file,
@@ -114,21 +159,20 @@ void AnnounceIV(ChunkFile* c) {
 
 // Sets up the key, IV and encryptor for the file just opened.
 [[nodiscard]] Status PrepareEncryption(ChunkFile* c) {
-  if (c->keyRotationPeriod != 0 && c->segmentCount % c->keyRotationPeriod == 0) {
+  if (KeyRotationKeyDue(c->rotation, c->segmentCount)) {
     CryptKey* fresh = nullptr;
     c->key.reset();
     Status status = CryptKeyCreateRandomFromBase(&c->keyState, CStr(c->keyDirectory),
                                                  CStr(c->keyURL), CStr(c->keyBaseName), &fresh);
-    if (status == kNoErr) {
-      c->key.reset(fresh);
-      c->keyChanged = true;
-      if (!c->ivSequence) c->bytesSinceIVChange = c->ivRotationBytes + 1;  // new key, new IV
-    } else {
+    if (status != kNoErr) {
       // Going on with the previous key would break the rotation promised: the stream ends
       // here like a segment that could not be written.
       OutputMessage(0, "Error %d generating new crypt key with CryptKeyCreateFromBase", status);
       return status;
     }
+    c->key.reset(fresh);
+    c->keyChanged = true;
+    KeyRotationKeyChanged(&c->rotation);
   }
   if (!c->aes128) {
     if (c->keyChanged) {
@@ -139,13 +183,11 @@ void AnnounceIV(ChunkFile* c) {
     }
     return kNoErr;
   }
-  if (c->ivSequence) {
-    memset(c->iv, 0, sizeof c->iv);
-    for (int i = 0; i < 4; i++)
-      c->iv[12 + i] = static_cast<uint8_t>(c->segmentCount >> (24 - 8 * i));
-  } else if (!c->streamingKeyDelivery && c->bytesSinceIVChange >= c->ivRotationBytes) {
+  if (c->rotation.ivMode == IVMode::kSequence) {
+    KeyRotationSequenceIV(c->segmentCount, c->iv);
+  } else if (KeyRotationIVDue(c->rotation)) {
     OutputMessage(1, "changing IV");
-    c->bytesSinceIVChange = 0;
+    KeyRotationIVChanged(&c->rotation);
     CryptKeyFillRandomBuffer(&c->keyState, c->iv, sizeof c->iv);
     AnnounceIV(c);
   }
@@ -212,13 +254,8 @@ void AnnounceIV(ChunkFile* c) {
   return status;
 }
 
-ChunkFileFaultHook& FaultHook() {
-  static ChunkFileFaultHook hook;
-  return hook;
-}
-
-[[nodiscard]] Status InjectedFault(ChunkFileStep step, size_t length) {
-  return FaultHook() ? FaultHook()(step, length) : kNoErr;
+[[nodiscard]] Status InjectedFault(const ChunkFile* c, WriteStep step, size_t length) {
+  return c->environment.writeFault ? c->environment.writeFault(step, length) : kNoErr;
 }
 
 // Remembers the first failure of the current file; the segment it belongs to is not listed.
@@ -234,7 +271,7 @@ void NoteWriteError(ChunkFile* c, Status error) {
 }
 
 [[nodiscard]] Status WriteBytes(ChunkFile* c, const void* data, size_t length) {
-  Status status = InjectedFault(ChunkFileStep::kWrite, length);
+  Status status = InjectedFault(c, WriteStep::kWrite, length);
   if (status == kNoErr) status = c->file->Write(data, length);
   NoteWriteError(c, status);
   return status == kNoErr ? kNoErr : kErrShortWrite;
@@ -242,14 +279,14 @@ void NoteWriteError(ChunkFile* c, Status error) {
 
 [[nodiscard]] Status EncryptUpdate(ChunkFile* c, const void* data, size_t length,
                                    size_t* produced) {
-  Status status = InjectedFault(ChunkFileStep::kEncrypt, length);
+  Status status = InjectedFault(c, WriteStep::kEncrypt, length);
   if (status != kNoErr) return status;
   return c->cryptor->Update(static_cast<const uint8_t*>(data), length, c->cipherScratch.data(),
                             produced);
 }
 
 [[nodiscard]] Status EncryptFinal(ChunkFile* c, uint8_t* out, size_t* produced) {
-  Status status = InjectedFault(ChunkFileStep::kEncrypt, 0);
+  Status status = InjectedFault(c, WriteStep::kEncrypt, 0);
   return status != kNoErr ? status : c->cryptor->Final(out, produced);
 }
 
@@ -330,7 +367,7 @@ void NoteWriteError(ChunkFile* c, Status error) {
                   c->filePath);
   }
   c->totalBytesWritten += c->bytesWritten;
-  c->bytesSinceIVChange += c->bytesWritten;
+  KeyRotationSegmentFinished(&c->rotation, c->bytesWritten);
   if (isMap) {
     ForEachPlaylist(c, [&](CIndexFileBase* p) { p->AddMap(c->fileName, rangeStart, mapEnd - 1); });
   } else {
@@ -369,6 +406,7 @@ void DestroyChunkFile(ChunkFile* c) {
 ChunkFile* ChunkFileCreate(const ChunkFileSettings& s) {
   auto* c = new (std::nothrow) ChunkFile;
   if (c == nullptr) return nullptr;
+  c->environment = s.environment;
   c->directory = s.directory;
   c->baseName = s.baseName;
   c->fileIndex = s.firstFileIndex;
@@ -382,24 +420,27 @@ ChunkFile* ChunkFileCreate(const ChunkFileSettings& s) {
         IFrameIndexFileOptions{.file = {.version = std::max<uint32_t>(s.version, 4),
                                         .baseURL = s.baseURL,
                                         .directory = s.directory,
-                                        .indexFileName = s.iframeIndexFileName},
+                                        .indexFileName = s.iframeIndexFileName,
+                                        .wallClock = s.environment.wallClock},
                                .targetDuration = s.targetDuration,
                                .parent = c->indexFile.get(),
                                .isLive = !s.notLive});
   }
   c->aes128 = s.aes128;
   c->streamingKeyDelivery = s.streamingKeyDelivery;
-  c->ivSequence = s.ivSequence;
   c->keyURL = CopyOrNone(s.keyURL);
-  // Computed in 32 bits: 4096 megabytes and more wrap around (4096 gives 0, so the IV changes
-  // with every segment).
-  c->ivRotationBytes = static_cast<uint32_t>(s.ivRotateMegabytes * 1048576u);
+  // A sequence IV is set per segment even with streaming key delivery.
+  const IVMode ivMode = s.ivSequence             ? IVMode::kSequence
+                        : s.streamingKeyDelivery ? IVMode::kFixed
+                                                 : IVMode::kRandom;
+  // Only generated keys rotate.
+  c->rotation = KeyRotationMake(0, s.ivRotateMegabytes, ivMode);
+  const char* randomDevice = c->environment.randomDevice.c_str();
   const bool haveIVBytes = s.keyData != nullptr && s.keyDataLength >= 32;
 
   if (c->aes128) {
     if (s.keyData != nullptr && s.keyDataLength != 0) {
       c->encrypt = true;
-      c->keyRotationPeriod = 0;
       c->keyChanged = true;
       CryptKey* key = nullptr;
       if (CryptKeyCreateStatic(s.keyURL, s.keyLocation, s.keyData, 16, &key) != kNoErr) {
@@ -407,7 +448,7 @@ ChunkFile* ChunkFileCreate(const ChunkFileSettings& s) {
         return nullptr;
       }
       c->key.reset(key);
-      if (CryptKeyInitState(&c->keyState) != kNoErr) {
+      if (CryptKeyInitState(&c->keyState, randomDevice) != kNoErr) {
         ChunkFileAbandon(c);
         return nullptr;
       }
@@ -415,12 +456,12 @@ ChunkFile* ChunkFileCreate(const ChunkFileSettings& s) {
       c->encrypt = true;
       c->keyDirectory = CopyOrNone(s.keyLocation);
       c->keyBaseName = CopyOrNone(s.keyBaseName);
-      c->keyRotationPeriod = s.keyRotationPeriod;
-      if (CryptKeyInitState(&c->keyState) != kNoErr) {
+      c->rotation = KeyRotationMake(s.keyRotationPeriod, s.ivRotateMegabytes, ivMode);
+      if (CryptKeyInitState(&c->keyState, randomDevice) != kNoErr) {
         ChunkFileAbandon(c);
         return nullptr;
       }
-      if (c->keyRotationPeriod == 0) {
+      if (c->rotation.keyPeriod == 0) {
         CryptKey* key = nullptr;
         if (CryptKeyCreateRandomFromBase(&c->keyState, s.keyLocation, s.keyURL, s.keyBaseName,
                                          &key) != kNoErr) {
@@ -435,7 +476,7 @@ ChunkFile* ChunkFileCreate(const ChunkFileSettings& s) {
     }
     if (c->streamingKeyDelivery) {
       if (haveIVBytes) memcpy(c->iv, s.keyData + 16, 16);
-    } else if (!c->ivSequence) {
+    } else if (ivMode == IVMode::kRandom) {
       CryptKeyFillRandomBuffer(&c->keyState, c->iv, sizeof c->iv);
       AnnounceIV(c);
     }
@@ -448,7 +489,6 @@ ChunkFile* ChunkFileCreate(const ChunkFileSettings& s) {
   }
   c->encrypt = true;
   c->keyChanged = true;
-  c->keyRotationPeriod = 0;
   if (!c->streamingKeyDelivery && haveIVBytes) {
     memcpy(c->iv, s.keyData + 16, 16);
     AnnounceIV(c);
@@ -473,7 +513,7 @@ Status ChunkFileWriteData(ChunkFile* c, const void* data, size_t length) {
   // never reached the file are not counted.
   if (c->writeError != kNoErr) return c->writeError;
   if (c->bufferInMemory) {
-    if (Status status = InjectedFault(ChunkFileStep::kWrite, length)) {
+    if (Status status = InjectedFault(c, WriteStep::kWrite, length)) {
       RecordWriteError(c, status);
       return status;
     }
@@ -511,11 +551,6 @@ Status ChunkFileWriteData(ChunkFile* c, const void* data, size_t length) {
   Status status = WriteBytes(c, data, length);
   if (status == kNoErr) c->bytesWritten += length;
   return status;
-}
-
-ChunkFileFaultHook ChunkFileSetFaultHook(ChunkFileFaultHook hook) {
-  std::swap(FaultHook(), hook);
-  return hook;
 }
 
 Status ChunkFileMoveToNextFileSecs(ChunkFile* c, double seconds) {
@@ -561,6 +596,14 @@ void ChunkFileAbandon(ChunkFile* c) {
   c->indexFile->Abandon();
   if (c->iframeIndexFile) c->iframeIndexFile->Abandon();
   DestroyChunkFile(c);
+}
+
+uint32_t ChunkFileSegmentCount(const ChunkFile* c) {
+  return c->segmentCount;
+}
+
+bool ChunkFileSegmentOpen(const ChunkFile* c) {
+  return c->file != nullptr;
 }
 
 void ChunkFileFormatBitRate(double r, char* text) {

@@ -6,17 +6,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
 
+#include "common/run_environment.h"
 #include "common/status.h"
-#include "playlist/index_file.h"
-#include "segments/aes_encryptor.h"
-#include "segments/crypt_key.h"
-#include "segments/segment_file.h"
 
 // Creation settings of a stream. Fill them by name (designated initializers), never by
 // position: several neighbours share a type.
@@ -54,48 +46,11 @@ struct ChunkFileSettings {
   uint8_t streamingKeyDelivery = 0;
   uint8_t independentSegments = 0;
   uint8_t reportByteRanges = 0;
+  RunEnvironment environment = {};  // clock, random device and write faults of the stream
 };
 
-struct ChunkFile {
-  std::unique_ptr<SegmentFile> file;
-  bool bufferInMemory = false;
-  bool singleFile = false;
-  bool reportByteRanges = false;
-  bool encrypt = false;
-  bool aes128 = false;
-  bool streamingKeyDelivery = false;
-  bool keyChanged = false;
-  bool ivSequence = false;
-  uint32_t keyRotationPeriod = 0;
-  uint64_t ivRotationBytes = 0;
-  std::unique_ptr<std::string> keyBaseName;
-  std::unique_ptr<std::string> keyDirectory;
-  std::unique_ptr<std::string> keyURL;
-  uint8_t iv[16] = {};
-  CryptKeyState keyState;
-  std::unique_ptr<CryptKey, decltype(&CryptKeyDestroy)> key{nullptr, &CryptKeyDestroy};
-  std::unique_ptr<Aes128CbcEncryptor> cryptor;
-  std::vector<uint8_t> cipherScratch;  // output of the encryptor, reused by every write
-  const char* directory = nullptr;
-  const char* baseName = nullptr;
-  std::unique_ptr<std::string> extension;
-  std::unique_ptr<CIndexFileBase> indexFile;
-  std::unique_ptr<CIndexFileBase> iframeIndexFile;
-  uint32_t fileIndex = 0;
-  uint32_t segmentCount = 0;
-  uint32_t maxFileIndex = 0;
-  char fileName[kPathLimit] = {};
-  char filePath[kPathLimit] = {};
-  std::unique_ptr<uint8_t[]> buffer;
-  uint64_t bufferUsed = 0, bufferCapacity = 0;
-  uint64_t bytesWritten = 0;
-  uint64_t plainBytesWritten = 0;
-  uint64_t totalBytesWritten = 0;
-  uint64_t bytesSinceIVChange = 0;
-  double maxBitRate = 0;
-  Status writeError = 0;  // first failed write of the current file, reported at finalize
-  Status openError = 0;   // last failure to create a file, reported once until it changes
-};
+// One output stream; its state is private to the chunk file writer.
+struct ChunkFile;
 
 // Returns none when the playlist or the key could not be made.
 ChunkFile* ChunkFileCreate(const ChunkFileSettings& settings);
@@ -109,16 +64,11 @@ void ChunkFileSetFileExtension(ChunkFile* chunk, const char* extension);
 // Ends a stream that failed: closes the open file and frees everything without writing a
 // playlist, so that no finished-looking playlist lists a broken stream.
 void ChunkFileAbandon(ChunkFile* chunk);
+// Segments handed to the playlist so far.
+uint32_t ChunkFileSegmentCount(const ChunkFile* chunk);
+// Whether a segment file is open: the stream has begun one that is not finished yet.
+bool ChunkFileSegmentOpen(const ChunkFile* chunk);
 void ChunkFileGetBitRates(ChunkFile* chunk, int64_t elapsedTicks, double* average, double* maximum);
 void ChunkFileDisplayBitRate(ChunkFile* chunk, int64_t elapsedTicks);
 // Formats a rate into `text` (at least 40 bytes).
 void ChunkFileFormatBitRate(double bitsPerSecond, char* text);
-
-// The steps of writing a segment that can fail part-way through it.
-enum class ChunkFileStep { kEncrypt, kWrite };
-// Asked before every encryptor step and every write to a segment file (or to the memory buffer)
-// of every stream, with the number of bytes; a non-zero answer fails that step with the status
-// given, exactly as if the encryptor or the file had reported it. Normal runs install none; tests
-// install one to make the n-th step fail. Returns the hook installed before.
-using ChunkFileFaultHook = std::function<Status(ChunkFileStep step, size_t length)>;
-ChunkFileFaultHook ChunkFileSetFaultHook(ChunkFileFaultHook hook);

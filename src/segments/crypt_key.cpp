@@ -14,8 +14,6 @@
 #include "common/incomplete_files.h"
 #include "log/output.h"
 
-const char* gCryptKeyRandomDevice = "/dev/random";
-
 namespace {
 constexpr uint32_t kAes128KeyLength = 16;
 
@@ -24,12 +22,12 @@ std::unique_ptr<std::string> JoinOrName(const char* prefix, const std::string& n
 }
 }  // namespace
 
-Status CryptKeyInitState(CryptKeyState* state) {
-  if (state == nullptr) return kErrParse;
+Status CryptKeyInitState(CryptKeyState* state, const char* randomDevice) {
+  if (state == nullptr || randomDevice == nullptr) return kErrParse;
   srandom(static_cast<unsigned>(time(nullptr)) ^ static_cast<unsigned>(getpid()));
   state->keyNumber = 0;
-  // A failure shows at the first draw, not here.
-  state->randomFd = open(gCryptKeyRandomDevice, O_RDONLY | O_CLOEXEC);
+  state->randomDevice = randomDevice;
+  state->randomFd = open(randomDevice, O_RDONLY | O_CLOEXEC);
   return kNoErr;
 }
 
@@ -41,9 +39,8 @@ int CryptKeyDestroyState(CryptKeyState* state) {
 }
 
 void CryptKeyFillRandomBuffer(CryptKeyState* state, uint8_t* buffer, size_t count) {
-  // Encrypting with predictable keys or IVs would be worse than stopping.
   if (state->randomFd < 0) {
-    OutputMessage(0, "cannot read random bytes from %s", gCryptKeyRandomDevice);
+    OutputMessage(0, "cannot read random bytes from %s", state->randomDevice.c_str());
     abort();
   }
   size_t done = 0;
@@ -51,7 +48,7 @@ void CryptKeyFillRandomBuffer(CryptKeyState* state, uint8_t* buffer, size_t coun
     ssize_t n = read(state->randomFd, buffer + done, count - done);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) {
-      OutputMessage(0, "cannot read random bytes from %s", gCryptKeyRandomDevice);
+      OutputMessage(0, "cannot read random bytes from %s", state->randomDevice.c_str());
       abort();
     }
     done += static_cast<size_t>(n);

@@ -11,8 +11,9 @@
 #include "common/status.h"
 
 struct CryptKeyState {
-  uint32_t keyNumber = 0;  // number of the next generated key file
-  int randomFd = -1;       // the random device, negative when it could not be opened
+  uint32_t keyNumber = 0;    // number of the next generated key file
+  int randomFd = -1;         // the random device, negative when it could not be opened
+  std::string randomDevice;  // its path, for messages
 };
 
 struct CryptKey {
@@ -23,9 +24,11 @@ struct CryptKey {
   std::unique_ptr<std::string> url;       // the URI for the playlist, or none
 };
 
-[[nodiscard]] Status CryptKeyInitState(CryptKeyState* state);
+// Opens `randomDevice` (normally "/dev/random"); a failure shows at the first draw, not here.
+[[nodiscard]] Status CryptKeyInitState(CryptKeyState* state, const char* randomDevice);
 int CryptKeyDestroyState(CryptKeyState* state);
-// Fills `count` bytes from the random device. A device that could not be opened aborts.
+// Fills `count` bytes from the random device. A device that could not be opened or read ends the
+// process (abort): encrypting with predictable keys or IVs would be worse than stopping.
 void CryptKeyFillRandomBuffer(CryptKeyState* state, uint8_t* buffer, size_t count);
 [[nodiscard]] Status CryptKeyCreateRandomFromBase(CryptKeyState* state, const char* directory,
                                                   const char* urlPrefix, const char* baseName,
@@ -33,6 +36,3 @@ void CryptKeyFillRandomBuffer(CryptKeyState* state, uint8_t* buffer, size_t coun
 [[nodiscard]] Status CryptKeyCreateStatic(const char* url, const char* keyPath,
                                           const uint8_t* bytes, size_t length, CryptKey** out);
 void CryptKeyDestroy(CryptKey* key);
-
-// Where the random bytes come from; tests point it elsewhere.
-extern const char* gCryptKeyRandomDevice;

@@ -14,29 +14,13 @@ namespace {
 
 constexpr Status kInjected = -45100;
 
-// Fails the n-th step of one kind (counting from 1) while installed.
-class FailNthStep {
- public:
-  FailNthStep(ChunkFileStep step, int n) {
-    previous_ = ChunkFileSetFaultHook([this, step, n](ChunkFileStep s, size_t) {
-      return s == step && ++seen_ == n ? kInjected : kNoErr;
-    });
-  }
-  ~FailNthStep() { ChunkFileSetFaultHook(std::move(previous_)); }
-  int seen() const { return seen_; }
-
- private:
-  int seen_ = 0;
-  ChunkFileFaultHook previous_;
-};
-
 // Three 10-second segments of two cues each.
 const std::string kSource =
     "WEBVTT\n\n00:01.000 --> 00:02.000\na\n\n00:03.000 --> 00:04.000\nb\n\n"
     "00:11.000 --> 00:12.000\nc\n\n00:13.000 --> 00:14.000\nd\n\n"
     "00:21.000 --> 00:22.000\ne\n\n00:23.000 --> 00:24.000\nf\n\n";
 
-Status RunSource(const ScratchDir& dir, bool encrypt) {
+Status RunSource(const ScratchDir& dir, bool encrypt, const RunEnvironment& environment = {}) {
   RunSettings settings;
   settings.targetDuration = 10;
   settings.fileBase = dir.path().c_str();
@@ -45,7 +29,7 @@ Status RunSource(const ScratchDir& dir, bool encrypt) {
   EXPECT_EQ(MxByteStreamCreateForMemory(reinterpret_cast<const uint8_t*>(kSource.data()),
                                         kSource.size(), &stream),
             kNoErr);
-  return RunWebVTTSource(settings, stream.get());
+  return RunWebVTTSource(settings, environment, stream.get());
 }
 
 TEST(WriteFailure, MidSegmentFailureLeavesNoPlaylist) {
@@ -54,29 +38,33 @@ TEST(WriteFailure, MidSegmentFailureLeavesNoPlaylist) {
   struct Case {
     const char* name;
     bool encrypt;
-    ChunkFileStep step;
+    WriteStep step;
     int n;
     Status status;
     const char* message;
   } cases[] = {
-      {"write in segment 2", false, ChunkFileStep::kWrite, 18, kErrShortWrite,
+      {"write in segment 2", false, WriteStep::kWrite, 18, kErrShortWrite,
        "fileSequence1.webvtt: Unknown error -45100\n"},
-      {"encryption in segment 2", true, ChunkFileStep::kEncrypt, 18, kInjected,
+      {"encryption in segment 2", true, WriteStep::kEncrypt, 18, kInjected,
        "Encryption error: -45100.  Refusing to write segment!\n"},
-      {"encrypted write in segment 2", true, ChunkFileStep::kWrite, 18, kErrShortWrite,
+      {"encrypted write in segment 2", true, WriteStep::kWrite, 18, kErrShortWrite,
        "fileSequence1.webvtt: Unknown error -45100\n"},
-      {"padding of segment 2", true, ChunkFileStep::kEncrypt, 34, kInjected,
+      {"padding of segment 2", true, WriteStep::kEncrypt, 34, kInjected,
        "Encryption error: -45100\n"},
-      {"padding of the last segment", true, ChunkFileStep::kEncrypt, 51, kInjected,
+      {"padding of the last segment", true, WriteStep::kEncrypt, 51, kInjected,
        "Encryption error: -45100\n"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     ScratchDir dir;
     LogCapture log(0);
-    FailNthStep fault(c.step, c.n);
-    EXPECT_EQ(RunSource(dir, c.encrypt), c.status);
-    EXPECT_GE(fault.seen(), c.n);  // the failure did happen
+    int seen = 0;  // steps of the failing kind, counting from 1
+    RunEnvironment faulty;
+    faulty.writeFault = [&](WriteStep step, size_t) {
+      return step == c.step && ++seen == c.n ? kInjected : kNoErr;
+    };
+    EXPECT_EQ(RunSource(dir, c.encrypt, faulty), c.status);
+    EXPECT_GE(seen, c.n);  // the failure did happen
     EXPECT_TRUE(log.Contains(c.message)) << log.Text();
     EXPECT_FALSE(FileExists(dir / "prog_index.m3u8"));
     EXPECT_TRUE(FileExists(dir / "fileSequence0.webvtt"));  // finished before the failure

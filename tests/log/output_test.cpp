@@ -2,23 +2,42 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <regex>
 
 #include "test_support.h"
 
 namespace {
 
+// Each test sets every part of the module's state it depends on; afterwards only errors print,
+// into /dev/null.
 class OutputTest : public testing::Test {
  protected:
-  void SetUp() override { OutputResetForTesting(); }
-  void TearDown() override { OutputResetForTesting(); }
+  void TearDown() override {
+    OutputBeQuiet();
+    OutputSetFile("/dev/null");
+  }
   ScratchDir dir;
 };
+
+// Nothing resets the module, so its start-up state is seen in a fresh process: in the
+// "threadsafe" style a death test runs this test again in a new process of its own.
+TEST(OutputStartUp, NothingPrintsBeforeInit) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        OutputSetFile("/dev/stderr");
+        OutputMessage(0, "before init");
+        OutputInit(false);
+        OutputMessage(0, "after init");
+        exit(0);
+      },
+      testing::ExitedWithCode(0), "^after init\n$");
+}
 
 TEST_F(OutputTest, LevelsQuietAndDebug) {
   const std::string log = dir / "log.txt";
   OutputSetFile(log.c_str());
-  OutputMessage(0, "before init");  // dropped: nothing prints before OutputInit
   OutputInit(false);
   OutputMessage(0, "error %d", 1);
   OutputMessage(1, "progress");

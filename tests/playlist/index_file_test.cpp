@@ -42,18 +42,11 @@ std::string Text(CIndexFileBase* p) {
   return text;
 }
 
-// A wall clock that stands still until the test moves it.
-class ManualClock {
- public:
-  ManualClock() {
-    IndexFileSetWallClock([] { return now; });
-  }
-  ~ManualClock() { IndexFileSetWallClock(nullptr); }
-  static inline int64_t now = 1000;
-};
-
-LiveIndexFileOptions Live(const std::string& directory, uint32_t window, uint32_t minEntries) {
-  return {.playlist = {.file = {.directory = directory.c_str(), .indexFileName = "live.m3u8"},
+LiveIndexFileOptions Live(const std::string& directory, uint32_t window, uint32_t minEntries,
+                          WallClock clock = SystemWallClock) {
+  return {.playlist = {.file = {.directory = directory.c_str(),
+                                .indexFileName = "live.m3u8",
+                                .wallClock = std::move(clock)},
                        .targetDuration = 10,
                        .decimalDurations = true},
           .minEntriesToWrite = minEntries,
@@ -176,8 +169,8 @@ TEST(VODIndexFile, WrittenOnceAtDestructionWithEndList) {
 TEST(LiveIndexFile, SlidingWindowDateTimeAndDiscontinuities) {
   ScratchDir dir;
   LogCapture log;
-  ManualClock clock;
-  auto live = std::make_unique<CLiveIndexFile>(Live(dir.path(), 3, 3));
+  int64_t now = 1000;  // the wall clock stands still until the test moves it
+  auto live = std::make_unique<CLiveIndexFile>(Live(dir.path(), 3, 3, [&] { return now; }));
   live->SetProgramDateTimeOrigin(1794659645);  // 2026-11-14T12:34:05Z
   for (int i = 0; i < 4; i++) {
     std::string name = "s" + std::to_string(i);
@@ -198,10 +191,10 @@ TEST(LiveIndexFile, SlidingWindowDateTimeAndDiscontinuities) {
   EXPECT_EQ(st.st_mode & 0777, 0664u);
   EXPECT_EQ(ListDir(dir.path()).size(), 5u);  // no temporary file left behind
   // s0 lingers for the window's length (ceiling of 7.5 s) before it is deleted.
-  clock.now += 7;
+  now += 7;
   live->HandlePendingActions();
   EXPECT_TRUE(FileExists(dir / "s0"));
-  clock.now += 1;
+  now += 1;
   live->HandlePendingActions();
   EXPECT_FALSE(FileExists(dir / "s0"));
   live.reset();

@@ -18,7 +18,7 @@ TEST(CryptKey, GeneratedKeysSkipExistingFilesAndNeverOverwrite) {
   WriteFile(dir / "crypt0.key", "existing-key-0!!");
   WriteFile(dir / "crypt2.key", "existing-key-2!!");
   CryptKeyState state;
-  ASSERT_EQ(CryptKeyInitState(&state), kNoErr);
+  ASSERT_EQ(CryptKeyInitState(&state, "/dev/random"), kNoErr);
   std::vector<std::string> names;
   for (int i = 0; i < 3; i++) {
     CryptKey* raw = nullptr;
@@ -53,7 +53,7 @@ TEST(CryptKey, UnwritableKeyDirectoryIsReportedNotLoopedOn) {
   WriteFile(dir / "file", "a file where the key directory should be");
   LogCapture log;
   CryptKeyState state;
-  ASSERT_EQ(CryptKeyInitState(&state), kNoErr);
+  ASSERT_EQ(CryptKeyInitState(&state, "/dev/random"), kNoErr);
   CryptKey* raw = nullptr;
   EXPECT_EQ(CryptKeyCreateRandomFromBase(&state, (dir / "file").c_str(), nullptr, nullptr, &raw),
             ENOTDIR);

@@ -20,7 +20,8 @@ const std::string kSource =
     "00:21.000 --> 00:22.000\nc\n\n00:31.000 --> 00:32.000\nd\n\n"
     "00:41.000 --> 00:42.000\ne\n\n00:51.000 --> 00:52.000\nf\n\n";
 
-Status RunRotating(const ScratchDir& out, const std::string& keys) {
+Status RunRotating(const ScratchDir& out, const std::string& keys,
+                   const RunEnvironment& environment = {}) {
   RunSettings settings;
   settings.targetDuration = 10;
   settings.fileBase = out.path().c_str();
@@ -30,7 +31,7 @@ Status RunRotating(const ScratchDir& out, const std::string& keys) {
   EXPECT_EQ(MxByteStreamCreateForMemory(reinterpret_cast<const uint8_t*>(kSource.data()),
                                         kSource.size(), &stream),
             kNoErr);
-  return RunWebVTTSource(settings, stream.get());
+  return RunWebVTTSource(settings, environment, stream.get());
 }
 
 TEST(KeyFiles, RotationWritesOwnerOnlyKeyFiles) {
@@ -53,14 +54,14 @@ TEST(KeyFiles, ARotationThatCannotWriteItsKeyEndsTheStream) {
   // Once the first segment is being written, its key exists; then the key directory goes away,
   // so that the next key file cannot be created (as on a full disk).
   bool gone = false;
-  ChunkFileFaultHook previous = ChunkFileSetFaultHook([&](ChunkFileStep step, size_t) -> Status {
-    if (step == ChunkFileStep::kWrite && !gone) {
+  RunEnvironment environment;
+  environment.writeFault = [&](WriteStep step, size_t) -> Status {
+    if (step == WriteStep::kWrite && !gone) {
       gone = rename(keyDir.c_str(), (keys / "away").c_str()) == 0;
     }
     return kNoErr;
-  });
-  const Status status = RunRotating(out, keyDir);
-  ChunkFileSetFaultHook(std::move(previous));
+  };
+  const Status status = RunRotating(out, keyDir, environment);
   ASSERT_TRUE(gone);
   EXPECT_EQ(status, ENOENT);
   EXPECT_TRUE(log.Contains("Error 2 generating new crypt key")) << log.Text();
