@@ -114,6 +114,14 @@ TEST(MasterAdd, JoinsTheGroupAfterItsMembersAndEveryVariantRefersToIt) {
        {"changed the added rendition \"Fran\xC3\xA7"
         "ais\" to DEFAULT=NO: group \"subs\" "
         "already has a DEFAULT=YES rendition"}},
+      // What the group broke before is left to check: neither changed, warned about nor refused.
+      {"a group that breaks rules already",
+       kMaster + Line("subs", "NAME=\"B\",DEFAULT=YES") + Line("subs", "NAME=\"B\",DEFAULT=YES"),
+       French(),
+       {"", true},
+       Line("subs", "NAME=\"B\",DEFAULT=YES") + Line("subs", "NAME=\"B\",DEFAULT=YES") +
+           Line("subs", kFrench),
+       {}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
