@@ -175,14 +175,16 @@ Status ReadMaster(std::string_view name, std::string_view text, MasterLayout* la
   return kNoErr;
 }
 
-// The master's only subtitle group, or the default group when it has none.
+// The master's only subtitle group, or the default group when it has none. A rendition without
+// a group ID names no group.
 Status ChooseGroup(std::string_view name, const MasterLayout& layout, std::string* group,
                    MergeOutcome* outcome) {
   std::vector<std::string> groups;
   for (const auto& media : layout.media) {
     if (!media || !IsSubtitleRendition(*media)) continue;
     std::string id(media->Value("GROUP-ID"));
-    if (std::find(groups.begin(), groups.end(), id) == groups.end()) groups.push_back(id);
+    if (!id.empty() && std::find(groups.begin(), groups.end(), id) == groups.end())
+      groups.push_back(id);
   }
   if (groups.size() > 1) {
     std::string list;

@@ -70,11 +70,11 @@ TEST(MasterAdd, JoinsTheGroupAfterItsMembersAndEveryVariantRefersToIt) {
            "#EXT-X-STREAM-INF:BANDWIDTH=1,AUDIO=\"aac\",SUBTITLES=\"subs\"\nv.m3u8\n"
            "#EXT-X-STREAM-INF:BANDWIDTH=2,SUBTITLES=\"subs\"\nw.m3u8\n",
        {}},
-      {"a master without subtitles; a name made quotable",
-       "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1\nv.m3u8",
+      {"a master without a subtitle group; a name made quotable",
+       "#EXTM3U\n#EXT-X-MEDIA:TYPE=SUBTITLES,NAME=\"X\"\n#EXT-X-STREAM-INF:BANDWIDTH=1\nv.m3u8",
        captions,
        {"", false},
-       "#EXTM3U\n" +
+       "#EXTM3U\n#EXT-X-MEDIA:TYPE=SUBTITLES,NAME=\"X\"\n" +
            Line("subtitles",
                 "NAME=\"Say 'hi'  now\",DEFAULT=YES,AUTOSELECT=YES,FORCED=YES,LANGUAGE=\"fr-CA\","
                 "CHARACTERISTICS=\"public.accessibility.transcribes-spoken-dialog,"
