@@ -1,10 +1,13 @@
 // Merge of a fragment into a master playlist, both hostile. Input: the first byte chooses
 // --conform, then the master text, a NUL byte, the fragment text. A merge that succeeds must be
-// idempotent: merging the same fragment into its result gives the same bytes.
+// idempotent: merging the same fragment into its result gives the same bytes. A rendition added
+// to the hostile master must be found in its group again: adding it a second time is refused
+// for its NAME.
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
 
+#include "master/master_add.h"
 #include "master/master_merge.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -18,6 +21,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fragments[0].name = "fragment";
   fragments[0].uriPrefix = "../subs/";
   if (split != std::string_view::npos) fragments[0].text = input.substr(split + 1);
+  AddedRendition added;
+  added.playlistName = "p.m3u8";
+  added.playlistText = "#EXTM3U\n#EXT-X-TARGETDURATION:1\n";
+  added.uri = "p.m3u8";
+  added.name = "Added";
+  added.language = "en";
+  MergeOptions chosen = options;
+  chosen.group.clear();
+  MergeOutcome once;
+  if (AddSubtitleRendition("master", master, added, chosen, &once) == kNoErr) {
+    MergeOutcome twice;
+    if (AddSubtitleRendition("master", once.text, added, chosen, &twice) != kErrPlaylistRule)
+      __builtin_trap();
+  }
+
   MergeOutcome first;
   if (MergeSubtitleFragments("master", master, fragments, options, &first) != kNoErr) return 0;
   MergeOutcome second;

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "common/quotable_name.h"
 #include "driver/track_paths.h"
 #include "log/output.h"
 #include "playlist/file_replacement.h"
@@ -13,16 +14,6 @@
 namespace {
 const char* YesNo(bool value) {
   return value ? "YES" : "NO";
-}
-
-// A track name goes into a quoted string that must not end early or break the line: a double
-// quote becomes a single quote, a CR or LF a space.
-std::string QuotableName(std::string name) {
-  for (char& c : name) {
-    if (c == '"') c = '\'';
-    if (c == '\r' || c == '\n') c = ' ';
-  }
-  return name;
 }
 }  // namespace
 

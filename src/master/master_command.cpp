@@ -2,17 +2,23 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <initializer_list>
+#include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "common/incomplete_files.h"
+#include "master/master_add.h"
 #include "master/master_check.h"
 #include "master/master_merge.h"
 #include "master/segment_pts.h"
@@ -23,6 +29,9 @@ namespace {
 
 constexpr const char* kUsage =
     "usage: hlsvtt-master merge MASTER FRAGMENT... [-o OUT] [--group ID] [--conform]\n"
+    "       hlsvtt-master add MASTER PLAYLIST --language TAG --name NAME [--default]\n"
+    "                     [--autoselect] [--forced] [--characteristics LIST] [-o OUT]\n"
+    "                     [--group ID] [--conform]\n"
     "       hlsvtt-master check MASTER [--root DIR]\n"
     "       hlsvtt-master pts SEGMENT.ts\n"
     "\n"
@@ -36,6 +45,17 @@ constexpr const char* kUsage =
     "  --conform     make DEFAULT=NO a rendition that is DEFAULT=YES with AUTOSELECT=NO,\n"
     "                and every DEFAULT=YES after the first; without it these are kept\n"
     "                with a warning\n"
+    "add     adds one subtitle rendition for the media playlist PLAYLIST (such as hlsvtt\n"
+    "        makes from a WebVTT source) after the renditions of its group, with the same\n"
+    "        rules as merge; the renditions already in the group are kept.\n"
+    "  --language TAG         its LANGUAGE, a well-formed language tag (en, pt-BR, zh-Hant)\n"
+    "  --name NAME            its NAME; a double quote becomes ', a line break a space\n"
+    "  --default              DEFAULT=YES (with AUTOSELECT=YES)\n"
+    "  --autoselect           AUTOSELECT=YES\n"
+    "  --forced               FORCED=YES\n"
+    "  --characteristics LIST CHARACTERISTICS, comma-separated public.* or reverse-DNS names\n"
+    "  --group ID             the group ID (default: MASTER's subtitle group, else subtitles)\n"
+    "  -o OUT, --conform      as for merge\n"
     "check   checks MASTER, the subtitle playlists it references and their WebVTT segments;\n"
     "        prints one line per problem (FILE:LINE: problem) and exits 0 only when there\n"
     "        is none. It reads no file outside DIR (default: the directory of MASTER); a\n"
@@ -53,62 +73,66 @@ std::string DirectoryOf(const std::string& path) {
   return directory.empty() ? "." : directory;
 }
 
-Status RunMerge(const std::vector<std::string>& args) {
-  std::vector<std::string> paths;
-  std::string outPath;
-  MergeOptions options;
+// The arguments of a command: operands, flags, and options with a value ("--name VALUE" or
+// "--name=VALUE"; the last one given counts). "--" ends the options; "-" is an operand.
+struct Arguments {
+  std::vector<std::string> operands;
+  std::set<std::string> flags;
+  std::map<std::string, std::string> values;
+
+  bool Has(const std::string& flag) const { return flags.count(flag) != 0; }
+  const std::string* Value(const std::string& option) const {
+    auto it = values.find(option);
+    return it == values.end() ? nullptr : &it->second;
+  }
+};
+
+Status ParseArguments(const std::vector<std::string>& args,
+                      std::initializer_list<std::string_view> flagNames,
+                      std::initializer_list<std::string_view> valueNames, Arguments* parsed) {
+  auto known = [](std::initializer_list<std::string_view> names, std::string_view name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+  };
   bool optionsEnded = false;
   for (size_t i = 0; i < args.size(); i++) {
     const std::string& arg = args[i];
     if (optionsEnded || arg.empty() || arg[0] != '-' || arg == "-") {
-      paths.push_back(arg);
-    } else if (arg == "--") {
+      parsed->operands.push_back(arg);
+      continue;
+    }
+    if (arg == "--") {
       optionsEnded = true;
-    } else if (arg == "--conform") {
-      options.conform = true;
-    } else if (arg == "-o" || arg == "--group") {
+      continue;
+    }
+    size_t equals = arg.find('=');
+    std::string name = arg.substr(0, equals);
+    if (known(flagNames, name) && equals == std::string::npos) {
+      parsed->flags.insert(name);
+    } else if (known(valueNames, name) && equals != std::string::npos) {
+      parsed->values[name] = arg.substr(equals + 1);
+    } else if (known(valueNames, name)) {
       if (i + 1 == args.size()) return UsageError("missing value after ", arg.c_str());
-      (arg == "-o" ? outPath : options.group) = args[++i];
-    } else if (arg.starts_with("--group=")) {
-      options.group = arg.substr(8);
+      parsed->values[name] = args[++i];
     } else {
       return UsageError("unknown option ", arg.c_str());
     }
   }
-  if (paths.size() < 2) return UsageError("merge needs a master playlist and a fragment");
-  const std::string& masterPath = paths[0];
-  const bool inPlace = outPath.empty() || outPath == masterPath;
-  if (outPath.empty()) outPath = masterPath;
+  if (const std::string* group = parsed->Value("--group"); group && group->empty())
+    return UsageError("--group needs an ID");
+  return kNoErr;
+}
 
-  std::string masterText;
-  if (Status status = ReadFileText(masterPath, kMaxPlaylistBytes, &masterText)) {
-    fprintf(stderr, "%s: cannot read %s: %s\n", kTool, masterPath.c_str(), strerror(status));
-    return status;
-  }
-  std::vector<SubtitleFragment> fragments;
-  std::string outDirectory = DirectoryOf(outPath);
-  for (size_t i = 1; i < paths.size(); i++) {
-    SubtitleFragment fragment;
-    fragment.name = paths[i];
-    if (Status status = ReadFileText(paths[i], kMaxPlaylistBytes, &fragment.text)) {
-      fprintf(stderr, "%s: cannot read %s: %s\n", kTool, paths[i].c_str(), strerror(status));
-      return status;
-    }
-    if (Status status =
-            RelativeDirectoryPrefix(DirectoryOf(paths[i]), outDirectory, &fragment.uriPrefix)) {
-      fprintf(stderr, "%s: cannot locate %s: %s\n", kTool, paths[i].c_str(), strerror(status));
-      return status;
-    }
-    fragments.push_back(std::move(fragment));
-  }
-
-  MergeOutcome outcome;
-  Status status = MergeSubtitleFragments(masterPath, masterText, fragments, options, &outcome);
+// Reports the outcome of merge or add and, when it succeeded, writes the new master to `outPath`
+// (empty: in place).
+Status WriteMaster(const std::string& masterPath, std::string outPath, Status status,
+                   const MergeOutcome& outcome) {
   for (const std::string& note : outcome.notes) fprintf(stderr, "%s: %s\n", kTool, note.c_str());
   if (status != kNoErr) {
     fprintf(stderr, "%s: %s\n%s: nothing was written\n", kTool, outcome.error.c_str(), kTool);
     return status;
   }
+  const bool inPlace = outPath.empty() || outPath == masterPath;
+  if (outPath.empty()) outPath = masterPath;
   // In place, a master that is a link keeps being one: the file it leads to is replaced. URIs
   // stay relative to the path given, where the master is served from.
   std::string writePath = outPath;
@@ -127,6 +151,92 @@ Status RunMerge(const std::vector<std::string>& args) {
     return written;
   }
   return kNoErr;
+}
+
+Status ReadPlaylist(const std::string& path, std::string* text) {
+  Status status = ReadFileText(path, kMaxPlaylistBytes, text);
+  if (status) fprintf(stderr, "%s: cannot read %s: %s\n", kTool, path.c_str(), strerror(status));
+  return status;
+}
+
+// The directory the master is written to, from which its URIs lead.
+std::string OutputDirectory(const Arguments& arguments) {
+  const std::string* out = arguments.Value("-o");
+  return DirectoryOf(out && !out->empty() ? *out : arguments.operands[0]);
+}
+
+MergeOptions ReadMergeOptions(const Arguments& arguments, const std::string& defaultGroup) {
+  MergeOptions options;
+  const std::string* group = arguments.Value("--group");
+  options.group = group ? *group : defaultGroup;
+  options.conform = arguments.Has("--conform");
+  return options;
+}
+
+Status RunMerge(const std::vector<std::string>& args) {
+  Arguments arguments;
+  if (Status status = ParseArguments(args, {"--conform"}, {"-o", "--group"}, &arguments))
+    return status;
+  const std::vector<std::string>& paths = arguments.operands;
+  if (paths.size() < 2) return UsageError("merge needs a master playlist and a fragment");
+  const std::string& masterPath = paths[0];
+  std::string masterText;
+  if (Status status = ReadPlaylist(masterPath, &masterText)) return status;
+  std::vector<SubtitleFragment> fragments;
+  std::string outDirectory = OutputDirectory(arguments);
+  for (size_t i = 1; i < paths.size(); i++) {
+    SubtitleFragment fragment;
+    fragment.name = paths[i];
+    if (Status status = ReadPlaylist(paths[i], &fragment.text)) return status;
+    if (Status status =
+            RelativeDirectoryPrefix(DirectoryOf(paths[i]), outDirectory, &fragment.uriPrefix)) {
+      fprintf(stderr, "%s: cannot locate %s: %s\n", kTool, paths[i].c_str(), strerror(status));
+      return status;
+    }
+    fragments.push_back(std::move(fragment));
+  }
+  MergeOutcome outcome;
+  Status status = MergeSubtitleFragments(masterPath, masterText, fragments,
+                                         ReadMergeOptions(arguments, "subtitles"), &outcome);
+  const std::string* out = arguments.Value("-o");
+  return WriteMaster(masterPath, out ? *out : "", status, outcome);
+}
+
+Status RunAdd(const std::vector<std::string>& args) {
+  Arguments arguments;
+  if (Status status = ParseArguments(args, {"--conform", "--default", "--autoselect", "--forced"},
+                                     {"-o", "--group", "--language", "--name", "--characteristics"},
+                                     &arguments))
+    return status;
+  if (arguments.operands.size() != 2)
+    return UsageError("add needs a master playlist and a media playlist");
+  const std::string* language = arguments.Value("--language");
+  const std::string* name = arguments.Value("--name");
+  if (!language || !name) return UsageError("add needs --language and --name");
+  const std::string& masterPath = arguments.operands[0];
+  AddedRendition added;
+  added.playlistName = arguments.operands[1];
+  added.name = *name;
+  added.language = *language;
+  if (const std::string* characteristics = arguments.Value("--characteristics"))
+    added.characteristics = *characteristics;
+  added.isDefault = arguments.Has("--default");
+  added.autoselect = arguments.Has("--autoselect");
+  added.forced = arguments.Has("--forced");
+  std::string masterText;
+  if (Status status = ReadPlaylist(masterPath, &masterText)) return status;
+  if (Status status = ReadPlaylist(added.playlistName, &added.playlistText)) return status;
+  if (Status status =
+          RelativeFileReference(added.playlistName, OutputDirectory(arguments), &added.uri)) {
+    fprintf(stderr, "%s: cannot locate %s: %s\n", kTool, added.playlistName.c_str(),
+            strerror(status));
+    return status;
+  }
+  MergeOutcome outcome;
+  Status status = AddSubtitleRendition(masterPath, masterText, added,
+                                       ReadMergeOptions(arguments, ""), &outcome);
+  const std::string* out = arguments.Value("-o");
+  return WriteMaster(masterPath, out ? *out : "", status, outcome);
 }
 
 Status RunCheck(const std::vector<std::string>& args) {
@@ -198,6 +308,7 @@ Status RunMasterTool(int argc, char** argv) {
     return kNoErr;
   }
   if (command == "merge") return RunMerge(args);
+  if (command == "add") return RunAdd(args);
   if (command == "check") return RunCheck(args);
   if (command == "pts") return RunPts(args);
   return UsageError("unknown command ", argv[1]);

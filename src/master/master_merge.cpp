@@ -6,16 +6,17 @@
 #include "master/attribute_list.h"
 #include "master/playlist_tags.h"
 #include "master/playlist_text.h"
-#include "master/rendition_rules.h"
 #include "master/uri_reference.h"
 
 namespace {
 
 constexpr std::string_view kMediaTag = "#EXT-X-MEDIA";
 constexpr std::string_view kStreamTag = "#EXT-X-STREAM-INF";
+constexpr std::string_view kDefaultGroup = "subtitles";
 
+// "file:line", or the file alone for a rendition that was not read from a file.
 std::string Where(std::string_view file, size_t line) {
-  return std::string(file) + ":" + std::to_string(line);
+  return line == 0 ? std::string(file) : std::string(file) + ":" + std::to_string(line);
 }
 
 Status Refuse(MergeOutcome* outcome, Status status, std::string message) {
@@ -30,9 +31,9 @@ Status CheckEncoding(std::string_view name, std::string_view text, MergeOutcome*
   return Refuse(outcome, kErrPlaylistSyntax, Where(name, line) + ": the playlist " + problem);
 }
 
-// Reads the renditions of one fragment, moved into `group` and rebased onto the master.
-Status ReadFragment(const SubtitleFragment& fragment, const std::string& group,
-                    std::vector<Rendition>* renditions, MergeOutcome* outcome) {
+// Reads the renditions of one fragment, rebased onto the master.
+Status ReadFragment(const SubtitleFragment& fragment, std::vector<Rendition>* renditions,
+                    MergeOutcome* outcome) {
   if (Status status = CheckEncoding(fragment.name, fragment.text, outcome)) return status;
   size_t before = renditions->size();
   for (const PlaylistLine& line : SplitPlaylistLines(fragment.text)) {
@@ -52,7 +53,6 @@ Status ReadFragment(const SubtitleFragment& fragment, const std::string& group,
     const PlaylistAttribute* type = rendition.attributes.Find("TYPE");
     if (!type || type->quoted || type->value != "SUBTITLES")
       return Refuse(outcome, kErrPlaylistSyntax, where + ": not a TYPE=SUBTITLES rendition");
-    rendition.attributes.Set("GROUP-ID", group, true);
     if (const PlaylistAttribute* uri = rendition.attributes.Find("URI"))
       rendition.attributes.Set("URI", RebaseUri(fragment.uriPrefix, uri->value), true);
     rendition.file = fragment.name;
@@ -69,12 +69,13 @@ std::string Describe(const Rendition& r) {
   return Where(r.file, r.line) + " \"" + std::string(r.attributes.Value("NAME")) + "\"";
 }
 
-// Applies the rules to the new group: breaks the caller may choose to keep become warnings (or
-// are mended with `conform`); any other break refuses the merge.
-Status ApplyRules(std::vector<Rendition>* renditions, const MergeOptions& options,
-                  MergeOutcome* outcome) {
-  if (options.conform) {
-    for (Rendition& r : *renditions) {
+// Applies the rules to the group, whose new renditions start at `firstNew`: breaks the caller
+// may choose to keep become warnings (or are mended with `conform`); any other break refuses.
+Status ApplyRules(std::vector<Rendition>* renditions, size_t firstNew, const std::string& group,
+                  bool conform, MergeOutcome* outcome) {
+  if (conform) {
+    for (size_t i = firstNew; i < renditions->size(); i++) {
+      Rendition& r = (*renditions)[i];
       if (AttributeIsYes(r.attributes, "DEFAULT") && r.attributes.Has("AUTOSELECT") &&
           !AttributeIsYes(r.attributes, "AUTOSELECT")) {
         r.attributes.Set("DEFAULT", "NO", false);
@@ -83,17 +84,19 @@ Status ApplyRules(std::vector<Rendition>* renditions, const MergeOptions& option
       }
     }
     bool seenDefault = false;
-    for (Rendition& r : *renditions) {
+    for (size_t i = 0; i < renditions->size(); i++) {
+      Rendition& r = (*renditions)[i];
       if (!AttributeIsYes(r.attributes, "DEFAULT")) continue;
-      if (seenDefault) {
+      if (seenDefault && i >= firstNew) {
         r.attributes.Set("DEFAULT", "NO", false);
-        outcome->notes.push_back("changed " + Describe(r) + " to DEFAULT=NO: group \"" +
-                                 options.group + "\" already has a DEFAULT=YES rendition");
+        outcome->notes.push_back("changed " + Describe(r) + " to DEFAULT=NO: group \"" + group +
+                                 "\" already has a DEFAULT=YES rendition");
       }
       seenDefault = true;
     }
   }
   for (const RenditionFinding& finding : CheckRenditions(*renditions)) {
+    if (finding.index < firstNew) continue;
     const Rendition& r = (*renditions)[finding.index];
     std::string where = Where(r.file, r.line);
     switch (finding.rule) {
@@ -114,22 +117,28 @@ Status ApplyRules(std::vector<Rendition>* renditions, const MergeOptions& option
 
 struct MasterLayout {
   std::vector<PlaylistLine> lines;
-  std::vector<bool> replaced;                         // renditions of the merged group, dropped
+  std::vector<std::optional<AttributeList>> media;    // parsed #EXT-X-MEDIA lines
   std::vector<std::optional<AttributeList>> streams;  // parsed #EXT-X-STREAM-INF lines
-  size_t insertAt = 0;                                // the new renditions go before this line
+  size_t firstStream = 0;
+  std::optional<size_t> lastMediaBeforeStreams;
 };
 
-Status ReadMaster(std::string_view name, std::string_view text, const std::string& group,
-                  MasterLayout* layout, MergeOutcome* outcome) {
+bool IsSubtitleRendition(const AttributeList& attributes) {
+  const PlaylistAttribute* type = attributes.Find("TYPE");
+  return type && !type->quoted && type->value == "SUBTITLES";
+}
+
+Status ReadMaster(std::string_view name, std::string_view text, MasterLayout* layout,
+                  MergeOutcome* outcome) {
   if (Status status = CheckEncoding(name, text, outcome)) return status;
   layout->lines = SplitPlaylistLines(text);
   const auto& lines = layout->lines;
   if (lines.empty() || lines[0].text != "#EXTM3U")
     return Refuse(outcome, kErrPlaylistSyntax,
                   Where(name, 1) + ": not a playlist (the first line is not #EXTM3U)");
-  layout->replaced.assign(lines.size(), false);
+  layout->media.resize(lines.size());
   layout->streams.resize(lines.size());
-  std::optional<size_t> firstStream, firstReplaced, lastMediaBeforeStreams;
+  std::optional<size_t> firstStream;
   for (size_t i = 0; i < lines.size(); i++) {
     std::string_view tag = PlaylistTagName(lines[i].text);
     std::string where = Where(name, lines[i].number);
@@ -143,13 +152,8 @@ Status ReadMaster(std::string_view name, std::string_view text, const std::strin
     if (AttributeList::Parse(PlaylistTagValue(lines[i].text), &attributes, &error))
       return Refuse(outcome, kErrPlaylistSyntax, where + ": " + std::string(tag) + ": " + error);
     if (tag == kMediaTag) {
-      if (!firstStream) lastMediaBeforeStreams = i;
-      const PlaylistAttribute* type = attributes.Find("TYPE");
-      const PlaylistAttribute* id = attributes.Find("GROUP-ID");
-      if (type && !type->quoted && type->value == "SUBTITLES" && id && id->value == group) {
-        layout->replaced[i] = true;
-        if (!firstReplaced) firstReplaced = i;
-      }
+      if (!firstStream) layout->lastMediaBeforeStreams = i;
+      layout->media[i] = std::move(attributes);
       continue;
     }
     if (!firstStream) firstStream = i;
@@ -167,51 +171,91 @@ Status ReadMaster(std::string_view name, std::string_view text, const std::strin
     return Refuse(
         outcome, kErrPlaylistSyntax,
         std::string(name) + ": not a master playlist with variant streams (no #EXT-X-STREAM-INF)");
-  if (firstReplaced)
-    layout->insertAt = *firstReplaced;
-  else if (lastMediaBeforeStreams)
-    layout->insertAt = *lastMediaBeforeStreams + 1;
-  else
-    layout->insertAt = *firstStream;
+  layout->firstStream = *firstStream;
+  return kNoErr;
+}
+
+// The master's only subtitle group, or the default group when it has none. A rendition without
+// a group ID names no group.
+Status ChooseGroup(std::string_view name, const MasterLayout& layout, std::string* group,
+                   MergeOutcome* outcome) {
+  std::vector<std::string> groups;
+  for (const auto& media : layout.media) {
+    if (!media || !IsSubtitleRendition(*media)) continue;
+    std::string id(media->Value("GROUP-ID"));
+    if (!id.empty() && std::find(groups.begin(), groups.end(), id) == groups.end())
+      groups.push_back(id);
+  }
+  if (groups.size() > 1) {
+    std::string list;
+    for (const std::string& id : groups) list += (list.empty() ? "\"" : ", \"") + id + "\"";
+    return Refuse(outcome, kErrBadArgument,
+                  std::string(name) + " has the subtitle groups " + list +
+                      "; name the one to use with --group");
+  }
+  *group = groups.empty() ? std::string(kDefaultGroup) : groups[0];
   return kNoErr;
 }
 
 }  // namespace
 
-Status MergeSubtitleFragments(std::string_view masterName, std::string_view masterText,
-                              const std::vector<SubtitleFragment>& fragments,
-                              const MergeOptions& options, MergeOutcome* outcome) {
+Status PlaceSubtitleRenditions(std::string_view masterName, std::string_view masterText,
+                               std::vector<Rendition> renditions, GroupPlacement placement,
+                               const MergeOptions& options, MergeOutcome* outcome) {
   outcome->text.clear();
   outcome->notes.clear();
   outcome->error.clear();
-  if (options.group.empty() || !IsQuotableText(options.group))
+  if (!IsQuotableText(options.group))
     return Refuse(outcome, kErrBadArgument,
                   "the group ID must be a non-empty text without double quotes or line breaks");
   MasterLayout layout;
-  if (Status status = ReadMaster(masterName, masterText, options.group, &layout, outcome))
-    return status;
-  std::vector<Rendition> renditions;
-  for (const SubtitleFragment& fragment : fragments)
-    if (Status status = ReadFragment(fragment, options.group, &renditions, outcome)) return status;
-  if (Status status = ApplyRules(&renditions, options, outcome)) return status;
+  if (Status status = ReadMaster(masterName, masterText, &layout, outcome)) return status;
+  std::string group = options.group;
+  if (group.empty())
+    if (Status status = ChooseGroup(masterName, layout, &group, outcome)) return status;
+
+  std::vector<bool> member(layout.lines.size(), false);
+  std::vector<Rendition> all;
+  std::optional<size_t> firstMember, lastMember;
+  for (size_t i = 0; i < layout.lines.size(); i++) {
+    const auto& media = layout.media[i];
+    if (!media || !IsSubtitleRendition(*media) || media->Value("GROUP-ID") != group) continue;
+    member[i] = true;
+    if (!firstMember) firstMember = i;
+    lastMember = i;
+    if (placement == GroupPlacement::kAppend)
+      all.push_back({*media, std::string(masterName), layout.lines[i].number});
+  }
+  const size_t firstNew = all.size();
+  for (Rendition& r : renditions) {
+    r.attributes.Set("GROUP-ID", group, true);
+    all.push_back(std::move(r));
+  }
+  if (Status status = ApplyRules(&all, firstNew, group, options.conform, outcome)) return status;
+
+  size_t insertAt = layout.firstStream;
+  if (firstMember)
+    insertAt = placement == GroupPlacement::kReplace ? *firstMember : *lastMember + 1;
+  else if (layout.lastMediaBeforeStreams)
+    insertAt = *layout.lastMediaBeforeStreams + 1;
 
   std::string_view eol = layout.lines[0].terminator.empty() ? "\n" : layout.lines[0].terminator;
   std::string block;
-  for (const Rendition& r : renditions) {
+  for (size_t i = firstNew; i < all.size(); i++) {
     block += kMediaTag;
     block += ':';
-    block += r.attributes.Text();
+    block += all[i].attributes.Text();
     block += eol;
   }
   std::string& out = outcome->text;
   out.reserve(masterText.size() + block.size() + 64 * layout.lines.size());
   for (size_t i = 0; i < layout.lines.size(); i++) {
     const PlaylistLine& line = layout.lines[i];
-    if (i == layout.insertAt) out += block;
-    if (layout.replaced[i]) continue;
+    if (i == insertAt) out += block;
+    if (member[i] && placement == GroupPlacement::kReplace) continue;
     if (layout.streams[i]) {
       AttributeList& attributes = *layout.streams[i];
-      attributes.Set("SUBTITLES", options.group, true);
+      attributes.Set("SUBTITLES", group, true);
       out += kStreamTag;
       out += ':';
       out += attributes.Text();
@@ -220,5 +264,24 @@ Status MergeSubtitleFragments(std::string_view masterName, std::string_view mast
     }
     out += line.terminator;
   }
+  if (insertAt == layout.lines.size()) {
+    // After a last line without a terminator, the new lines start on a line of their own.
+    if (layout.lines.back().terminator.empty()) out += eol;
+    out += block;
+  }
   return kNoErr;
+}
+
+Status MergeSubtitleFragments(std::string_view masterName, std::string_view masterText,
+                              const std::vector<SubtitleFragment>& fragments,
+                              const MergeOptions& options, MergeOutcome* outcome) {
+  *outcome = {};
+  if (options.group.empty())
+    return Refuse(outcome, kErrBadArgument,
+                  "the group ID must be a non-empty text without double quotes or line breaks");
+  std::vector<Rendition> renditions;
+  for (const SubtitleFragment& fragment : fragments)
+    if (Status status = ReadFragment(fragment, &renditions, outcome)) return status;
+  return PlaceSubtitleRenditions(masterName, masterText, std::move(renditions),
+                                 GroupPlacement::kReplace, options, outcome);
 }

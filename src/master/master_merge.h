@@ -1,7 +1,8 @@
-// Merging subtitle renditions into a master playlist. The renditions of one or more fragments
-// (files of #EXT-X-MEDIA:TYPE=SUBTITLES lines) become one group; every variant stream refers to
-// it; renditions of that group already in the master are replaced, so a second merge of the same
-// fragments gives the same bytes; every other line of the master is kept byte for byte.
+// Putting subtitle renditions into a master playlist as one group that every variant stream
+// refers to, with every other line of the master kept byte for byte. `merge` replaces the group
+// with the renditions of one or more fragments (files of #EXT-X-MEDIA:TYPE=SUBTITLES lines), so a
+// second merge of the same fragments gives the same bytes; `add` puts one more rendition into
+// the group (see master_add.h).
 #pragma once
 
 #include <string>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "common/status.h"
+#include "master/rendition_rules.h"
 
 struct SubtitleFragment {
   std::string name;  // its path, for messages
@@ -17,6 +19,8 @@ struct SubtitleFragment {
 };
 
 struct MergeOptions {
+  // The group. Empty: the master's subtitle group when it has exactly one, else "subtitles"; a
+  // master with several subtitle groups is refused.
   std::string group = "subtitles";
   // Two rules that a movie's fragment may break on purpose: a forced variant of an enabled track
   // is DEFAULT=YES with AUTOSELECT=NO, and a movie may enable several tracks. Without `conform`
@@ -30,8 +34,26 @@ struct MergeOutcome {
   std::string error;               // why the merge was refused
 };
 
-// kErrPlaylistSyntax when the master or a fragment is not what it should be, kErrPlaylistRule
-// when the merged master would break a rule; `outcome->error` then says where and why.
+enum class GroupPlacement {
+  kReplace,  // the group's renditions in the master give way; the new ones stand where the
+             // first of them stood
+  kAppend,   // the group's renditions stay; the new ones follow the last of them
+};
+
+// Puts `renditions` (subtitle renditions whose URIs are relative to the written master) into
+// the group. A group the master does not have yet goes after the master's last #EXT-X-MEDIA line
+// before the variant streams, else before the first variant stream. The rules are checked on
+// the whole group but only the new renditions are refused, warned about or changed: what the
+// master held before is `check`'s business. kErrPlaylistSyntax when the master is not what it
+// should be, kErrPlaylistRule when a new rendition would break a rule, kErrBadArgument for a
+// group ID that cannot be one; `outcome->error` then says where and why.
+[[nodiscard]] Status PlaceSubtitleRenditions(std::string_view masterName,
+                                             std::string_view masterText,
+                                             std::vector<Rendition> renditions,
+                                             GroupPlacement placement, const MergeOptions& options,
+                                             MergeOutcome* outcome);
+
+// Replaces the group with the renditions of `fragments`, their URIs rebased onto the master.
 [[nodiscard]] Status MergeSubtitleFragments(std::string_view masterName,
                                             std::string_view masterText,
                                             const std::vector<SubtitleFragment>& fragments,

@@ -1,5 +1,8 @@
 #include "master/rendition_rules.h"
 
+#include <algorithm>
+#include <array>
+#include <cctype>
 #include <map>
 
 namespace {
@@ -9,6 +12,38 @@ constexpr const char* kQuotedAttributes[] = {"GROUP-ID",        "NAME",    "LANG
                                              "CHARACTERISTICS", "CHANNELS"};
 constexpr const char* kFlagAttributes[] = {"DEFAULT", "AUTOSELECT", "FORCED"};
 constexpr const char* kRequiredAttributes[] = {"TYPE", "GROUP-ID", "NAME"};
+
+constexpr std::array<std::string_view, 13> kPublicCharacteristics = {
+    "public.accessibility.transcribes-spoken-dialog",
+    "public.accessibility.describes-music-and-sound",
+    "public.accessibility.describes-video",
+    "public.accessibility.enhances-speech-intelligibility",
+    "public.easy-to-read",
+    "public.main-program-content",
+    "public.auxiliary-content",
+    "public.original-content",
+    "public.translation",
+    "public.translation.dubbed",
+    "public.translation.voice-over",
+    "public.subtitles.forced-only",
+    "public.machine-generated",
+};
+
+// Two or more labels of letters, digits and '-', separated by dots; the first starts with a
+// letter.
+bool IsReverseDnsName(std::string_view name) {
+  if (name.empty() || !std::isalpha(static_cast<unsigned char>(name[0]))) return false;
+  size_t labels = 0;
+  for (size_t start = 0; start <= name.size(); labels++) {
+    size_t dot = std::min(name.find('.', start), name.size());
+    std::string_view label = name.substr(start, dot - start);
+    if (label.empty()) return false;
+    for (char c : label)
+      if (!std::isalnum(static_cast<unsigned char>(c)) && c != '-') return false;
+    start = dot + 1;
+  }
+  return labels >= 2;
+}
 
 std::string Where(const Rendition& r) {
   return r.file + ":" + std::to_string(r.line);
@@ -44,9 +79,32 @@ void CheckOne(const Rendition& r, size_t index, std::vector<RenditionFinding>* f
     add(RenditionRule::kForcedOnlySubtitles, "FORCED is allowed only on subtitle renditions");
   if (AttributeIsYes(a, "DEFAULT") && a.Has("AUTOSELECT") && !AttributeIsYes(a, "AUTOSELECT"))
     add(RenditionRule::kDefaultNeedsAutoselect, "DEFAULT=YES needs AUTOSELECT=YES");
+  const PlaylistAttribute* characteristics = a.Find("CHARACTERISTICS");
+  if (characteristics && characteristics->quoted) {
+    std::string problem = FindCharacteristicsProblem(characteristics->value);
+    if (!problem.empty()) add(RenditionRule::kCharacteristics, "CHARACTERISTICS: " + problem);
+  }
 }
 
 }  // namespace
+
+std::string FindCharacteristicsProblem(std::string_view list) {
+  if (list.empty()) return "an empty list";
+  for (size_t start = 0; start <= list.size();) {
+    size_t comma = std::min(list.find(',', start), list.size());
+    std::string_view name = list.substr(start, comma - start);
+    start = comma + 1;
+    if (name.empty()) return "an empty name in the list";
+    const std::string quoted = "\"" + std::string(name) + "\"";
+    if (!IsReverseDnsName(name)) return quoted + " is not a reverse-DNS name";
+    // The public namespace is closed: a name in it that players do not know is a misspelling.
+    if (name.starts_with("public.") &&
+        std::find(kPublicCharacteristics.begin(), kPublicCharacteristics.end(), name) ==
+            kPublicCharacteristics.end())
+      return quoted + " is not a known public characteristic";
+  }
+  return {};
+}
 
 bool AttributeIsYes(const AttributeList& attributes, std::string_view name) {
   const PlaylistAttribute* attribute = attributes.Find(name);

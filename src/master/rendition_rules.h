@@ -23,6 +23,7 @@ enum class RenditionRule {
   kUniqueName,              // NAME differs between the members of a group
   kDistinctAutoselect,      // AUTOSELECT=YES members differ in LANGUAGE, ASSOC-LANGUAGE,
                             // FORCED or CHARACTERISTICS, so a player can choose between them
+  kCharacteristics,         // CHARACTERISTICS lists known or reverse-DNS names
 };
 
 struct RenditionFinding {
@@ -32,6 +33,12 @@ struct RenditionFinding {
 };
 
 std::vector<RenditionFinding> CheckRenditions(const std::vector<Rendition>& renditions);
+
+// CHARACTERISTICS is a comma-separated list of names, each a characteristic of the "public"
+// namespace that players know (public.accessibility.transcribes-spoken-dialog, public.easy-to-read,
+// ...) or a reverse-DNS name of someone else's (com.example.commentary). Returns an empty text
+// when `list` obeys, else what is wrong with the first name that does not.
+std::string FindCharacteristicsProblem(std::string_view list);
 
 // YES/NO flags: true only for an unquoted YES.
 bool AttributeIsYes(const AttributeList& attributes, std::string_view name);

@@ -1,6 +1,7 @@
 #include "master/uri_reference.h"
 
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
@@ -21,10 +22,11 @@ bool HasScheme(std::string_view uri) {
   return true;
 }
 
-// Characters a path segment may hold as they are; everything else is percent-encoded.
+// Characters a path segment may hold as they are; everything else is percent-encoded. A colon
+// is encoded too: in the first segment it would make the reference read as a scheme.
 bool IsPathCharacter(unsigned char c) {
   return isalnum(c) ||
-         std::string_view("-._~!$&'()*+,;=:@").find(static_cast<char>(c)) != std::string_view::npos;
+         std::string_view("-._~!$&'()*+,;=@").find(static_cast<char>(c)) != std::string_view::npos;
 }
 
 std::string EncodeSegment(const std::string& segment) {
@@ -103,6 +105,14 @@ Status RelativeDirectoryPrefix(const std::string& from, const std::string& to,
     *prefix += EncodeSegment(name);
     *prefix += '/';
   }
+  return kNoErr;
+}
+
+Status RelativeFileReference(const std::string& file, const std::string& directory,
+                             std::string* uri) {
+  if (Status status = RelativeDirectoryPrefix(file, directory, uri)) return status;
+  if (uri->empty()) return EISDIR;  // `file` is `directory` itself
+  uri->pop_back();                  // the '/' after the file's name
   return kNoErr;
 }
 

@@ -16,6 +16,10 @@ bool IsRelativeReference(std::string_view uri);
 [[nodiscard]] Status RelativeDirectoryPrefix(const std::string& from, const std::string& to,
                                              std::string* prefix);
 
+// The relative reference that leads from directory `directory` to the file `file`.
+[[nodiscard]] Status RelativeFileReference(const std::string& file, const std::string& directory,
+                                           std::string* uri);
+
 // `uri` with `prefix` in front and its dot segments removed; a URI that is not a relative
 // reference is returned unchanged.
 std::string RebaseUri(std::string_view prefix, std::string_view uri);

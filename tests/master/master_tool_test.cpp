@@ -108,6 +108,75 @@ TEST_F(MasterToolTest, MergeIsReadByClientsAndCheckedCleanAfterConform) {
   EXPECT_EQ(ListDir(dir_ / "video"), (std::vector<std::string>{"high", "low", "master.m3u8"}));
 }
 
+TEST_F(MasterToolTest, AddedRenditionsAreReadByClientsAndCheckedClean) {
+  // The media playlists of WebVTT sources, one added at a time; the group is made by the first.
+  RunResult add = Master({"add", "video/master.m3u8", "movie/en2/prog_index.m3u8", "--language",
+                          "en", "--name", "English", "--default", "--characteristics",
+                          "public.accessibility.transcribes-spoken-dialog,"
+                          "public.accessibility.describes-music-and-sound"},
+                         dir_.path());
+  ASSERT_EQ(add.status, 0) << add.err;
+  add = Master({"add", "video/master.m3u8", "movie/fr3/prog_index.m3u8", "--language=fr-CA",
+                "--name=Fran\xC3\xA7"
+                "ais",
+                "--autoselect"},
+               dir_.path());
+  ASSERT_EQ(add.status, 0) << add.err;
+  EXPECT_EQ(add.err, "");
+  const std::string added = ReadFile(dir_ / "video/master.m3u8");
+  EXPECT_NE(added.find("#EXT-X-VERSION:3\n"
+                       "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"subtitles\",NAME=\"English\","
+                       "DEFAULT=YES,AUTOSELECT=YES,FORCED=NO,LANGUAGE=\"en\",CHARACTERISTICS="),
+            std::string::npos)
+      << added;
+  EXPECT_NE(added.find("LANGUAGE=\"fr-CA\",URI=\"../movie/fr3/prog_index.m3u8\"\n"
+                       "#EXT-X-STREAM-INF:"),
+            std::string::npos)
+      << added;
+  if (FileExists(HLSVTT_SOURCE_DIR "/tests/clients/node_modules")) {
+    std::string output;
+    EXPECT_EQ(RunShell("node '" HLSVTT_SOURCE_DIR "/tests/clients/check_master.js' '" +
+                           dir_ / "video/master.m3u8' subtitles 2 2>&1",
+                       &output),
+              0)
+        << output;
+  }
+  RunResult check = Master({"check", "video/master.m3u8", "--root", "."}, dir_.path());
+  EXPECT_EQ(check.status, 0) << check.out;
+  EXPECT_EQ(check.out, "");
+
+  struct Case {
+    std::vector<std::string> args;
+    int status;
+    const char* message;
+  } cases[] = {
+      {{"movie/en2-forced/prog_index.m3u8", "--language", "en", "--name", "English"},
+       111,
+       "hlsvtt-master: the added rendition: NAME \"English\" is already used in group "
+       "\"subtitles\" at video/master.m3u8:3\nhlsvtt-master: nothing was written\n"},
+      {{"movie/en2-forced/prog_index.m3u8", "--language", "en_GB", "--name", "British"},
+       56,
+       "hlsvtt-master: \"en_GB\" is not a well-formed language tag"},
+      {{"movie/en2-forced/prog_index.m3u8", "--name", "British"},
+       56,
+       "hlsvtt-master: add needs --language and --name"},
+      {{"movie/subtitle_media.m3u8", "--language", "en", "--name", "All"},
+       112,
+       "hlsvtt-master: movie/subtitle_media.m3u8:2: not a media playlist (#EXT-X-MEDIA belongs "
+       "in a master playlist)"},
+      {{"missing.m3u8", "--language", "en", "--name", "X"}, 2, "hlsvtt-master: cannot read"},
+  };
+  for (const Case& c : cases) {
+    std::vector<std::string> args = {"add", "video/master.m3u8"};
+    args.insert(args.end(), c.args.begin(), c.args.end());
+    RunResult run = Master(args, dir_.path());
+    EXPECT_EQ(run.status, c.status) << c.message;
+    EXPECT_EQ(run.err.rfind(c.message, 0), 0u) << run.err;
+  }
+  EXPECT_EQ(ReadFile(dir_ / "video/master.m3u8"), added);
+  EXPECT_EQ(ListDir(dir_ / "video"), (std::vector<std::string>{"high", "low", "master.m3u8"}));
+}
+
 TEST_F(MasterToolTest, OutputElsewhereLeavesTheMasterAndRefusalsChangeNothing) {
   ASSERT_EQ(RunShell("mkdir -p '" + dir_ / "site'"), 0);
   RunResult merge = Master({"merge", "video/master.m3u8", "movie/subtitle_media.m3u8", "-o",

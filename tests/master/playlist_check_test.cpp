@@ -11,7 +11,8 @@ constexpr const char* kCleanMaster =
     "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"s\",NAME=\"English\",DEFAULT=YES,AUTOSELECT=YES,"
     "FORCED=NO,LANGUAGE=\"en\",URI=\"en/p.m3u8\"\n"
     "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"s\",NAME=\"Forced\",DEFAULT=NO,AUTOSELECT=NO,"
-    "FORCED=YES,LANGUAGE=\"en\",URI=\"enf/p.m3u8\"\n"
+    "FORCED=YES,LANGUAGE=\"en\",URI=\"enf/p.m3u8\",CHARACTERISTICS=\"public.subtitles.forced-only,"
+    "public.easy-to-read,com.example.kids\"\n"
     "#EXT-X-STREAM-INF:BANDWIDTH=1000,SUBTITLES=\"s\"\n"
     "v.m3u8\n";
 
@@ -66,7 +67,9 @@ TEST(PlaylistCheck, EachBrokenRuleIsFoundOnceAtItsLine) {
       {"duplicate NAME", master, Damage(m, "NAME=\"Forced\"", "NAME=\"English\""), 3,
        "NAME \"English\" is already used in group \"s\" at m:2"},
       {"same language twice under AUTOSELECT", master,
-       Damage(m, "NO,AUTOSELECT=NO,FORCED=YES", "NO,AUTOSELECT=YES,FORCED=NO"), 3,
+       Damage(Damage(m, "NO,AUTOSELECT=NO,FORCED=YES", "NO,AUTOSELECT=YES,FORCED=NO"),
+              ",CHARACTERISTICS", ",X-C"),
+       3,
        "AUTOSELECT=YES with the same LANGUAGE, ASSOC-LANGUAGE, FORCED and CHARACTERISTICS as the "
        "rendition at m:2"},
       {"DEFAULT without AUTOSELECT", master,
@@ -88,6 +91,21 @@ TEST(PlaylistCheck, EachBrokenRuleIsFoundOnceAtItsLine) {
       {"segment tag in a master", master, m + "#EXTINF:1,\n", 6,
        "#EXTINF belongs in a media playlist"},
       {"missing header", master, Damage(m, "#EXTM3U\n", "\n"), 1, "the first line must be #EXTM3U"},
+      {"characteristic of no namespace", master, Damage(m, "public.easy-to-read", "sdh"), 3,
+       "CHARACTERISTICS: \"sdh\" is not a reverse-DNS name"},
+      {"misspelt public characteristic", master,
+       Damage(m, "public.easy-to-read", "public.accessibility.transcribes-spoken-dialogue"), 3,
+       "CHARACTERISTICS: \"public.accessibility.transcribes-spoken-dialogue\" is not a known "
+       "public characteristic"},
+      {"white space after a comma", master, Damage(m, ",public.easy", ", public.easy"), 3,
+       "CHARACTERISTICS: \" public.easy-to-read\" is not a reverse-DNS name"},
+      {"empty label", master, Damage(m, "com.example.kids", "com..kids"), 3,
+       "CHARACTERISTICS: \"com..kids\" is not a reverse-DNS name"},
+      {"trailing comma", master, Damage(m, "kids\"", "kids,\""), 3,
+       "CHARACTERISTICS: an empty name in the list"},
+      {"empty list", master,
+       Damage(m, "public.subtitles.forced-only,public.easy-to-read,com.example.kids", ""), 3,
+       "CHARACTERISTICS: an empty list"},
       {"control character", master, Damage(m, "English", "Eng\x01lish"), 2,
        "the playlist holds the control character U+0001"},
       {"EXTINF above target", media, Damage(p, "10.49900", "10.50000"), 6,

@@ -29,6 +29,11 @@ TEST(UriReference, DirectoryPrefixAndLocalPaths) {
   EXPECT_EQ(prefix, "my%20subs/");
   ASSERT_EQ(RelativeDirectoryPrefix("x/./y/..", "x", &prefix), kNoErr);
   EXPECT_EQ(prefix, "");
+  // A colon is encoded: "a:b.m3u8" would read as a URI of the scheme "a".
+  ASSERT_EQ(RelativeFileReference("/srv/subs/a:b.m3u8", "/srv/video", &prefix), kNoErr);
+  EXPECT_EQ(prefix, "../subs/a%3Ab.m3u8");
+  ASSERT_EQ(RelativeFileReference("c:d/p.m3u8", ".", &prefix), kNoErr);
+  EXPECT_EQ(prefix, "c%3Ad/p.m3u8");
 
   std::string path;
   EXPECT_TRUE(UriToLocalPath("my%20subs/p.m3u8?v=2", &path));
