@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "driver/source_encoding.h"
 #include "log/output.h"
 #include "webvtt/segment_writer.h"
 
@@ -43,6 +44,7 @@ const struct option kLongOptions[] = {
     {"target-duration", required_argument, nullptr, 't'},
     {"version", no_argument, nullptr, 'v'},
     {"no-output-timestamps", no_argument, nullptr, '8'},
+    {"source-encoding", required_argument, nullptr, 'E'},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -204,6 +206,16 @@ bool ApplyOption(int option, char* arg, const char* program, RunSettings* s) {
     case '8':
       s->outputTimestamps = false;
       return true;
+    case 'E':
+      if (!IsSourceEncodingValue(arg)) {
+        fprintf(stderr,
+                "%s: unknown source encoding %s (give auto or the name of an encoding, such as "
+                "windows-1252)\n",
+                program, arg);
+        return false;
+      }
+      s->sourceEncoding = arg;
+      return true;
     default:
       return false;
   }
@@ -251,7 +263,7 @@ bool ParseCommandLine(int argc, char** argv, RunSettings* settings, Status* resu
     if (option == ':') {
       fprintf(stderr, "%s: option %s requires an argument\n", program, argv[optind - 1]);
       ok = false;
-    } else if (option == '?' || !strchr("bBdDfGiJkKlmnNPqst8", option)) {
+    } else if (option == '?' || !strchr("bBdDfGiJkKlmnNPqst8E", option)) {
       fprintf(stderr, "%s: invalid option: %s\n", program, argv[optind - 1]);
       ok = false;
     } else {

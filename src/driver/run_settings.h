@@ -28,6 +28,8 @@ struct RunSettings {
   uint8_t staticKey[32] = {};
   size_t staticKeyLength = 0;
   const char* inputPath = nullptr;
+  // --source-encoding: none (bytes as they are), "auto", or the name of an encoding.
+  const char* sourceEncoding = nullptr;
 };
 
 // Reads the options into `settings`, validating each as it is met. Returns true when the run
