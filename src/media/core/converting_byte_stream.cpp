@@ -29,46 +29,64 @@ void ConvertingByteStream::Restart() {
   pendingLead_ = 0;
 }
 
-void ConvertingByteStream::AppendCodePoint(uint32_t c) {
+namespace {
+
+uint8_t* PutCodePoint(uint8_t* p, uint32_t c) {
   if (c < 0x80) {
-    out_.push_back(static_cast<uint8_t>(c));
+    *p++ = static_cast<uint8_t>(c);
   } else if (c < 0x800) {
-    out_.push_back(static_cast<uint8_t>(0xC0 | (c >> 6)));
-    out_.push_back(static_cast<uint8_t>(0x80 | (c & 0x3F)));
+    *p++ = static_cast<uint8_t>(0xC0 | (c >> 6));
+    *p++ = static_cast<uint8_t>(0x80 | (c & 0x3F));
   } else if (c < 0x10000) {
-    out_.push_back(static_cast<uint8_t>(0xE0 | (c >> 12)));
-    out_.push_back(static_cast<uint8_t>(0x80 | ((c >> 6) & 0x3F)));
-    out_.push_back(static_cast<uint8_t>(0x80 | (c & 0x3F)));
+    *p++ = static_cast<uint8_t>(0xE0 | (c >> 12));
+    *p++ = static_cast<uint8_t>(0x80 | ((c >> 6) & 0x3F));
+    *p++ = static_cast<uint8_t>(0x80 | (c & 0x3F));
   } else {
-    out_.push_back(static_cast<uint8_t>(0xF0 | (c >> 18)));
-    out_.push_back(static_cast<uint8_t>(0x80 | ((c >> 12) & 0x3F)));
-    out_.push_back(static_cast<uint8_t>(0x80 | ((c >> 6) & 0x3F)));
-    out_.push_back(static_cast<uint8_t>(0x80 | (c & 0x3F)));
+    *p++ = static_cast<uint8_t>(0xF0 | (c >> 18));
+    *p++ = static_cast<uint8_t>(0x80 | ((c >> 12) & 0x3F));
+    *p++ = static_cast<uint8_t>(0x80 | ((c >> 6) & 0x3F));
+    *p++ = static_cast<uint8_t>(0x80 | (c & 0x3F));
   }
+  return p;
+}
+
+}  // namespace
+
+void ConvertingByteStream::AppendCodePoint(uint32_t c) {
+  uint8_t bytes[4];
+  out_.insert(out_.end(), bytes, PutCodePoint(bytes, c));
 }
 
 void ConvertingByteStream::AppendUTF8(const UChar* units, size_t count) {
+  // Each unit makes at most three bytes (a pair makes four from two), plus three for a lead
+  // surrogate left over from the previous call that turns out to be alone.
+  const size_t used = out_.size();
+  out_.resize(used + count * 3 + 3);
+  uint8_t* p = out_.data() + used;
   for (size_t i = 0; i < count; i++) {
     const uint32_t u = units[i];
+    if (u < 0x80 && pendingLead_ == 0) {
+      *p++ = static_cast<uint8_t>(u);
+      continue;
+    }
     if (pendingLead_ != 0) {
       const uint32_t lead = pendingLead_;
       pendingLead_ = 0;
       if (u >= 0xDC00 && u <= 0xDFFF) {
-        AppendCodePoint(0x10000 + ((lead - 0xD800) << 10) + (u - 0xDC00));
+        p = PutCodePoint(p, 0x10000 + ((lead - 0xD800) << 10) + (u - 0xDC00));
         continue;
       }
-      AppendCodePoint(0xFFFD);
+      p = PutCodePoint(p, 0xFFFD);
     }
-    if (u < 0x80) {
-      out_.push_back(static_cast<uint8_t>(u));
-    } else if (u >= 0xD800 && u <= 0xDBFF) {
+    if (u >= 0xD800 && u <= 0xDBFF) {
       pendingLead_ = static_cast<UChar>(u);
     } else if (u >= 0xDC00 && u <= 0xDFFF) {
-      AppendCodePoint(0xFFFD);
+      p = PutCodePoint(p, 0xFFFD);
     } else {
-      AppendCodePoint(u);
+      p = PutCodePoint(p, u);
     }
   }
+  out_.resize(static_cast<size_t>(p - out_.data()));
 }
 
 Status ConvertingByteStream::ConvertPiece() {

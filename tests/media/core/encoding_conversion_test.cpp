@@ -182,15 +182,6 @@ TEST(EncodingConversion, InvalidSequencesBecomeReplacementsAtTheirSourceOffset) 
   EXPECT_EQ(ReadAll(converted.get(), 4096), text);
 }
 
-TEST(EncodingConversion, UnknownEncodingsAreRefused) {
-  MxByteStreamRef source = Memory("abc");
-  MxRef<ConvertingByteStream> converted;
-  EXPECT_EQ(ConvertingByteStreamCreate(source.get(), "klingon-1", 0, &converted), kErrBadArgument);
-  EXPECT_FALSE(IsKnownEncoding("klingon-1"));
-  EXPECT_FALSE(IsKnownEncoding(""));
-  EXPECT_TRUE(IsKnownEncoding("cp1252"));
-}
-
 TEST(UTF8Check, FindsTheFirstInvalidSequenceFedWholeOrByteByByte) {
   const struct {
     std::string bytes;
