@@ -14,6 +14,15 @@ struct DetectorClose {
   void operator()(UCharsetDetector* detector) const { ucsdet_close(detector); }
 };
 
+// Latin-1 and Latin-5 are named by their Windows supersets, which differ only where the ISO sets
+// have control characters that no subtitle holds (0x80 to 0x9F): a source whose sample showed
+// none of those bytes may still have curly quotes or a euro sign further on.
+const char* WidenedLatinSet(const char* name) {
+  if (strcmp(name, "ISO-8859-1") == 0) return "windows-1252";
+  if (strcmp(name, "ISO-8859-9") == 0) return "windows-1254";
+  return name;
+}
+
 }  // namespace
 
 ByteOrderMark FindByteOrderMark(const uint8_t* b, size_t n) {
@@ -47,7 +56,7 @@ Status GuessEncoding(const uint8_t* bytes, size_t length, EncodingGuess* out) {
       out->runnerUp = confidence;
       break;
     }
-    *out = EncodingGuess{name, confidence, 0};
+    *out = EncodingGuess{WidenedLatinSet(name), confidence, 0};
     first = false;
   }
   return kNoErr;

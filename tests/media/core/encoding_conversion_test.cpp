@@ -66,18 +66,12 @@ struct Family {
 
 TEST(EncodingConversion, EachFamilyIsDetectedSurelyAndConvertsBack) {
   const Family families[] = {
-      {"western", "windows-1252"},
-      {"central_european", "windows-1250"},
-      {"cyrillic", "windows-1251"},
-      {"greek", "ISO-8859-7"},
-      {"turkish", "windows-1254"},
-      {"arabic", "windows-1256"},
-      {"arabic", "ISO-8859-6"},
-      {"hebrew", "windows-1255"},
-      {"japanese", "Shift_JIS"},
-      {"japanese", "EUC-JP"},
-      {"chinese", "GB18030"},
-      {"korean", "EUC-KR"},
+      {"western", "windows-1252"},  {"central_european", "windows-1250"},
+      {"cyrillic", "windows-1251"}, {"greek", "ISO-8859-7"},
+      {"turkish", "windows-1254"},  {"arabic", "windows-1256"},
+      {"arabic", "ISO-8859-6"},     {"hebrew", "windows-1255"},
+      {"japanese", "Shift_JIS"},    {"japanese", "EUC-JP"},
+      {"chinese", "GB18030"},       {"korean", "EUC-KR"},
   };
   for (const Family& f : families) {
     SCOPED_TRACE(std::string(f.text) + " in " + f.encoding);
@@ -98,6 +92,19 @@ TEST(EncodingConversion, EachFamilyIsDetectedSurelyAndConvertsBack) {
     EXPECT_EQ(Convert(encoded, guess.encoding.c_str()), original) << guess.encoding;
     EXPECT_EQ(Convert(encoded, f.encoding, 0, 1000), original);
   }
+}
+
+TEST(EncodingConversion, ALatinOneGuessConvertsCurlyQuotesBeyondTheSample) {
+  std::string original;
+  while (original.size() < 2 * kEncodingSampleSize) original += Text("western");
+  original +=
+      "\xE2\x80\x9C"
+      "d\xC3\xA9j\xC3\xA0 vu\xE2\x80\x9D\n";  // bytes 0x93 and 0x94
+  const std::string encoded = Encode(original, "windows-1252");
+  EncodingGuess guess;
+  ASSERT_EQ(GuessEncoding(reinterpret_cast<const uint8_t*>(encoded.data()), encoded.size(), &guess),
+            kNoErr);
+  EXPECT_EQ(Convert(encoded, guess.encoding.c_str()), original) << guess.encoding;
 }
 
 TEST(EncodingConversion, ShortTextsLeaveDetectionUnsure) {
