@@ -23,6 +23,19 @@ const char* WidenedLatinSet(const char* name) {
   return name;
 }
 
+// Greek in windows-1253 and in ISO-8859-7 look alike to the detector, but they place the capital
+// alpha with tonos differently: 0xA2 in the Windows set (where ISO has a quotation mark) and 0xB6
+// in the ISO set (where Windows has a pilcrow). That letter is common and those two marks are
+// rare, so whichever position is used more decides.
+const char* GreekSet(const uint8_t* bytes, size_t length) {
+  size_t windows = 0, iso = 0;
+  for (size_t i = 0; i < length; i++) {
+    windows += bytes[i] == 0xA2;
+    iso += bytes[i] == 0xB6;
+  }
+  return windows > iso ? "windows-1253" : "ISO-8859-7";
+}
+
 }  // namespace
 
 ByteOrderMark FindByteOrderMark(const uint8_t* b, size_t n) {
@@ -57,6 +70,7 @@ Status GuessEncoding(const uint8_t* bytes, size_t length, EncodingGuess* out) {
       break;
     }
     *out = EncodingGuess{WidenedLatinSet(name), confidence, 0};
+    if (out->encoding == "ISO-8859-7") out->encoding = GreekSet(bytes, sample);
     first = false;
   }
   return kNoErr;
