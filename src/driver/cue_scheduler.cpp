@@ -9,26 +9,13 @@
 
 #include "driver/chunk_file_settings.h"
 #include "driver/schedule_size.h"
+#include "driver/source_encoding.h"
 #include "log/output.h"
 #include "media/formats/webvtt/webvtt_parser.h"
 #include "segments/chunk_file.h"
 #include "webvtt/segment_writer.h"
 
 namespace {
-
-struct ParserRelease {
-  // Releasing frees memory and cannot fail.
-  void operator()(WebVTTParser* p) const { static_cast<void>(WebVTTParserRelease(p)); }
-};
-
-// SRT files have no signature: their times use "," before the milliseconds.
-uint32_t SniffCommaDecimal(MxByteStream* stream) {
-  uint8_t head[16];
-  size_t count = 0;
-  Status status = MxByteStreamReadBytes(stream, sizeof head, 0, head, &count);
-  bool signature = status == kNoErr && WebVTTHasSignature(head, std::min(sizeof head, count));
-  return signature ? 0 : 1;
-}
 
 // Why a source could not be parsed, in words.
 std::string ParseFailureReason(Status status) {
@@ -192,17 +179,11 @@ Status RunWebVTTSource(const RunSettings& settings, const RunEnvironment& enviro
 Status RunWebVTTSourceInto(const RunSettings& settings, MxByteStream* stream,
                            const ChunkFileSettings& chunkSettings) {
   const char* source = settings.inputPath ? settings.inputPath : "(source)";
-  const uint32_t commaDecimal = SniffCommaDecimal(stream);
-  WebVTTParser* rawParser = nullptr;
-  if (WebVTTParserCreate(&rawParser, commaDecimal) != kNoErr) return kErrCreateFailed;
-  std::unique_ptr<WebVTTParser, ParserRelease> parser(rawParser);
-  // Only a source read as SRT (no signature) has its markup rewritten: a WebVTT source's markup
-  // is WebVTT already.
-  parser->rewriteSrtMarkup = settings.srtMarkupToWebVTT && commaDecimal == 1;
-
   // The whole source is parsed and its schedule measured before the output stream is made, so
   // that a source refused here leaves nothing behind, not even a key file.
-  Status status = WebVTTParserReadByteStream(parser.get(), stream);
+  WebVTTParserHandle parser;
+  Status status = ReadSourceCues(settings, stream, &parser);
+  if (!parser) return kErrCreateFailed;
   if (status != kNoErr) {
     OutputMessage(0, "%s: cannot read the source: %s", source, ParseFailureReason(status).c_str());
     return kErrParse;

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "driver/source_encoding.h"
 #include "log/output.h"
 #include "webvtt/segment_writer.h"
 
@@ -44,6 +45,7 @@ const struct option kLongOptions[] = {
     {"version", no_argument, nullptr, 'v'},
     {"no-output-timestamps", no_argument, nullptr, '8'},
     {"srt-markup", required_argument, nullptr, 'M'},
+    {"source-encoding", required_argument, nullptr, 'E'},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -212,6 +214,16 @@ bool ApplyOption(int option, char* arg, const char* program, RunSettings* s) {
       }
       s->srtMarkupToWebVTT = true;
       return true;
+    case 'E':
+      if (!IsSourceEncodingValue(arg)) {
+        fprintf(stderr,
+                "%s: unknown source encoding %s (give auto or the name of an encoding, such as "
+                "windows-1252)\n",
+                program, arg);
+        return false;
+      }
+      s->sourceEncoding = arg;
+      return true;
     default:
       return false;
   }
@@ -259,7 +271,7 @@ bool ParseCommandLine(int argc, char** argv, RunSettings* settings, Status* resu
     if (option == ':') {
       fprintf(stderr, "%s: option %s requires an argument\n", program, argv[optind - 1]);
       ok = false;
-    } else if (option == '?' || !strchr("bBdDfGiJkKlmMnNPqst8", option)) {
+    } else if (option == '?' || !strchr("bBdDfGiJkKlmMnNPqst8E", option)) {
       fprintf(stderr, "%s: invalid option: %s\n", program, argv[optind - 1]);
       ok = false;
     } else {

@@ -30,6 +30,8 @@ struct RunSettings {
   const char* inputPath = nullptr;
   // --srt-markup=webvtt: an SRT source's tags and position codes become WebVTT markup.
   bool srtMarkupToWebVTT = false;
+  // --source-encoding: none (bytes as they are), "auto", or the name of an encoding.
+  const char* sourceEncoding = nullptr;
 };
 
 // Reads the options into `settings`, validating each as it is met. Returns true when the run

@@ -7,6 +7,8 @@
 //    line ends;
 //  - hls-parser: every playlist parses, its EXTINF durations add up to the presentation's end,
 //    and every URI names a file on disk.
+// One more source is made here: a Japanese text in Shift_JIS, segmented with
+// --source-encoding=auto; its cues must come out as the UTF-8 original has them.
 // Usage: check_clients.js <hlsvtt binary> <corpus dir>. Prints "N passed, N failed".
 'use strict';
 const fs = require('fs');
@@ -92,19 +94,20 @@ function validateSegment(text, problems, name) {
   return validate(lines.join('\n'));
 }
 
-function check(source) {
+function check(source, options = { args: [], text: null }) {
   const problems = [];
   const out = fs.mkdtempSync(path.join(os.tmpdir(), 'hlsvtt-clients-'));
   try {
     let status = 0;
     try {
-      execFileSync(binary, ['-q', '-t', String(TARGET), '-f', out, source], { stdio: 'pipe' });
+      execFileSync(binary, ['-q', '-t', String(TARGET), '-f', out, ...options.args, source],
+        { stdio: 'pipe' });
     } catch (e) {
       status = e.status;
     }
     if (status !== 0 && status !== 47) problems.push(`exit status ${status}`);
     const playlistPath = path.join(out, 'prog_index.m3u8');
-    const sourceText = fs.readFileSync(source, 'utf8');
+    const sourceText = options.text ?? fs.readFileSync(source, 'utf8');
     const sourceTree = validate(sourceText);
     const sourceClean = sourceTree.errors.length === 0;
     if (!fs.existsSync(playlistPath)) {
@@ -159,6 +162,25 @@ for (const source of sources(corpus)) {
   if (problems.length) {
     failed++;
     console.log(`FAIL ${path.relative(corpus, source)}: ${problems.join('; ')}`);
+  } else {
+    passed++;
+  }
+}
+// A converted source: the same checks against its UTF-8 original, and the text must be there.
+{
+  const lines = fs.readFileSync(path.join(__dirname, '../data/encodings/japanese.txt'), 'utf8')
+    .split('\n').filter((l) => l);
+  const text = 'WEBVTT\n\n' + lines.map((l, i) =>
+    `${timestamp(i * 4 + 1)} --> ${timestamp(i * 4 + 3.5)}\n${l}\n\n`).join('');
+  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'hlsvtt-clients-sjis-'));
+  const source = path.join(dir, 'japanese.vtt');
+  fs.writeFileSync(source, execFileSync('iconv', ['-f', 'UTF-8', '-t', 'SHIFT_JIS'], { input: text }));
+  const problems = check(source, { args: ['--source-encoding=auto'], text });
+  if (validate(text).errors.length) problems.push('the UTF-8 original is not clean');
+  fs.rmSync(dir, { recursive: true, force: true });
+  if (problems.length) {
+    failed++;
+    console.log(`FAIL Shift_JIS source: ${problems.join('; ')}`);
   } else {
     passed++;
   }

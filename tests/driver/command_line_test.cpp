@@ -64,6 +64,11 @@ TEST(CommandLine, ExactMessagesStreamsAndStatuses) {
       {{"-n", "caf\xc3\xa9", "x.vtt"}, "", "hlsvtt: illegal characters in file name\nUSAGE", 56},
       {{"-x", "x.vtt"}, "", "hlsvtt: invalid option: -x\nUSAGE", 56},
       {{"--bogus=1", "x.vtt"}, "", "hlsvtt: invalid option: --bogus=1\nUSAGE", 56},
+      {{"--source-encoding=klingon", "x.vtt"},
+       "",
+       "hlsvtt: unknown source encoding klingon (give auto or the name of an encoding, such as "
+       "windows-1252)\nUSAGE",
+       56},
       {{"x.vtt", "-t"}, "", "hlsvtt: option -t requires an argument\nUSAGE", 56},
       {{"x.vtt", "--duration"}, "", "hlsvtt: option --duration requires an argument\nUSAGE", 56},
       // The first failing option ends the run; -v after it is never reached.

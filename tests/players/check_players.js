@@ -51,11 +51,12 @@ const WEBVTT_CUES = [
   { start: 16.0, end: 17.25, text: 'on a boundary again' },
   { start: 18.5, end: 19.75, text: 'the last cue' },
 ];
+// The SRT source is written in Windows-1251 and converted by hlsvtt (--source-encoding).
 const SUBRIP_CUES = [
-  { start: 1.25, end: 4.75, text: 'subrip: across one boundary' },
-  { start: 9.5, end: 16.5, text: 'subrip: across two boundaries' },
-  { start: 12.0, end: 12.75, text: 'subrip: starting on a boundary' },
-  { start: 18.25, end: 19.5, text: 'subrip: the last cue' },
+  { start: 1.25, end: 4.75, text: 'subrip: через одну границу' },
+  { start: 9.5, end: 16.5, text: 'subrip: через две границы' },
+  { start: 12.0, end: 12.75, text: 'subrip: начало на границе' },
+  { start: 18.25, end: 19.5, text: 'subrip: последняя реплика' },
 ];
 
 const VIDEOS = {
@@ -216,14 +217,16 @@ function buildWebvttCase(work, options, c, firstPts) {
   const dir = path.join(work, name);
   const streams = [
     { dir: 'webvtt', file: 'source.vtt', text: webvttSource(WEBVTT_CUES), cues: WEBVTT_CUES, title: 'WebVTT source', isDefault: 'YES' },
-    { dir: 'subrip', file: 'source.srt', text: subripSource(SUBRIP_CUES), cues: SUBRIP_CUES, title: 'SubRip source', isDefault: 'NO' },
+    { dir: 'subrip', file: 'source.srt', text: subripSource(SUBRIP_CUES), cues: SUBRIP_CUES, title: 'SubRip source', isDefault: 'NO', encoding: 'windows-1251' },
   ];
   const variant = ['#EXTM3U'];
   for (const s of streams) {
     const out = path.join(dir, s.dir);
     fs.mkdirSync(out, { recursive: true });
-    fs.writeFileSync(path.join(dir, s.file), s.text);
+    fs.writeFileSync(path.join(dir, s.file),
+      s.encoding ? execFileSync('iconv', ['-f', 'UTF-8', '-t', s.encoding], { input: s.text }) : s.text);
     const args = ['-q', '-t', String(SUBTITLE_TARGET), '-f', out];
+    if (s.encoding) args.push(`--source-encoding=${s.encoding}`);
     if (c.mpegts !== null) args.push('-m', String(mpegts));
     run(options.hlsvtt, [...args, path.join(dir, s.file)]);
     variant.push(`#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID="subtitles",NAME="${s.title}",DEFAULT=${s.isDefault},` +
