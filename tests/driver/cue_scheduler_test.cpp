@@ -132,13 +132,19 @@ TEST(CueScheduling, SrtMarkupRewrittenOnRequest) {
                                 "3\n00:00:05.000 --> 00:00:06.000\nPlain <b>kept</b>\n\n";
   SegmentRun plain(cues, {"-t", "10"}, "in.srt");
   SegmentRun converted(cues, {"-t", "10", "--srt-markup=webvtt"}, "in.srt");
+  // The markup is rewritten after a conversion from another encoding too.
+  std::string utf16 = "\xFF\xFE";
+  for (char c : cues) utf16 += {c, '\0'};
+  SegmentRun wide(utf16, {"-t", "10", "--source-encoding=auto", "--srt-markup=webvtt"}, "in.srt");
   std::string vtt = cues;
   for (size_t at; (at = vtt.find(",0")) != std::string::npos;) vtt[at] = '.';
   SegmentRun webvtt("WEBVTT\n\n" + vtt, {"-t", "10", "--srt-markup=webvtt"}, "in.vtt");
-  for (const SegmentRun* run : {&plain, &converted, &webvtt}) ASSERT_EQ(run->result.status, 0);
+  for (const SegmentRun* run : {&plain, &converted, &wide, &webvtt})
+    ASSERT_EQ(run->result.status, 0);
   EXPECT_EQ(plain.Out("fileSequence0.webvtt"), asIs);
   EXPECT_EQ(webvtt.Out("fileSequence0.webvtt"), asIs);
   EXPECT_EQ(converted.Out("fileSequence0.webvtt"), rewritten);
+  EXPECT_EQ(wide.Out("fileSequence0.webvtt"), rewritten);
 
   const std::string clients = HLSVTT_SOURCE_DIR "/tests/clients";
   if (RunShell("command -v node >/dev/null && test -d '" + clients + "/node_modules'") != 0)
