@@ -35,12 +35,12 @@ constexpr uint32_t kForcedSubtitlesPresent = 0x40000000u;
 constexpr char kLongestSegmentSuffix[] = "4294967295.webvtt";
 
 // A property of a library object; a property without a value is an empty MxValue.
-[[nodiscard]] Status CopyProperty(MxObject* object, const char* key, MxValue* out) {
+Status CopyProperty(MxObject* object, const char* key, MxValue* out) {
   return object->CopyProperty(key, out);
 }
 
 // The track's language: its extended language tag, else its language code.
-[[nodiscard]] Status CopyTrackLanguage(QorTrackReader* track, std::optional<std::string>* out) {
+Status CopyTrackLanguage(QorTrackReader* track, std::optional<std::string>* out) {
   MxValue tag;
   if (CopyProperty(track, kQorTrackProperty_ExtendedLanguageTagString, &tag) == kNoErr &&
       tag.GetString() != nullptr) {
@@ -64,8 +64,7 @@ struct StreamPaths {
 
 // The paths of the stream written into the directory `name` under -f: the directory, the files
 // the stream makes in it and the URI must all fit; ENAMETOOLONG otherwise.
-[[nodiscard]] Status MakeStreamPaths(const RunSettings& s, const std::string& name,
-                                     StreamPaths* out) {
+Status MakeStreamPaths(const RunSettings& s, const std::string& name, StreamPaths* out) {
   const std::string segmentName =
       std::string(s.baseMediaFileName ? s.baseMediaFileName : "fileSequence") +
       kLongestSegmentSuffix;
@@ -80,7 +79,7 @@ struct StreamPaths {
     if (status != kNoErr) return status;
     uri = std::string(s.baseURL) + "/" + uri;
   }
-  if (uri.size() > kMaxTrackPathLength) return ENAMETOOLONG;
+  if (uri.size() > kMaxTrackPathLength) return StatusFromErrno(ENAMETOOLONG);
   out->uri = std::move(uri);
   return kNoErr;
 }
@@ -96,8 +95,7 @@ void ReportLongPaths(unsigned index) {
 // stream makes in it, its URIs, and the variant playlist. Returns ENAMETOOLONG with a message
 // naming the option to shorten; tracks whose properties cannot be read are left to the main pass,
 // which reports them. A directory name made distinct later is checked again when it is made.
-[[nodiscard]] Status CheckOutputPathLengths(const RunSettings& s, QorFormatReader* reader,
-                                            int64_t trackCount) {
+Status CheckOutputPathLengths(const RunSettings& s, QorFormatReader* reader, int64_t trackCount) {
   unsigned subtitleTracks = 0;
   for (int64_t index = 0; index < trackCount; ++index) {
     QorTrackReaderRef track;
@@ -110,7 +108,7 @@ void ReportLongPaths(unsigned index) {
     if (MakeTrackDirectoryName(language, unsigned(index), true, &name) != kNoErr ||
         MakeStreamPaths(s, name, &paths) != kNoErr) {
       ReportLongPaths(unsigned(index));
-      return ENAMETOOLONG;
+      return StatusFromErrno(ENAMETOOLONG);
     }
   }
   // Without subtitle tracks no variant playlist is written.
@@ -120,7 +118,7 @@ void ReportLongPaths(unsigned index) {
       OutputMessage(0,
                     "The subtitle variant playlist path is longer than %zu bytes; shorten -f or -s",
                     kMaxTrackPathLength);
-      return ENAMETOOLONG;
+      return StatusFromErrno(ENAMETOOLONG);
     }
   }
   return kNoErr;
@@ -138,22 +136,19 @@ class MovieSegmenter {
   MovieSegmenter(const RunSettings& settings, QorFormatReader* reader, int64_t fileLength)
       : s_(settings), reader_(reader), fileLength_(fileLength) {}
 
-  [[nodiscard]] Status Run();
+  Status Run();
 
  private:
-  [[nodiscard]] Status ReadDuration(double* seconds);
-  [[nodiscard]] Status SegmentTrack(unsigned index);
+  Status ReadDuration(double* seconds);
+  Status SegmentTrack(unsigned index);
   [[nodiscard]] bool IsForcedByDisplayFlags(const MxValue& descriptions) const;
-  [[nodiscard]] Status MakeStreamPathsFor(unsigned index,
-                                          const std::optional<std::string>& language, bool forced,
-                                          StreamPaths* out);
-  [[nodiscard]] Status MakeDirectory(const std::string& path, const char* failureFormat,
-                                     bool* made);
-  [[nodiscard]] Status WriteStream(unsigned index, const StreamPaths& paths, bool forcedPass,
-                                   QorTrackReader* track, uint8_t* sawForced, bool* hasCues);
-  [[nodiscard]] Status MakeStream(unsigned index, const StreamPaths& paths, bool forcedPass,
-                                  const char* failureFormat, QorTrackReader* track,
-                                  uint8_t* sawForced);
+  Status MakeStreamPathsFor(unsigned index, const std::optional<std::string>& language, bool forced,
+                            StreamPaths* out);
+  Status MakeDirectory(const std::string& path, const char* failureFormat, bool* made);
+  Status WriteStream(unsigned index, const StreamPaths& paths, bool forcedPass,
+                     QorTrackReader* track, uint8_t* sawForced, bool* hasCues);
+  Status MakeStream(unsigned index, const StreamPaths& paths, bool forcedPass,
+                    const char* failureFormat, QorTrackReader* track, uint8_t* sawForced);
   void AddEntry(const TrackFlags& flags, const std::optional<std::string>& language, bool forced,
                 bool autoSelect, const std::string& uri);
 
@@ -229,7 +224,7 @@ Status MovieSegmenter::MakeDirectory(const std::string& path, const char* failur
   struct stat info;
   if (lstat(path.c_str(), &info) != 0) {
     if (mkdir(path.c_str(), 0777) != 0) {
-      const int error = errno;
+      const Status error = StatusFromErrno(errno);
       OutputMessage(0, failureFormat, path.c_str());
       return error;
     }
@@ -237,7 +232,7 @@ Status MovieSegmenter::MakeDirectory(const std::string& path, const char* failur
   } else if (!S_ISDIR(info.st_mode)) {
     OutputMessage(0, "%s is already created, and is not a directory", path.c_str());
     // A link is never followed: whatever it points at, nothing is written through it.
-    if (S_ISLNK(info.st_mode)) return ENOTDIR;
+    if (S_ISLNK(info.st_mode)) return StatusFromErrno(ENOTDIR);
   }
   return kNoErr;
 }

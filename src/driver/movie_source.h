@@ -7,4 +7,4 @@
 #include "driver/run_settings.h"
 #include "media/core/byte_stream.h"
 
-[[nodiscard]] Status RunMovieSource(const RunSettings& settings, MxByteStream* stream);
+Status RunMovieSource(const RunSettings& settings, MxByteStream* stream);

@@ -32,7 +32,6 @@ struct MergeOutcome {
 
 // kErrPlaylistSyntax when the master or a fragment is not what it should be, kErrPlaylistRule
 // when the merged master would break a rule; `outcome->error` then says where and why.
-[[nodiscard]] Status MergeSubtitleFragments(std::string_view masterName,
-                                            std::string_view masterText,
-                                            const std::vector<SubtitleFragment>& fragments,
-                                            const MergeOptions& options, MergeOutcome* outcome);
+Status MergeSubtitleFragments(std::string_view masterName, std::string_view masterText,
+                              const std::vector<SubtitleFragment>& fragments,
+                              const MergeOptions& options, MergeOutcome* outcome);

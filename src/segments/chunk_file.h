@@ -93,19 +93,18 @@ struct ChunkFile {
   uint64_t totalBytesWritten = 0;
   uint64_t bytesSinceIVChange = 0;
   double maxBitRate = 0;
-  Status writeError = 0;  // first failed write of the current file, reported at finalize
-  Status openError = 0;   // last failure to create a file, reported once until it changes
+  Status writeError = kNoErr;  // first failed write of the current file, reported at finalize
+  Status openError = kNoErr;   // last failure to create a file, reported once until it changes
 };
 
 // Returns none when the playlist or the key could not be made.
 ChunkFile* ChunkFileCreate(const ChunkFileSettings& settings);
 void ChunkFileSetFileExtension(ChunkFile* chunk, const char* extension);
-[[nodiscard]] Status ChunkFileWriteData(ChunkFile* chunk, const void* data, size_t length);
-[[nodiscard]] Status ChunkFileMoveToNextFileSecs(ChunkFile* chunk, double seconds);
+Status ChunkFileWriteData(ChunkFile* chunk, const void* data, size_t length);
+Status ChunkFileMoveToNextFileSecs(ChunkFile* chunk, double seconds);
 // Returns the status of closing (or failing to create) the last segment, so that a failure
 // there is not lost.
-[[nodiscard]] Status ChunkFileReleaseSecs(ChunkFile* chunk, double lastSeconds,
-                                          double totalSeconds);
+Status ChunkFileReleaseSecs(ChunkFile* chunk, double lastSeconds, double totalSeconds);
 // Ends a stream that failed: closes the open file and frees everything without writing a
 // playlist, so that no finished-looking playlist lists a broken stream.
 void ChunkFileAbandon(ChunkFile* chunk);

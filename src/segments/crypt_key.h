@@ -23,15 +23,14 @@ struct CryptKey {
   std::unique_ptr<std::string> url;       // the URI for the playlist, or none
 };
 
-[[nodiscard]] Status CryptKeyInitState(CryptKeyState* state);
+Status CryptKeyInitState(CryptKeyState* state);
 int CryptKeyDestroyState(CryptKeyState* state);
 // Fills `count` bytes from the random device. A device that could not be opened aborts.
 void CryptKeyFillRandomBuffer(CryptKeyState* state, uint8_t* buffer, size_t count);
-[[nodiscard]] Status CryptKeyCreateRandomFromBase(CryptKeyState* state, const char* directory,
-                                                  const char* urlPrefix, const char* baseName,
-                                                  CryptKey** out);
-[[nodiscard]] Status CryptKeyCreateStatic(const char* url, const char* keyPath,
-                                          const uint8_t* bytes, size_t length, CryptKey** out);
+Status CryptKeyCreateRandomFromBase(CryptKeyState* state, const char* directory,
+                                    const char* urlPrefix, const char* baseName, CryptKey** out);
+Status CryptKeyCreateStatic(const char* url, const char* keyPath, const uint8_t* bytes,
+                            size_t length, CryptKey** out);
 void CryptKeyDestroy(CryptKey* key);
 
 // Where the random bytes come from; tests point it elsewhere.

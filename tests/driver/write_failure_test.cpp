@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr Status kInjected = -45100;
+constexpr Status kInjected = kErrCryptor;
 
 // Fails the n-th step of one kind (counting from 1) while installed.
 class FailNthStep {

@@ -7,5 +7,5 @@
 
 #include "common/status.h"
 
-[[nodiscard]] Status QorSignalErrorAt(Status code);
+Status QorSignalErrorAt(Status code);
 uint64_t QorSignalledErrorCount();

@@ -39,7 +39,7 @@ class MovieFormatReader final : public QorFormatReader {
  public:
   const char* ClassName() const override { return "QorMovieFormatReader"; }
 
-  [[nodiscard]] Status Open(MxByteStream* stream);
+  Status Open(MxByteStream* stream);
 
   Status CopyProperty(const std::string& key, MxValue* out) override;
   Status GetTrackCount(int64_t* count) override {
@@ -146,7 +146,7 @@ class MovieSampleCursor final : public QorSampleCursor {
  private:
   // The sample at the position, worked out once per position: its location, timing and
   // description are asked for one after the other.
-  [[nodiscard]] Status Current(SampleInfo* out) {
+  Status Current(SampleInfo* out) {
     if (!currentKnown_) {
       currentStatus_ = position_.Current(&current_);
       currentKnown_ = true;

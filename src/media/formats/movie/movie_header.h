@@ -53,9 +53,8 @@ class MovieHeader {
 
 // Reads the header of the movie file behind `stream`. `fileLength` receives the stream's length.
 // Fragmented files answer kMovieErrFragmented, broken ones kMovieErrMalformed.
-[[nodiscard]] Status MovieHeaderRead(MxByteStream* stream, std::unique_ptr<MovieHeader>* out,
-                                     int64_t* fileLength);
+Status MovieHeaderRead(MxByteStream* stream, std::unique_ptr<MovieHeader>* out,
+                       int64_t* fileLength);
 
 // Parses a movie box payload already in memory (taken over by the header).
-[[nodiscard]] Status MovieHeaderParseMovieBox(std::vector<uint8_t> payload,
-                                              std::unique_ptr<MovieHeader>* out);
+Status MovieHeaderParseMovieBox(std::vector<uint8_t> payload, std::unique_ptr<MovieHeader>* out);
