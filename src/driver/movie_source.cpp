@@ -17,6 +17,7 @@
 #include "driver/track_display_name.h"
 #include "driver/track_paths.h"
 #include "log/output.h"
+#include "media/core/error_signal.h"
 #include "media/formatreader/format_reader.h"
 #include "media/formatreader/text_format_description.h"
 #include "media/formats/reader_table.h"
@@ -33,6 +34,13 @@ constexpr uint32_t kForcedSubtitlesPresent = 0x40000000u;
 // The longest segment file name the chunk file can make: its base name, a 32-bit number and the
 // extension.
 constexpr char kLongestSegmentSuffix[] = "4294967295.webvtt";
+
+// Where a failure of the media library began, when it recorded that: one message at level 1,
+// after the level-0 message that reports the failure.
+void ReportFailureOrigin(Status status) {
+  if (const QorErrorOrigin* origin = QorErrorOriginOf(status))
+    OutputMessage(1, "%s", QorDescribeErrorOrigin(*origin).c_str());
+}
 
 // A property of a library object; a property without a value is an empty MxValue.
 Status CopyProperty(MxObject* object, const char* key, MxValue* out) {
@@ -261,12 +269,14 @@ Status MovieSegmenter::WriteStream(unsigned index, const StreamPaths& paths, boo
     return kErrCreateFailed;
   }
   double lastSegmentDuration = 0, lastEndTime = 0;
+  QorErrorOriginClear();
   Status status = WriteTextTrackAsWebVTT(
       chunk, forcedPass ? 1 : 0, s_.targetDuration, int32_t(uint32_t(s_.mpegtsStartOffset)),
       reader_, track, sawForced, &lastSegmentDuration, &lastEndTime, maxDuration_);
   if (status != kNoErr) {
     OutputMessage(0, "Failed to generate chunk files with index %u, file %s: %s", index,
                   s_.inputPath, DescribeStatus(status).c_str());
+    ReportFailureOrigin(status);
     // A broken stream gets no playlist that would look complete.
     ChunkFileAbandon(chunk);
     return status;
@@ -450,9 +460,11 @@ Status MovieSegmenter::Run() {
 
 Status RunMovieSource(const RunSettings& settings, MxByteStream* stream) {
   QorFormatReaderRef reader;
+  QorErrorOriginClear();
   Status status = QorFormatReaderCreateForStream(stream, nullptr, nullptr, &reader);
   if (status != kNoErr) {
     OutputMessage(0, "can't create format reader %s %d", settings.inputPath, status);
+    ReportFailureOrigin(status);
     return status;
   }
   int64_t fileLength = 0;

@@ -17,6 +17,13 @@
 // Largest movie box, and largest inflated compressed movie box, that is read into memory.
 inline constexpr uint64_t kMaxMovieHeaderBytes = 128ull << 20;
 
+// Where a box starts: its first byte in the file, or in the inflated movie box of a compressed
+// movie box.
+struct MovieBoxPlace {
+  int64_t offset = -1;
+  bool inflated = false;
+};
+
 struct MovieTrack {
   std::optional<TrackHeaderBox> tkhd;
   std::vector<uint32_t> forcedTrackIDs;  // 'tref' / 'forc', as listed (the reader filters them)
@@ -32,6 +39,7 @@ struct MovieTrack {
   std::optional<ChunkOffsetBox> chunkOffsets;  // 'stco' or 'co64'
   std::optional<std::string> name;             // 'udta' / 'name', bytes as stored
   std::optional<std::string> contentTag;       // 'udta' / 'tagc', up to a NUL
+  MovieBoxPlace sampleTablePlace;              // 'stbl', for the places of failures
 };
 
 class MovieHeader {
@@ -56,5 +64,7 @@ class MovieHeader {
 Status MovieHeaderRead(MxByteStream* stream, std::unique_ptr<MovieHeader>* out,
                        int64_t* fileLength);
 
-// Parses a movie box payload already in memory (taken over by the header).
-Status MovieHeaderParseMovieBox(std::vector<uint8_t> payload, std::unique_ptr<MovieHeader>* out);
+// Parses a movie box payload already in memory (taken over by the header); `payloadOffset` is
+// where the payload starts in the file, for the places of failures.
+Status MovieHeaderParseMovieBox(std::vector<uint8_t> payload, std::unique_ptr<MovieHeader>* out,
+                                int64_t payloadOffset = 8);
