@@ -63,11 +63,6 @@ void QorErrorOriginPlaceInBox(Status code, FourCC box, int64_t byteOffset, bool 
   lastOrigin.inInflatedHeader = inInflatedHeader;
 }
 
-void QorErrorOriginPlaceAtLine(Status code, uint32_t sourceLine) {
-  if (lastOrigin.code != code || code == kNoErr || lastOrigin.sourceLine != 0) return;
-  lastOrigin.sourceLine = sourceLine;
-}
-
 void QorErrorOriginClear() {
   lastOrigin = QorErrorOrigin{};
 }
@@ -98,8 +93,6 @@ std::string QorDescribeErrorOrigin(const QorErrorOrigin& origin) {
       place += " at byte " + QorGroupDigits(uint64_t(origin.byteOffset));
       if (origin.inInflatedHeader) place += " of the inflated movie header";
     }
-  } else if (origin.sourceLine != 0) {
-    place = "line " + QorGroupDigits(origin.sourceLine);
   }
   std::string reason = origin.reason;
   if (reason.empty() && origin.function != nullptr)

@@ -3,11 +3,11 @@
 // nothing.
 //
 // It also records where the failure began, for the caller that reports it: the function that
-// signalled, and, given by parsers, the box and byte offset or the source line, and a short
-// reason. Each thread keeps one record. A failure travels up with the same code, so a later
-// signal of the code already recorded leaves the record alone (the first origin stays); a signal
-// of another code starts a new record. A caller clears the record before an operation whose
-// failure it will report, and reads it when the operation fails with the recorded code.
+// signalled and, given by parsers, the box and its byte offset and a short reason. Each thread
+// keeps one record. A failure travels up with the same code, so a later signal of the code already
+// recorded leaves the record alone (the first origin stays); a signal of another code starts a new
+// record. A caller clears the record before an operation whose failure it will report, and reads it
+// when the operation fails with the recorded code.
 #pragma once
 
 #include <cstdint>
@@ -25,7 +25,6 @@ struct QorErrorOrigin {
   FourCC box = 0;                  // the box being read, or 0
   int64_t byteOffset = -1;         // the box's first byte, or -1 when not known
   bool inInflatedHeader = false;   // the offset counts in an inflated compressed header
-  uint32_t sourceLine = 0;         // line of a text source (from 1), or 0
   char reason[120] = "";           // what is wrong, or empty
 };
 
@@ -52,15 +51,13 @@ uint64_t QorSignalledErrorCount();
 // Places the recorded failure `code` in a box whose first byte is at `byteOffset`, unless it is
 // placed already: the innermost box that knows its offset names it.
 void QorErrorOriginPlaceInBox(Status code, FourCC box, int64_t byteOffset, bool inInflatedHeader);
-// Gives the recorded failure `code` the source line it was found on, unless it has one.
-void QorErrorOriginPlaceAtLine(Status code, uint32_t sourceLine);
 
 void QorErrorOriginClear();
 // The recorded origin of `code`, or nullptr when the record is of another failure or empty.
 const QorErrorOrigin* QorErrorOriginOf(Status code);
 
-// "'stsz' at byte 1,234: 2,147,483,647 entries do not fit in 20 bytes", "line 12: ...", or, for
-// an origin without a place or reason, the function that signalled it.
+// "'stsz' at byte 1,234: 2,147,483,647 entries do not fit in 20 bytes"; for an origin without a
+// reason, the function that signalled it.
 std::string QorDescribeErrorOrigin(const QorErrorOrigin& origin);
 // A number with a comma between each group of three digits.
 std::string QorGroupDigits(uint64_t value);
