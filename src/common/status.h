@@ -1,13 +1,17 @@
 // Status codes shared by every module. Zero is success; positive values are operating-system
 // error numbers passed through; negative values are ours or the media library's. Codes cross
 // module boundaries unchanged, so one table here keeps them from drifting apart.
+//
+// Status is an enumeration over int32_t, so every 32-bit value is a status, it compares and
+// prints as the number it is, and nothing converts to it by accident: an operating-system error
+// number becomes one through StatusFromErrno. The type is [[nodiscard]]: a call whose status is
+// dropped does not compile, whoever wrote the function. A status dropped on purpose is cast to
+// void beside a comment that says why.
 #pragma once
 
 #include <cstdint>
 
-using Status = int32_t;
-
-enum : Status {
+enum Status : int32_t {
   kNoErr = 0,
 
   // The segmenter's own codes.
@@ -83,3 +87,8 @@ enum : Status {
   kWebVTTErrBadCueTime = -16012,
   kWebVTTErrEmptyPayload = -16013,
 };
+
+// An operating-system error number (errno) as a status; it passes through unchanged.
+constexpr Status StatusFromErrno(int error) {
+  return static_cast<Status>(error);
+}

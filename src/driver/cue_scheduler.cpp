@@ -42,7 +42,7 @@ class CueScheduler {
         segmentEnd_(settings.targetDuration) {}
 
   // Returns the run's result. The chunk file is released (or given up on failure) either way.
-  [[nodiscard]] Status Run() {
+  Status Run() {
     size_t index = 0;
     while (NextCue(&index)) {
       const WebVTTCueRecord& cue = cues_[index];
@@ -112,7 +112,7 @@ class CueScheduler {
 
   // A segment could not be written or closed: the stream is broken, so it is given up without a
   // playlist that would look complete.
-  [[nodiscard]] Status Fail(Status status) {
+  Status Fail(Status status) {
     OutputMessage(0, "Failed to generate chunk files with index %u, file %s",
                   ChunkFileSegmentCount(chunk_),
                   settings_.inputPath ? settings_.inputPath : "(source)");
@@ -120,7 +120,7 @@ class CueScheduler {
     return status;
   }
 
-  [[nodiscard]] Status EndSegment() {
+  Status EndSegment() {
     Status status = ChunkFileMoveToNextFileSecs(chunk_, segmentEnd_ - segmentStart_);
     if (status != kNoErr) return Fail(status);
     // Carried cues go back in front of the unwritten ones, in their earlier order, to be
@@ -144,7 +144,7 @@ class CueScheduler {
     return kNoErr;
   }
 
-  [[nodiscard]] Status EndOfInput() {
+  Status EndOfInput() {
     if (!carryOver_.empty()) {
       lastEnd_ = 0;
       for (size_t index : carryOver_) lastEnd_ = std::max(lastEnd_, cues_[index].end);

@@ -9,9 +9,9 @@
 #include "media/core/byte_stream.h"
 #include "segments/chunk_file.h"
 
-[[nodiscard]] Status RunWebVTTSource(const RunSettings& settings, const RunEnvironment& environment,
-                                     MxByteStream* stream);
+Status RunWebVTTSource(const RunSettings& settings, const RunEnvironment& environment,
+                       MxByteStream* stream);
 // The same run into a chunk file made with `chunkSettings` instead of the run's own (for
 // example one that keeps its segments in memory).
-[[nodiscard]] Status RunWebVTTSourceInto(const RunSettings& settings, MxByteStream* stream,
-                                         const ChunkFileSettings& chunkSettings);
+Status RunWebVTTSourceInto(const RunSettings& settings, MxByteStream* stream,
+                           const ChunkFileSettings& chunkSettings);

@@ -46,12 +46,11 @@ struct TrackOutputSize {
 // taken as a cue; the forced stream writes some of the same cues and so needs no more segments
 // when cue times increase. Counting ends where the converter would fail (a sample whose bytes lie
 // outside the file, or without timing), since nothing after that is written.
-[[nodiscard]] Status MeasureTrackOutput(QorTrackReader* track, uint32_t targetDuration,
-                                        uint64_t maxSamples, TrackOutputSize* out);
+Status MeasureTrackOutput(QorTrackReader* track, uint32_t targetDuration, uint64_t maxSamples,
+                          TrackOutputSize* out);
 
 // Refuses with kErrBadArgument, and a message naming the source, the track and the limit, a movie
 // whose subtitle tracks exceed one of `limits`: too many tracks, a track that needs too many
 // segments, or too many samples or sample bytes over all tracks. `fileLength` is the source's.
-[[nodiscard]] Status CheckMovieOutputSize(const RunSettings& s, QorFormatReader* reader,
-                                          int64_t trackCount, int64_t fileLength,
-                                          const MovieOutputLimits& limits = {});
+Status CheckMovieOutputSize(const RunSettings& s, QorFormatReader* reader, int64_t trackCount,
+                            int64_t fileLength, const MovieOutputLimits& limits = {});

@@ -17,6 +17,7 @@
 #include "driver/track_display_name.h"
 #include "driver/track_paths.h"
 #include "log/output.h"
+#include "media/core/error_signal.h"
 #include "media/formatreader/format_reader.h"
 #include "media/formatreader/text_format_description.h"
 #include "media/formats/reader_table.h"
@@ -34,13 +35,20 @@ constexpr uint32_t kForcedSubtitlesPresent = 0x40000000u;
 // extension.
 constexpr char kLongestSegmentSuffix[] = "4294967295.webvtt";
 
+// Where a failure of the media library began, when it recorded that: one message at level 1,
+// after the level-0 message that reports the failure.
+void ReportFailureOrigin(Status status) {
+  if (const QorErrorOrigin* origin = QorErrorOriginOf(status))
+    OutputMessage(1, "%s", QorDescribeErrorOrigin(*origin).c_str());
+}
+
 // A property of a library object; a property without a value is an empty MxValue.
-[[nodiscard]] Status CopyProperty(MxObject* object, const char* key, MxValue* out) {
+Status CopyProperty(MxObject* object, const char* key, MxValue* out) {
   return object->CopyProperty(key, out);
 }
 
 // The track's language: its extended language tag, else its language code.
-[[nodiscard]] Status CopyTrackLanguage(QorTrackReader* track, std::optional<std::string>* out) {
+Status CopyTrackLanguage(QorTrackReader* track, std::optional<std::string>* out) {
   MxValue tag;
   if (CopyProperty(track, kQorTrackProperty_ExtendedLanguageTagString, &tag) == kNoErr &&
       tag.GetString() != nullptr) {
@@ -64,8 +72,7 @@ struct StreamPaths {
 
 // The paths of the stream written into the directory `name` under -f: the directory, the files
 // the stream makes in it and the URI must all fit; ENAMETOOLONG otherwise.
-[[nodiscard]] Status MakeStreamPaths(const RunSettings& s, const std::string& name,
-                                     StreamPaths* out) {
+Status MakeStreamPaths(const RunSettings& s, const std::string& name, StreamPaths* out) {
   const std::string segmentName =
       std::string(s.baseMediaFileName ? s.baseMediaFileName : "fileSequence") +
       kLongestSegmentSuffix;
@@ -80,7 +87,7 @@ struct StreamPaths {
     if (status != kNoErr) return status;
     uri = std::string(s.baseURL) + "/" + uri;
   }
-  if (uri.size() > kMaxTrackPathLength) return ENAMETOOLONG;
+  if (uri.size() > kMaxTrackPathLength) return StatusFromErrno(ENAMETOOLONG);
   out->uri = std::move(uri);
   return kNoErr;
 }
@@ -96,8 +103,7 @@ void ReportLongPaths(unsigned index) {
 // stream makes in it, its URIs, and the variant playlist. Returns ENAMETOOLONG with a message
 // naming the option to shorten; tracks whose properties cannot be read are left to the main pass,
 // which reports them. A directory name made distinct later is checked again when it is made.
-[[nodiscard]] Status CheckOutputPathLengths(const RunSettings& s, QorFormatReader* reader,
-                                            int64_t trackCount) {
+Status CheckOutputPathLengths(const RunSettings& s, QorFormatReader* reader, int64_t trackCount) {
   unsigned subtitleTracks = 0;
   for (int64_t index = 0; index < trackCount; ++index) {
     QorTrackReaderRef track;
@@ -110,7 +116,7 @@ void ReportLongPaths(unsigned index) {
     if (MakeTrackDirectoryName(language, unsigned(index), true, &name) != kNoErr ||
         MakeStreamPaths(s, name, &paths) != kNoErr) {
       ReportLongPaths(unsigned(index));
-      return ENAMETOOLONG;
+      return StatusFromErrno(ENAMETOOLONG);
     }
   }
   // Without subtitle tracks no variant playlist is written.
@@ -120,7 +126,7 @@ void ReportLongPaths(unsigned index) {
       OutputMessage(0,
                     "The subtitle variant playlist path is longer than %zu bytes; shorten -f or -s",
                     kMaxTrackPathLength);
-      return ENAMETOOLONG;
+      return StatusFromErrno(ENAMETOOLONG);
     }
   }
   return kNoErr;
@@ -136,7 +142,7 @@ struct TrackFlags {
 
 // The CHARACTERISTICS value that the track's content tags call for (empty for none). A reader
 // that keeps no content tags gives none.
-[[nodiscard]] Status ReadCharacteristics(QorTrackReader* track, std::string* out) {
+Status ReadCharacteristics(QorTrackReader* track, std::string* out) {
   MxValue tags;
   Status status = CopyProperty(track, kQorTrackProperty_ContentTags, &tags);
   if (status == kMxErrPropertyNotSupported) return kNoErr;
@@ -156,22 +162,19 @@ class MovieSegmenter {
                  QorFormatReader* reader, int64_t fileLength)
       : s_(settings), environment_(environment), reader_(reader), fileLength_(fileLength) {}
 
-  [[nodiscard]] Status Run();
+  Status Run();
 
  private:
-  [[nodiscard]] Status ReadDuration(double* seconds);
-  [[nodiscard]] Status SegmentTrack(unsigned index);
+  Status ReadDuration(double* seconds);
+  Status SegmentTrack(unsigned index);
   [[nodiscard]] bool IsForcedByDisplayFlags(const MxValue& descriptions) const;
-  [[nodiscard]] Status MakeStreamPathsFor(unsigned index,
-                                          const std::optional<std::string>& language, bool forced,
-                                          StreamPaths* out);
-  [[nodiscard]] Status MakeDirectory(const std::string& path, const char* failureFormat,
-                                     bool* made);
-  [[nodiscard]] Status WriteStream(unsigned index, const StreamPaths& paths, bool forcedPass,
-                                   QorTrackReader* track, uint8_t* sawForced, bool* hasCues);
-  [[nodiscard]] Status MakeStream(unsigned index, const StreamPaths& paths, bool forcedPass,
-                                  const char* failureFormat, QorTrackReader* track,
-                                  uint8_t* sawForced);
+  Status MakeStreamPathsFor(unsigned index, const std::optional<std::string>& language, bool forced,
+                            StreamPaths* out);
+  Status MakeDirectory(const std::string& path, const char* failureFormat, bool* made);
+  Status WriteStream(unsigned index, const StreamPaths& paths, bool forcedPass,
+                     QorTrackReader* track, uint8_t* sawForced, bool* hasCues);
+  Status MakeStream(unsigned index, const StreamPaths& paths, bool forcedPass,
+                    const char* failureFormat, QorTrackReader* track, uint8_t* sawForced);
   void AddEntry(const TrackFlags& flags, const std::optional<std::string>& language, bool forced,
                 bool autoSelect, const std::string& uri);
 
@@ -248,7 +251,7 @@ Status MovieSegmenter::MakeDirectory(const std::string& path, const char* failur
   struct stat info;
   if (lstat(path.c_str(), &info) != 0) {
     if (mkdir(path.c_str(), 0777) != 0) {
-      const int error = errno;
+      const Status error = StatusFromErrno(errno);
       OutputMessage(0, failureFormat, path.c_str());
       return error;
     }
@@ -256,7 +259,7 @@ Status MovieSegmenter::MakeDirectory(const std::string& path, const char* failur
   } else if (!S_ISDIR(info.st_mode)) {
     OutputMessage(0, "%s is already created, and is not a directory", path.c_str());
     // A link is never followed: whatever it points at, nothing is written through it.
-    if (S_ISLNK(info.st_mode)) return ENOTDIR;
+    if (S_ISLNK(info.st_mode)) return StatusFromErrno(ENOTDIR);
   }
   return kNoErr;
 }
@@ -286,12 +289,14 @@ Status MovieSegmenter::WriteStream(unsigned index, const StreamPaths& paths, boo
     return kErrCreateFailed;
   }
   double lastSegmentDuration = 0, lastEndTime = 0;
+  QorErrorOriginClear();
   Status status = WriteTextTrackAsWebVTT(
       chunk, forcedPass ? 1 : 0, s_.targetDuration, int32_t(uint32_t(s_.mpegtsStartOffset)),
       reader_, track, sawForced, &lastSegmentDuration, &lastEndTime, maxDuration_);
   if (status != kNoErr) {
     OutputMessage(0, "Failed to generate chunk files with index %u, file %s: %s", index,
                   s_.inputPath, DescribeStatus(status).c_str());
+    ReportFailureOrigin(status);
     // A broken stream gets no playlist that would look complete.
     ChunkFileAbandon(chunk);
     return status;
@@ -481,9 +486,11 @@ Status MovieSegmenter::Run() {
 Status RunMovieSource(const RunSettings& settings, const RunEnvironment& environment,
                       MxByteStream* stream) {
   QorFormatReaderRef reader;
+  QorErrorOriginClear();
   Status status = QorFormatReaderCreateForStream(stream, nullptr, nullptr, &reader);
   if (status != kNoErr) {
     OutputMessage(0, "can't create format reader %s %d", settings.inputPath, status);
+    ReportFailureOrigin(status);
     return status;
   }
   int64_t fileLength = 0;

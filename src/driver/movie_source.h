@@ -8,5 +8,5 @@
 #include "driver/run_settings.h"
 #include "media/core/byte_stream.h"
 
-[[nodiscard]] Status RunMovieSource(const RunSettings& settings, const RunEnvironment& environment,
-                                    MxByteStream* stream);
+Status RunMovieSource(const RunSettings& settings, const RunEnvironment& environment,
+                      MxByteStream* stream);

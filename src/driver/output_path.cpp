@@ -24,7 +24,7 @@ struct NamedPath {
 Status JoinOutputPath(const char* directory, const std::string& name, std::string* out,
                       size_t limit) {
   std::string path = directory ? std::string(directory) + "/" + name : name;
-  if (path.size() + 1 > limit) return ENAMETOOLONG;
+  if (path.size() + 1 > limit) return StatusFromErrno(ENAMETOOLONG);
   *out = std::move(path);
   return kNoErr;
 }
@@ -52,7 +52,7 @@ Status CheckOutputPaths(const RunSettings& s, const char* program) {
       fprintf(stderr, "%s: the %s %s made from %s is too long (at most %zu bytes, %zu a name)\n",
               program, p.what, nameFits ? "path" : "name", p.options, kOutputPathLimit - 1,
               kOutputNameLimit);
-      return ENAMETOOLONG;
+      return StatusFromErrno(ENAMETOOLONG);
     }
   }
   return kNoErr;

@@ -18,10 +18,10 @@ constexpr size_t kFileNumberDigits = 10;
 
 // `directory`/`name`, or `name` alone without a directory, into `*out`. Fails with
 // ENAMETOOLONG when the result, with its terminator, would not fit in `limit` bytes.
-[[nodiscard]] Status JoinOutputPath(const char* directory, const std::string& name,
-                                    std::string* out, size_t limit = kOutputPathLimit);
+Status JoinOutputPath(const char* directory, const std::string& name, std::string* out,
+                      size_t limit = kOutputPathLimit);
 
 // Checks every path a WebVTT run may write (segments, playlist and its temporary file,
 // generated keys) against the limits before anything is written. On failure prints a message
 // naming the options involved to standard error and returns ENAMETOOLONG.
-[[nodiscard]] Status CheckOutputPaths(const RunSettings& settings, const char* program);
+Status CheckOutputPaths(const RunSettings& settings, const char* program);

@@ -40,7 +40,7 @@ struct RunSettings {
 bool ParseCommandLine(int argc, char** argv, RunSettings* settings, Status* result);
 
 // Loads the static key named by -k, or accepts a directory for generated keys.
-[[nodiscard]] Status LoadStaticKey(RunSettings* settings);
+Status LoadStaticKey(RunSettings* settings);
 
 void PrintUsage(const char* programName);
 

@@ -4,4 +4,4 @@
 #include "common/status.h"
 
 // Runs the whole tool and returns its result; the process exit status is its low eight bits.
-[[nodiscard]] Status RunSegmenter(int argc, char** argv);
+Status RunSegmenter(int argc, char** argv);

@@ -20,8 +20,7 @@ using WebVTTParserHandle = std::unique_ptr<WebVTTParser, ParserRelease>;
 
 // Parses `file` into `*parser`. Returns the parser's read status; when no parser could be made
 // (or no converter), `*parser` is left empty and kErrCreateFailed is returned.
-[[nodiscard]] Status ReadSourceCues(const RunSettings& settings, MxByteStream* file,
-                                    WebVTTParserHandle* parser);
+Status ReadSourceCues(const RunSettings& settings, MxByteStream* file, WebVTTParserHandle* parser);
 
 // Whether --source-encoding accepts the value: "auto" (any case) or an encoding with a converter.
 bool IsSourceEncodingValue(const char* value);

@@ -51,7 +51,7 @@ Status WriteSubtitleVariantPlaylist(const char* fileBase, const char* subtitleVa
   if (JoinPath(fileBase, subtitleVariantName, &path) != kNoErr) {
     // The driver checks this path before any output is made; this is the last guard.
     OutputMessage(0, "subtitle variant playlist path is too long; shorten -f or -s");
-    return ENAMETOOLONG;
+    return StatusFromErrno(ENAMETOOLONG);
   }
   // A link at the name is replaced like any file; only a real directory is refused.
   struct stat info;

@@ -33,6 +33,5 @@ std::string FormatSubtitleVariantPlaylist(const std::vector<SubtitleVariantEntry
 // Writes `fileBase`/`subtitleVariantName` whole through a temporary file and a rename (a link at
 // the name is replaced, never followed). A failure is reported and returned: it is the run's
 // status, while the segments and media playlists already written stand.
-[[nodiscard]] Status WriteSubtitleVariantPlaylist(const char* fileBase,
-                                                  const char* subtitleVariantName,
-                                                  const std::vector<SubtitleVariantEntry>& entries);
+Status WriteSubtitleVariantPlaylist(const char* fileBase, const char* subtitleVariantName,
+                                    const std::vector<SubtitleVariantEntry>& entries);

@@ -4,7 +4,7 @@
 
 namespace {
 Status Keep(std::string text, std::string* out) {
-  if (text.size() > kMaxTrackPathLength) return ENAMETOOLONG;
+  if (text.size() > kMaxTrackPathLength) return StatusFromErrno(ENAMETOOLONG);
   *out = std::move(text);
   return kNoErr;
 }

@@ -13,7 +13,7 @@
 inline constexpr size_t kMaxTrackPathLength = kOutputPathLimit - 1;
 
 // "<language><index>" ("track<index>" without a language), then "-forced" for a forced stream.
-[[nodiscard]] Status MakeTrackDirectoryName(const std::optional<std::string>& language,
-                                            unsigned index, bool forced, std::string* out);
+Status MakeTrackDirectoryName(const std::optional<std::string>& language, unsigned index,
+                              bool forced, std::string* out);
 // first "/" second; just one of them when the other is none; empty when both are none.
-[[nodiscard]] Status JoinPath(const char* first, const char* second, std::string* out);
+Status JoinPath(const char* first, const char* second, std::string* out);

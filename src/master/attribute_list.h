@@ -20,7 +20,7 @@ struct PlaylistAttribute {
 class AttributeList {
  public:
   // On failure returns kErrPlaylistSyntax with a description of the fault in `error`.
-  [[nodiscard]] static Status Parse(std::string_view text, AttributeList* list, std::string* error);
+  static Status Parse(std::string_view text, AttributeList* list, std::string* error);
 
   const PlaylistAttribute* Find(std::string_view name) const;
   // The value of `name`, or empty when absent.

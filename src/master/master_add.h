@@ -29,6 +29,6 @@ struct AddedRendition {
 // used, kErrPlaylistSyntax when the master or the media playlist is not what it should be,
 // kErrPlaylistRule when the rendition would break a rule of its group (a NAME that is taken);
 // `outcome->error` then says why.
-[[nodiscard]] Status AddSubtitleRendition(std::string_view masterName, std::string_view masterText,
-                                          const AddedRendition& added, const MergeOptions& options,
-                                          MergeOutcome* outcome);
+Status AddSubtitleRendition(std::string_view masterName, std::string_view masterText,
+                            const AddedRendition& added, const MergeOptions& options,
+                            MergeOutcome* outcome);

@@ -136,9 +136,9 @@ Status CheckMasterPlaylistFiles(const std::string& masterPath, const std::string
   const std::string rootDirectory = root.empty() ? DirectoryOf(masterPath) : root;
   std::error_code error;
   fs::path absoluteRoot = fs::absolute(rootDirectory, error).lexically_normal();
-  if (error) return error.value();
+  if (error) return StatusFromErrno(error.value());
   char realRoot[PATH_MAX];
-  if (!realpath(rootDirectory.c_str(), realRoot)) return errno;
+  if (!realpath(rootDirectory.c_str(), realRoot)) return StatusFromErrno(errno);
   std::string text;
   if (Status status = ReadFileText(masterPath, kMaxPlaylistBytes, &text)) return status;
   std::vector<PlaylistReference> references;

@@ -18,5 +18,5 @@ struct MasterCheckReport {
 // Reads only files inside the directory `root` (the master's own directory when empty); a URI
 // that leads elsewhere is a problem, named and not followed. Fails only when the master or the
 // root cannot be read; problems found are in `report`.
-[[nodiscard]] Status CheckMasterPlaylistFiles(const std::string& masterPath,
-                                              const std::string& root, MasterCheckReport* report);
+Status CheckMasterPlaylistFiles(const std::string& masterPath, const std::string& root,
+                                MasterCheckReport* report);

@@ -139,7 +139,7 @@ Status WriteMaster(const std::string& masterPath, std::string outPath, Status st
   if (inPlace) {
     char resolved[PATH_MAX];
     if (!realpath(masterPath.c_str(), resolved)) {
-      Status error = errno;
+      Status error = StatusFromErrno(errno);
       fprintf(stderr, "%s: cannot locate %s: %s\n", kTool, masterPath.c_str(), strerror(error));
       return error;
     }
@@ -254,7 +254,9 @@ Status RunCheck(const std::vector<std::string>& args) {
   if (paths.size() != 1) return UsageError("check needs exactly one master playlist");
   if (!root.empty()) {
     struct stat st;
-    Status error = stat(root.c_str(), &st) != 0 ? errno : S_ISDIR(st.st_mode) ? kNoErr : ENOTDIR;
+    const Status error = stat(root.c_str(), &st) != 0 ? StatusFromErrno(errno)
+                         : S_ISDIR(st.st_mode)        ? kNoErr
+                                                      : StatusFromErrno(ENOTDIR);
     if (error != kNoErr) {
       fprintf(stderr, "%s: --root %s: %s\n", kTool, root.c_str(), strerror(error));
       return error;

@@ -4,4 +4,4 @@
 #include "common/status.h"
 
 // Runs one command; the process exit status is the low eight bits of the result.
-[[nodiscard]] Status RunMasterTool(int argc, char** argv);
+Status RunMasterTool(int argc, char** argv);

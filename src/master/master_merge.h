@@ -47,14 +47,11 @@ enum class GroupPlacement {
 // master held before is `check`'s business. kErrPlaylistSyntax when the master is not what it
 // should be, kErrPlaylistRule when a new rendition would break a rule, kErrBadArgument for a
 // group ID that cannot be one; `outcome->error` then says where and why.
-[[nodiscard]] Status PlaceSubtitleRenditions(std::string_view masterName,
-                                             std::string_view masterText,
-                                             std::vector<Rendition> renditions,
-                                             GroupPlacement placement, const MergeOptions& options,
-                                             MergeOutcome* outcome);
+Status PlaceSubtitleRenditions(std::string_view masterName, std::string_view masterText,
+                               std::vector<Rendition> renditions, GroupPlacement placement,
+                               const MergeOptions& options, MergeOutcome* outcome);
 
 // Replaces the group with the renditions of `fragments`, their URIs rebased onto the master.
-[[nodiscard]] Status MergeSubtitleFragments(std::string_view masterName,
-                                            std::string_view masterText,
-                                            const std::vector<SubtitleFragment>& fragments,
-                                            const MergeOptions& options, MergeOutcome* outcome);
+Status MergeSubtitleFragments(std::string_view masterName, std::string_view masterText,
+                              const std::vector<SubtitleFragment>& fragments,
+                              const MergeOptions& options, MergeOutcome* outcome);

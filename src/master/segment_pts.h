@@ -10,4 +10,4 @@
 // 90 kHz units, of the first video stream, else of the first audio stream. kMxErrNotMPEGStream
 // for a file that is not a transport stream, kMxErrPropertyNotAvailable when no such stream has
 // a time stamp near the start; errno values when the file cannot be read.
-[[nodiscard]] Status ReadSegmentFirstPTS(const std::string& path, int64_t* pts);
+Status ReadSegmentFirstPTS(const std::string& path, int64_t* pts);

@@ -34,14 +34,14 @@ mode_t NewFileMode() {
 
 Status ReadFileHead(const std::string& path, size_t limit, std::string* text) {
   UniqueFd fd = Adopt(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (*fd < 0) return errno;
+  if (*fd < 0) return StatusFromErrno(errno);
   text->assign(limit, '\0');
   size_t got = 0;
   while (got < limit) {
     ssize_t n = read(*fd, text->data() + got, limit - got);
     if (n < 0) {
       if (errno == EINTR) continue;
-      return errno;
+      return StatusFromErrno(errno);
     }
     if (n == 0) break;
     got += static_cast<size_t>(n);
@@ -52,20 +52,20 @@ Status ReadFileHead(const std::string& path, size_t limit, std::string* text) {
 
 Status ReadFileText(const std::string& path, size_t limit, std::string* text) {
   UniqueFd fd = Adopt(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (*fd < 0) return errno;
+  if (*fd < 0) return StatusFromErrno(errno);
   struct stat st;
-  if (fstat(*fd, &st) != 0) return errno;
-  if (S_ISDIR(st.st_mode)) return EISDIR;
+  if (fstat(*fd, &st) != 0) return StatusFromErrno(errno);
+  if (S_ISDIR(st.st_mode)) return StatusFromErrno(EISDIR);
   text->clear();
   char buffer[65536];
   while (true) {
     ssize_t n = read(*fd, buffer, sizeof buffer);
     if (n < 0) {
       if (errno == EINTR) continue;
-      return errno;
+      return StatusFromErrno(errno);
     }
     if (n == 0) break;
-    if (text->size() + static_cast<size_t>(n) > limit) return EFBIG;
+    if (text->size() + static_cast<size_t>(n) > limit) return StatusFromErrno(EFBIG);
     text->append(buffer, static_cast<size_t>(n));
   }
   return kNoErr;
@@ -75,7 +75,7 @@ Status ReplaceFileText(const std::string& path, std::string_view text) {
   struct stat st;
   mode_t mode = NewFileMode();
   if (stat(path.c_str(), &st) == 0) {
-    if (S_ISDIR(st.st_mode)) return EISDIR;
+    if (S_ISDIR(st.st_mode)) return StatusFromErrno(EISDIR);
     mode = st.st_mode & 07777;
   }
   std::string temporary = path + ".tmpXXXXXX";
@@ -84,14 +84,14 @@ Status ReplaceFileText(const std::string& path, std::string_view text) {
     // An interruption from here on removes the temporary file.
     InterruptsHeld held;
     fd = Adopt(mkstemp(temporary.data()));
-    if (*fd < 0) return errno;
+    if (*fd < 0) return StatusFromErrno(errno);
     IncompleteFileBegin(IncompleteFile::kPlaylist, temporary.c_str());
   }
   auto fail = [&](int error) {
     InterruptsHeld held;
     unlink(temporary.c_str());
     IncompleteFileDone(IncompleteFile::kPlaylist);
-    return error;
+    return StatusFromErrno(error);
   };
   size_t written = 0;
   while (written < text.size()) {

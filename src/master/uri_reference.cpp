@@ -93,9 +93,9 @@ Status RelativeDirectoryPrefix(const std::string& from, const std::string& to,
                                std::string* prefix) {
   std::error_code error;
   fs::path absoluteFrom = fs::absolute(from.empty() ? "." : from, error);
-  if (error) return error.value();
+  if (error) return StatusFromErrno(error.value());
   fs::path absoluteTo = fs::absolute(to.empty() ? "." : to, error);
-  if (error) return error.value();
+  if (error) return StatusFromErrno(error.value());
   fs::path relative =
       absoluteFrom.lexically_normal().lexically_relative(absoluteTo.lexically_normal());
   prefix->clear();

@@ -13,12 +13,11 @@ bool IsRelativeReference(std::string_view uri);
 
 // The URI path prefix that leads from directory `to` to directory `from` ("../subs/", or empty
 // when both are the same directory), each step percent-encoded where a URI needs it.
-[[nodiscard]] Status RelativeDirectoryPrefix(const std::string& from, const std::string& to,
-                                             std::string* prefix);
+Status RelativeDirectoryPrefix(const std::string& from, const std::string& to, std::string* prefix);
 
 // The relative reference that leads from directory `directory` to the file `file`.
-[[nodiscard]] Status RelativeFileReference(const std::string& file, const std::string& directory,
-                                           std::string* uri);
+Status RelativeFileReference(const std::string& file, const std::string& directory,
+                             std::string* uri);
 
 // `uri` with `prefix` in front and its dot segments removed; a URI that is not a relative
 // reference is returned unchanged.

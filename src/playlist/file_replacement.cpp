@@ -38,7 +38,7 @@ Status ReplaceFileWithText(const char* path, const char* what,
     } else {
       OutputMessage(0, "cannot create a temporary file for %s: %s", path, strerror(error));
     }
-    return error;
+    return StatusFromErrno(error);
   }
   const char* step = "write";
   errno = 0;
@@ -62,5 +62,5 @@ Status ReplaceFileWithText(const char* path, const char* what,
     unlink(temp.c_str());
   }
   IncompleteFileDone(IncompleteFile::kPlaylist);
-  return error;
+  return StatusFromErrno(error);
 }

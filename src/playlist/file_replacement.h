@@ -15,6 +15,6 @@
 // <temp>): <reason>" (or, when the temporary file cannot be made, `createFailureFormat` with the
 // path, by default "cannot create a temporary file for <path>: <reason>"), removes the temporary
 // file, leaves `path` as it was and returns the errno.
-[[nodiscard]] Status ReplaceFileWithText(const char* path, const char* what,
-                                         const std::function<void(FILE*)>& write,
-                                         const char* createFailureFormat = nullptr);
+Status ReplaceFileWithText(const char* path, const char* what,
+                           const std::function<void(FILE*)>& write,
+                           const char* createFailureFormat = nullptr);

@@ -96,7 +96,7 @@ class CIndexFileBase {
   virtual bool IndexFileAvailable() { return false; }
   // Writes what the kind leaves for the end of the stream and reports whether it reached the
   // disk. Kinds that write as they go have nothing left.
-  [[nodiscard]] virtual Status Finish() { return kNoErr; }
+  virtual Status Finish() { return kNoErr; }
 
   void AddMap(const char* uri, int64_t rangeStart, int64_t rangeEnd);
   bool FileInIndex(const char* fileName, const char* filePath) const;
@@ -125,7 +125,7 @@ class CIndexFileBase {
   // and renames it over the playlist: a link at the name is replaced, never followed, and a
   // reader never sees half a playlist. Every failure is reported and returned, and the
   // temporary file is removed.
-  [[nodiscard]] Status ReplaceIndexFile(bool withEndList);
+  Status ReplaceIndexFile(bool withEndList);
   void PostProcessIndexFile();
   void RemoveFile(const char* filePath, const char* fileName, bool isKeyFile);
   void DoomedFileCreate(const char* filePath, const char* fileName);

@@ -73,7 +73,7 @@ class CVODIndexFile final : public CIndexFileBase {
   void Pause() override;
   void Resume() override;
   // Writes the finished playlist, end line included, in one replacement.
-  [[nodiscard]] Status Finish() override;
+  Status Finish() override;
 };
 
 // An I-frame playlist always has decimal durations, no independent-segments line and no

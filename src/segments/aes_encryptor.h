@@ -12,13 +12,13 @@
 
 class Aes128CbcEncryptor {
  public:
-  [[nodiscard]] static Status Create(const uint8_t* key, size_t keyLength, const uint8_t iv[16],
-                                     std::unique_ptr<Aes128CbcEncryptor>* out);
-  [[nodiscard]] Status Reset(const uint8_t iv[16]);
+  static Status Create(const uint8_t* key, size_t keyLength, const uint8_t iv[16],
+                       std::unique_ptr<Aes128CbcEncryptor>* out);
+  Status Reset(const uint8_t iv[16]);
   // `out` must have room for length + 16 bytes.
-  [[nodiscard]] Status Update(const uint8_t* in, size_t length, uint8_t* out, size_t* produced);
+  Status Update(const uint8_t* in, size_t length, uint8_t* out, size_t* produced);
   // `out` must have room for 16 bytes (the padding block).
-  [[nodiscard]] Status Final(uint8_t* out, size_t* produced);
+  Status Final(uint8_t* out, size_t* produced);
 
  private:
   struct ContextFree {

@@ -106,19 +106,20 @@ void AnnounceIV(ChunkFile* c) {
 
 // fileName from its parts and filePath = directory/fileName, or fileName alone. A path that
 // does not fit is refused with ENAMETOOLONG: truncated, it would name another file.
-[[nodiscard]] Status SetFileName(ChunkFile* c, const char* base, const char* number,
-                                 const char* extension) {
+Status SetFileName(ChunkFile* c, const char* base, const char* number, const char* extension) {
   int length = snprintf(c->fileName, sizeof c->fileName, "%s%s%s", base, number, extension);
-  if (length < 0 || static_cast<size_t>(length) >= sizeof c->fileName) return ENAMETOOLONG;
+  if (length < 0 || static_cast<size_t>(length) >= sizeof c->fileName)
+    return StatusFromErrno(ENAMETOOLONG);
   length = c->directory
                ? snprintf(c->filePath, sizeof c->filePath, "%s/%s", c->directory, c->fileName)
                : snprintf(c->filePath, sizeof c->filePath, "%s", c->fileName);
-  if (length < 0 || static_cast<size_t>(length) >= sizeof c->filePath) return ENAMETOOLONG;
+  if (length < 0 || static_cast<size_t>(length) >= sizeof c->filePath)
+    return StatusFromErrno(ENAMETOOLONG);
   return kNoErr;
 }
 
 // Opens the next free file name exclusively: a name already in use is skipped, never truncated.
-[[nodiscard]] Status OpenNamedFile(ChunkFile* c) {
+Status OpenNamedFile(ChunkFile* c) {
   const uint32_t start = c->fileIndex;
   const char* base = c->baseName ? c->baseName : "fileSequence";
   const char* extension = c->extension ? c->extension->c_str() : ".ts";
@@ -146,7 +147,7 @@ void AnnounceIV(ChunkFile* c) {
   }
 }
 
-[[nodiscard]] Status OpenSingleFile(ChunkFile* c) {
+Status OpenSingleFile(ChunkFile* c) {
   if (c->file) return kNoErr;  // the one file stays open for the whole run
   Status status = SetFileName(c, c->baseName ? c->baseName : "main", "",
                               c->extension ? c->extension->c_str() : ".ts");
@@ -158,7 +159,7 @@ void AnnounceIV(ChunkFile* c) {
 }
 
 // Sets up the key, IV and encryptor for the file just opened.
-[[nodiscard]] Status PrepareEncryption(ChunkFile* c) {
+Status PrepareEncryption(ChunkFile* c) {
   if (KeyRotationKeyDue(c->rotation, c->segmentCount)) {
     CryptKey* fresh = nullptr;
     c->key.reset();
@@ -217,7 +218,7 @@ void AnnounceIV(ChunkFile* c) {
   return status;
 }
 
-[[nodiscard]] Status ChunkFileOpenNextFile(ChunkFile* c) {
+Status ChunkFileOpenNextFile(ChunkFile* c) {
   c->bytesWritten = 0;
   c->plainBytesWritten = 0;
   c->writeError = kNoErr;
@@ -254,7 +255,7 @@ void AnnounceIV(ChunkFile* c) {
   return status;
 }
 
-[[nodiscard]] Status InjectedFault(const ChunkFile* c, WriteStep step, size_t length) {
+Status InjectedFault(const ChunkFile* c, WriteStep step, size_t length) {
   return c->environment.writeFault ? c->environment.writeFault(step, length) : kNoErr;
 }
 
@@ -270,27 +271,26 @@ void NoteWriteError(ChunkFile* c, Status error) {
   OutputMessage(0, "cannot write %s: %s", c->filePath, strerror(error));
 }
 
-[[nodiscard]] Status WriteBytes(ChunkFile* c, const void* data, size_t length) {
+Status WriteBytes(ChunkFile* c, const void* data, size_t length) {
   Status status = InjectedFault(c, WriteStep::kWrite, length);
   if (status == kNoErr) status = c->file->Write(data, length);
   NoteWriteError(c, status);
   return status == kNoErr ? kNoErr : kErrShortWrite;
 }
 
-[[nodiscard]] Status EncryptUpdate(ChunkFile* c, const void* data, size_t length,
-                                   size_t* produced) {
+Status EncryptUpdate(ChunkFile* c, const void* data, size_t length, size_t* produced) {
   Status status = InjectedFault(c, WriteStep::kEncrypt, length);
   if (status != kNoErr) return status;
   return c->cryptor->Update(static_cast<const uint8_t*>(data), length, c->cipherScratch.data(),
                             produced);
 }
 
-[[nodiscard]] Status EncryptFinal(ChunkFile* c, uint8_t* out, size_t* produced) {
+Status EncryptFinal(ChunkFile* c, uint8_t* out, size_t* produced) {
   Status status = InjectedFault(c, WriteStep::kEncrypt, 0);
   return status != kNoErr ? status : c->cryptor->Final(out, produced);
 }
 
-[[nodiscard]] Status BufferInMemory(ChunkFile* c, const void* data, size_t length) {
+Status BufferInMemory(ChunkFile* c, const void* data, size_t length) {
   const uint64_t end = c->bufferUsed + length;
   if (!c->buffer || end > c->bufferCapacity) {
     uint64_t capacity = end * 2;
@@ -310,8 +310,7 @@ void NoteWriteError(ChunkFile* c, Status error) {
 }
 
 // Closes the current file and reports it to the playlist with its duration.
-[[nodiscard]] Status ChunkFileFinalizeFile(ChunkFile* c, bool isMap, int64_t mapEnd,
-                                           double seconds) {
+Status ChunkFileFinalizeFile(ChunkFile* c, bool isMap, int64_t mapEnd, double seconds) {
   if (!c->file) return kNoErr;
   Status result = kNoErr;
   // The encryptor holds back a partial block, so a short encrypted segment may have produced no

@@ -55,12 +55,11 @@ struct ChunkFile;
 // Returns none when the playlist or the key could not be made.
 ChunkFile* ChunkFileCreate(const ChunkFileSettings& settings);
 void ChunkFileSetFileExtension(ChunkFile* chunk, const char* extension);
-[[nodiscard]] Status ChunkFileWriteData(ChunkFile* chunk, const void* data, size_t length);
-[[nodiscard]] Status ChunkFileMoveToNextFileSecs(ChunkFile* chunk, double seconds);
+Status ChunkFileWriteData(ChunkFile* chunk, const void* data, size_t length);
+Status ChunkFileMoveToNextFileSecs(ChunkFile* chunk, double seconds);
 // Returns the status of closing (or failing to create) the last segment, so that a failure
 // there is not lost.
-[[nodiscard]] Status ChunkFileReleaseSecs(ChunkFile* chunk, double lastSeconds,
-                                          double totalSeconds);
+Status ChunkFileReleaseSecs(ChunkFile* chunk, double lastSeconds, double totalSeconds);
 // Ends a stream that failed: closes the open file and frees everything without writing a
 // playlist, so that no finished-looking playlist lists a broken stream.
 void ChunkFileAbandon(ChunkFile* chunk);

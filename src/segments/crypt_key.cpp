@@ -90,7 +90,7 @@ Status CryptKeyCreateRandomFromBase(CryptKeyState* state, const char* directory,
         OutputMessage(0, "cannot write crypt key file %s: %s", key->path->c_str(), strerror(error));
         unlink(key->path->c_str());
         IncompleteFileDone(IncompleteFile::kKey);
-        return error;
+        return StatusFromErrno(error);
       }
       IncompleteFileDone(IncompleteFile::kKey);
       state->keyNumber = n + 1;
@@ -103,7 +103,7 @@ Status CryptKeyCreateRandomFromBase(CryptKeyState* state, const char* directory,
       // A directory we cannot write to would make this loop endless: report it instead.
       int error = errno;
       OutputMessage(0, "cannot create crypt key file %s: %s", key->path->c_str(), strerror(error));
-      return error;
+      return StatusFromErrno(error);
     }
     state->keyNumber++;
     if (state->keyNumber == 0) return kErrNoFreeFileIndex;  // every number is taken
@@ -119,7 +119,7 @@ Status CryptKeyCreateStatic(const char* url, const char* keyPath, const uint8_t*
   key->keyBytes.reset(new (std::nothrow) uint8_t[length]);
   if (!key->keyBytes) {
     OutputMessage(0, "Could not allocate %d bytes for crypt key.", static_cast<int>(length));
-    return ENOMEM;
+    return StatusFromErrno(ENOMEM);
   }
   memcpy(key->keyBytes.get(), bytes, length);
   key->keyLength = static_cast<uint32_t>(length);

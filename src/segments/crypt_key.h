@@ -25,14 +25,13 @@ struct CryptKey {
 };
 
 // Opens `randomDevice` (normally "/dev/random"); a failure shows at the first draw, not here.
-[[nodiscard]] Status CryptKeyInitState(CryptKeyState* state, const char* randomDevice);
+Status CryptKeyInitState(CryptKeyState* state, const char* randomDevice);
 int CryptKeyDestroyState(CryptKeyState* state);
 // Fills `count` bytes from the random device. A device that could not be opened or read ends the
 // process (abort): encrypting with predictable keys or IVs would be worse than stopping.
 void CryptKeyFillRandomBuffer(CryptKeyState* state, uint8_t* buffer, size_t count);
-[[nodiscard]] Status CryptKeyCreateRandomFromBase(CryptKeyState* state, const char* directory,
-                                                  const char* urlPrefix, const char* baseName,
-                                                  CryptKey** out);
-[[nodiscard]] Status CryptKeyCreateStatic(const char* url, const char* keyPath,
-                                          const uint8_t* bytes, size_t length, CryptKey** out);
+Status CryptKeyCreateRandomFromBase(CryptKeyState* state, const char* directory,
+                                    const char* urlPrefix, const char* baseName, CryptKey** out);
+Status CryptKeyCreateStatic(const char* url, const char* keyPath, const uint8_t* bytes,
+                            size_t length, CryptKey** out);
 void CryptKeyDestroy(CryptKey* key);

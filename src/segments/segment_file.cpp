@@ -8,12 +8,12 @@
 
 namespace {
 // Writes all of `length` bytes, resuming after short writes and interruptions.
-[[nodiscard]] Status WriteAll(int fd, const char* data, size_t length) {
+Status WriteAll(int fd, const char* data, size_t length) {
   while (length > 0) {
     ssize_t n = write(fd, data, length);
     if (n < 0) {
       if (errno == EINTR) continue;
-      return errno;
+      return StatusFromErrno(errno);
     }
     data += n;
     length -= static_cast<size_t>(n);
@@ -24,7 +24,7 @@ namespace {
 
 Status SegmentFile::CreateExclusive(const char* path, std::unique_ptr<SegmentFile>* out) {
   int fd = open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  if (fd < 0) return errno;
+  if (fd < 0) return StatusFromErrno(errno);
   out->reset(new SegmentFile(fd));
   return kNoErr;
 }
@@ -52,7 +52,7 @@ Status SegmentFile::Flush() {
 
 Status SegmentFile::Close() {
   Status status = Flush();
-  if (close(fd_) != 0 && status == kNoErr) status = errno;
+  if (close(fd_) != 0 && status == kNoErr) status = StatusFromErrno(errno);
   fd_ = -1;
   return status;
 }

@@ -11,15 +11,15 @@
 class SegmentFile {
  public:
   // Creates `path`; EEXIST when a file is already there, or another errno value.
-  [[nodiscard]] static Status CreateExclusive(const char* path, std::unique_ptr<SegmentFile>* out);
+  static Status CreateExclusive(const char* path, std::unique_ptr<SegmentFile>* out);
   ~SegmentFile();  // closes without reporting; call Close to learn of failures
   SegmentFile(const SegmentFile&) = delete;
   SegmentFile& operator=(const SegmentFile&) = delete;
 
   // Returns 0 or the errno value of a failed write.
-  [[nodiscard]] Status Write(const void* data, size_t length);
-  [[nodiscard]] Status Flush();
-  [[nodiscard]] Status Close();
+  Status Write(const void* data, size_t length);
+  Status Flush();
+  Status Close();
 
  private:
   explicit SegmentFile(int fd) : fd_(fd) {}

@@ -11,10 +11,9 @@
 struct WebVTTCueRecord;
 class WebVTTCueStore;
 
-[[nodiscard]] Status WriteSegmentHeader(ChunkFile* chunk, uint64_t mpegts);
-[[nodiscard]] Status WriteTimestamp(ChunkFile* chunk, double seconds);
-[[nodiscard]] Status WriteCue(ChunkFile* chunk, const WebVTTCueStore& store,
-                              const WebVTTCueRecord& cue);
+Status WriteSegmentHeader(ChunkFile* chunk, uint64_t mpegts);
+Status WriteTimestamp(ChunkFile* chunk, double seconds);
+Status WriteCue(ChunkFile* chunk, const WebVTTCueStore& store, const WebVTTCueRecord& cue);
 
 // The latest time an output may carry, in seconds: a cue time from 0 to this prints exactly as
 // a timestamp (its hours fit the 32-bit field and the arithmetic behind it), and a segment

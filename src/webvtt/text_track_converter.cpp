@@ -62,7 +62,7 @@ class TrackConverter {
         nextBoundary_(target_) {}
 
   // Writes one kept cue, opening a new segment first when it starts past the boundary.
-  [[nodiscard]] Status WriteCueText(double start, double end, const MxAttributedString& text) {
+  Status WriteCueText(double start, double end, const MxAttributedString& text) {
     Status status = kNoErr;
     if (segmentOpen_ && start > nextBoundary_) {
       status = ChunkFileMoveToNextFileSecs(chunk_, start - segmentStart_);

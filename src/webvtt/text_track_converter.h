@@ -17,12 +17,11 @@
 // before `presentationEnd` has the stream extended to it. Reaching the end of the track is
 // success. A sample whose times lie outside 0 to kLatestOutputSeconds makes the movie malformed
 // (kMovieErrMalformed).
-[[nodiscard]] Status WriteTextTrackAsWebVTT(ChunkFile* chunk, uint32_t forcedOnly,
-                                            uint32_t targetDurationSecs, int32_t mpegTimestamp,
-                                            QorFormatReader* formatReader,
-                                            QorTrackReader* trackReader, uint8_t* sawForced,
-                                            double* lastSegmentDuration, double* lastEndTime,
-                                            double presentationEnd);
+Status WriteTextTrackAsWebVTT(ChunkFile* chunk, uint32_t forcedOnly, uint32_t targetDurationSecs,
+                              int32_t mpegTimestamp, QorFormatReader* formatReader,
+                              QorTrackReader* trackReader, uint8_t* sawForced,
+                              double* lastSegmentDuration, double* lastEndTime,
+                              double presentationEnd);
 
 // Seconds of a media time, rounded half away from zero to whole milliseconds.
 double MillisecondSeconds(MxTime time);

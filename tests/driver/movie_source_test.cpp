@@ -36,14 +36,14 @@ struct Outcome {
   std::string variant;
 };
 
-// Segments `movie` into dir/out, which it makes first, then runs `setup` in dir.
-Outcome Segment(const ScratchDir& dir, const Movie& movie, std::vector<std::string> options = {},
-                const std::string& setup = "") {
+// Segments the movie file `file` into dir/out, which it makes first, then runs `setup` in dir.
+Outcome SegmentFile(const ScratchDir& dir, const std::string& file,
+                    std::vector<std::string> options = {}, const std::string& setup = "") {
   EXPECT_EQ(RunShell("mkdir '" + (dir / "out") + "'"), 0);
   if (!setup.empty()) {
     EXPECT_EQ(RunShell("cd '" + dir.path() + "' && " + setup), 0);
   }
-  WriteFile(dir / "in.mp4", Build(movie));
+  WriteFile(dir / "in.mp4", file);
   std::vector<std::string> args{"hlsvtt", "-t", "10", "-f", dir / "out"};
   args.insert(args.end(), options.begin(), options.end());
   args.push_back(dir / "in.mp4");
@@ -51,6 +51,11 @@ Outcome Segment(const ScratchDir& dir, const Movie& movie, std::vector<std::stri
   if (FileExists(dir / "out/subtitle_media.m3u8"))
     o.variant = ReadFile(dir / "out/subtitle_media.m3u8");
   return o;
+}
+
+Outcome Segment(const ScratchDir& dir, const Movie& movie, std::vector<std::string> options = {},
+                const std::string& setup = "") {
+  return SegmentFile(dir, Build(movie), std::move(options), setup);
 }
 
 std::string Line(const std::string& name, const char* flags, const char* language,
@@ -499,6 +504,67 @@ TEST(MovieSource, VariantPlaylistCutShortFailsTheRun) {
   std::vector<std::string> left = ListDir(dir / "out");
   EXPECT_EQ(left.size(), 30u);  // the track directories only
   for (const std::string& name : left) EXPECT_TRUE(name.starts_with("en")) << name;
+}
+
+// A malformed movie fails with its status and level-0 message; where the movie reader found the
+// fault follows at level 1.
+TEST(MovieSource, MalformedMoviesSayWhereTheFaultLies) {
+  struct Case {
+    const char* name;
+    std::string file;
+    int status;
+    std::string message;
+    std::string cause;  // in the message that names the track, or the level-1 origin after it
+  };
+  std::vector<Case> cases;
+  // The movie of `t` with `bytes` written over it `after` bytes past the start of box `type`,
+  // which a reader refuses to open for `reason`.
+  auto damaged = [&](const char* name, const Track& t, const char* type, size_t after,
+                     const std::string& bytes, const std::string& reason) {
+    Movie m;
+    m.tracks = {t};
+    std::string file = Build(m);
+    const size_t box = file.find(type) - 4;
+    file.replace(box + after, bytes.size(), bytes);
+    cases.push_back({name, file, -12890 & 0xFF, "can't create format reader ",
+                     std::string("'") + type + "' at byte " + std::to_string(box) + ": " + reason});
+  };
+  Track pair = Subtitles(1, "eng", {TextSample("a"), TextSample("b")}, {1000, 1000});
+  damaged("'stsz' entries beyond the box", pair, "stsz", 16, U32(0x7FFFFFFF),
+          "2,147,483,647 entries do not fit in 8 bytes");
+  damaged("'stts' entries beyond the box", pair, "stts", 12, U32(3),
+          "3 entries do not fit in 8 bytes");
+  damaged("'mdhd' timescale 0", pair, "mdhd", 20, U32(0), "the timescale is 0");
+  // A sample past the end of the file is found when the track is read.
+  Movie pastEnd;
+  pastEnd.tracks = {pair};
+  std::string file = Build(pastEnd);
+  file.replace(file.find("stco") + 12, 4, U32(0x7FFFFF00));
+  cases.push_back({"a sample past the end", file, kMovieErrSampleOutOfRange & 0xFF,
+                   "Failed to generate chunk files with index 0, file ",
+                   "a sample of 3 bytes at byte 2,147,483,392 ends past the " +
+                       std::to_string(file.size()) + " byte file"});
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ScratchDir dir;
+    Outcome o = SegmentFile(dir, c.file);
+    EXPECT_EQ(o.run.status, c.status) << o.run.out;
+    const size_t message = o.run.out.find(c.message);
+    EXPECT_NE(message, std::string::npos) << o.run.out;
+    EXPECT_NE(o.run.out.find(c.cause, message), std::string::npos) << o.run.out;
+    EXPECT_EQ(o.variant, "");
+    EXPECT_FALSE(FileExists(dir / "out/en0/prog_index.m3u8"));
+  }
+
+  // With -q the level-0 message alone is printed, as it is without the origin.
+  const Case& stsz = cases[cases.size() - 4];
+  ScratchDir dir;
+  Outcome quiet = SegmentFile(dir, stsz.file, {"-q"});
+  EXPECT_EQ(quiet.run.status, stsz.status);
+  EXPECT_NE(quiet.run.out.find("can't create format reader " + (dir / "in.mp4") + " -12890\n"),
+            std::string::npos)
+      << quiet.run.out;
+  EXPECT_EQ(quiet.run.out.find(stsz.cause), std::string::npos) << quiet.run.out;
 }
 
 }  // namespace

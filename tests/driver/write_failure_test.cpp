@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr Status kInjected = -45100;
+constexpr Status kInjected = kErrCryptor;
 
 // Three 10-second segments of two cues each.
 const std::string kSource =

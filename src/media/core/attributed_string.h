@@ -63,17 +63,16 @@ class MxAttributedString final : public MxObject {
   const std::shared_ptr<const MxDictionary>& SharedAttributesAtIndex(int64_t index, MxRange limit,
                                                                      MxRange* effective) const;
   // Adds or replaces the given keys over `range`, keeping other attributes there.
-  [[nodiscard]] Status AddAttributes(MxRange range, const MxDictionary& attributes);
+  Status AddAttributes(MxRange range, const MxDictionary& attributes);
   // The same, with the merged dictionaries made or found through `cache`.
-  [[nodiscard]] Status AddAttributes(MxRange range,
-                                     const std::shared_ptr<const MxDictionary>& attributes,
-                                     MxAttributeMergeCache* cache);
+  Status AddAttributes(MxRange range, const std::shared_ptr<const MxDictionary>& attributes,
+                       MxAttributeMergeCache* cache);
   // Adds the attributes of every entry over its range, the entries one after the other: the
   // result is that of AddAttributes called for each in turn, at a cost of O((n + runs) log n) for
   // n entries however they overlap (times the number of distinct keys they set). Nothing changes
   // when an entry is not valid.
-  [[nodiscard]] Status AddAttributesInOrder(std::span<const MxRangedAttributes> entries,
-                                            MxAttributeMergeCache* cache);
+  Status AddAttributesInOrder(std::span<const MxRangedAttributes> entries,
+                              MxAttributeMergeCache* cache);
 
  private:
   friend Status MxAttributedStringCreate(MxAllocator*, std::u16string,
@@ -96,10 +95,9 @@ class MxAttributedString final : public MxObject {
 using MxAttributedStringRef = MxRef<MxAttributedString>;
 
 // Makes an attributed string over `text` with `attributes` (or none) over all of it.
-[[nodiscard]] Status MxAttributedStringCreate(MxAllocator* allocator, std::u16string text,
-                                              const MxDictionary* attributes,
-                                              MxAttributedStringRef* out);
+Status MxAttributedStringCreate(MxAllocator* allocator, std::u16string text,
+                                const MxDictionary* attributes, MxAttributedStringRef* out);
 // The same, sharing `attributes` (none when null) instead of copying them.
-[[nodiscard]] Status MxAttributedStringCreate(MxAllocator* allocator, std::u16string text,
-                                              std::shared_ptr<const MxDictionary> attributes,
-                                              MxAttributedStringRef* out);
+Status MxAttributedStringCreate(MxAllocator* allocator, std::u16string text,
+                                std::shared_ptr<const MxDictionary> attributes,
+                                MxAttributedStringRef* out);

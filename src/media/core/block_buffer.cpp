@@ -66,7 +66,8 @@ struct Piece {
   uint64_t length;
 };
 
-constexpr Status kStopWalk = 1;  // a visitor's way of ending the walk early, not an error
+constexpr Status kStopWalk =
+    static_cast<Status>(1);  // a visitor's way of ending the walk early, not an error
 
 // One level of a walk through the slot tree.
 struct Frame {
@@ -112,8 +113,8 @@ MxBlockBuffer* ReferencedBuffer(const Slot& slot) {
 // so that a deep tree cannot exhaust the call stack. `*delivered` receives the bytes visited,
 // which is less than `length` only when the tree holds less data than it claims.
 template <class Visitor>
-[[nodiscard]] Status ForEachPiece(MxBlockBuffer* buffer, uint64_t offset, uint64_t length,
-                                  Visitor&& visit, uint64_t* delivered = nullptr) {
+Status ForEachPiece(MxBlockBuffer* buffer, uint64_t offset, uint64_t length, Visitor&& visit,
+                    uint64_t* delivered = nullptr) {
   FrameStack stack;
   stack.push_back({buffer, 0, 0, offset, length});
   uint64_t done = 0;
@@ -167,7 +168,7 @@ char* PieceBytes(const Piece& p) {
 // Finds room for `length` new bytes: the next free slot of the deepest buffer, creating a
 // nested buffer (one slot larger than its parent) in the last slot when a buffer is full. The
 // data lengths along the path grow only once the slot is secured.
-[[nodiscard]] Status TakeSlot(MxBlockBuffer* root, uint64_t length, Slot** out) {
+Status TakeSlot(MxBlockBuffer* root, uint64_t length, Slot** out) {
   MxBlockBuffer* leaf = root;
   while (Used(leaf) >= SlotCount(leaf) - 1) {
     Slot& last = Slots(leaf)[SlotCount(leaf) - 1];
@@ -214,7 +215,7 @@ void FreeSlot(Slot& s) {
 }
 
 // Allocates the memory of a slot whose block was appended without it.
-[[nodiscard]] Status AllocateSlotBlock(Slot& s) {
+Status AllocateSlotBlock(Slot& s) {
   void* memory = nullptr;
   if (s.kind == Kind::kCustomBlockPending) {
     memory = s.customSource->AllocateBlock(s.customSource->refCon, s.blockLength);
@@ -230,7 +231,7 @@ void FreeSlot(Slot& s) {
 }
 
 // The checks shared by the operations that read or write an existing byte range.
-[[nodiscard]] Status CheckRange(const MxBlockBuffer* buffer, size_t offset, size_t length) {
+Status CheckRange(const MxBlockBuffer* buffer, size_t offset, size_t length) {
   if (length == 0) return QorSignalErrorAt(kMxBlockBufferBadLengthParameter);
   if (Length(buffer) == 0) return QorSignalErrorAt(kMxBlockBufferEmptyBBuf);
   if (offset >= Length(buffer)) return QorSignalErrorAt(kMxBlockBufferBadOffsetParameter);
@@ -239,8 +240,8 @@ void FreeSlot(Slot& s) {
 }
 
 // Copies between the buffer's pieces and flat memory, in either direction.
-[[nodiscard]] Status CopyPieces(MxBlockBuffer* buffer, size_t offset, size_t length, char* flat,
-                                bool intoBuffer) {
+Status CopyPieces(MxBlockBuffer* buffer, size_t offset, size_t length, char* flat,
+                  bool intoBuffer) {
   uint64_t delivered = 0;
   uint64_t cursor = 0;
   Status status = ForEachPiece(

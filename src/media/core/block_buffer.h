@@ -72,39 +72,37 @@ using MxBlockBufferRef = MxRef<MxBlockBuffer>;
 void QorBlockBufferRetain(MxBlockBuffer* buffer);
 void QorBlockBufferRelease(MxBlockBuffer* buffer);
 
-[[nodiscard]] Status MxBlockBufferCreateEmpty(MxAllocator* structureAllocator,
-                                              uint32_t subBlockCapacity, uint32_t flags,
+Status MxBlockBufferCreateEmpty(MxAllocator* structureAllocator, uint32_t subBlockCapacity,
+                                uint32_t flags, MxBlockBufferRef* out);
+Status MxBlockBufferCreateWithMemoryBlock(MxAllocator* structureAllocator, void* memoryBlock,
+                                          size_t blockLength, MxAllocator* blockAllocator,
+                                          const MxBlockBufferCustomBlockSource* customSource,
+                                          size_t offsetToData, size_t dataLength, uint32_t flags,
+                                          MxBlockBufferRef* out);
+Status MxBlockBufferCreateWithBufferReference(MxAllocator* structureAllocator,
+                                              MxBlockBuffer* target, size_t offset,
+                                              size_t dataLength, uint32_t flags,
                                               MxBlockBufferRef* out);
-[[nodiscard]] Status MxBlockBufferCreateWithMemoryBlock(
-    MxAllocator* structureAllocator, void* memoryBlock, size_t blockLength,
-    MxAllocator* blockAllocator, const MxBlockBufferCustomBlockSource* customSource,
-    size_t offsetToData, size_t dataLength, uint32_t flags, MxBlockBufferRef* out);
-[[nodiscard]] Status MxBlockBufferCreateWithBufferReference(MxAllocator* structureAllocator,
-                                                            MxBlockBuffer* target, size_t offset,
-                                                            size_t dataLength, uint32_t flags,
-                                                            MxBlockBufferRef* out);
-[[nodiscard]] Status MxBlockBufferAppendMemoryBlock(
-    MxBlockBuffer* buffer, void* memoryBlock, size_t blockLength, MxAllocator* blockAllocator,
-    const MxBlockBufferCustomBlockSource* customSource, size_t offsetToData, size_t dataLength,
-    uint32_t flags);
-[[nodiscard]] Status MxBlockBufferAppendBufferReference(MxBlockBuffer* buffer,
-                                                        MxBlockBuffer* target, size_t offset,
-                                                        size_t dataLength, uint32_t flags);
+Status MxBlockBufferAppendMemoryBlock(MxBlockBuffer* buffer, void* memoryBlock, size_t blockLength,
+                                      MxAllocator* blockAllocator,
+                                      const MxBlockBufferCustomBlockSource* customSource,
+                                      size_t offsetToData, size_t dataLength, uint32_t flags);
+Status MxBlockBufferAppendBufferReference(MxBlockBuffer* buffer, MxBlockBuffer* target,
+                                          size_t offset, size_t dataLength, uint32_t flags);
 size_t MxBlockBufferGetDataLength(const MxBlockBuffer* buffer);
 bool MxBlockBufferIsEmpty(const MxBlockBuffer* buffer);
-[[nodiscard]] Status MxBlockBufferGetDataPointer(MxBlockBuffer* buffer, size_t offset,
-                                                 size_t* lengthAtOffset, size_t* totalLength,
-                                                 char** dataPointer);
-[[nodiscard]] Status MxBlockBufferCopyDataBytes(MxBlockBuffer* buffer, size_t offset, size_t length,
-                                                void* destination);
-[[nodiscard]] Status MxBlockBufferReplaceDataBytes(const void* source, MxBlockBuffer* destination,
-                                                   size_t offset, size_t length);
-[[nodiscard]] Status MxBlockBufferAssureBlockMemory(MxBlockBuffer* buffer);
-[[nodiscard]] Status MxBlockBufferAccessDataBytes(MxBlockBuffer* buffer, size_t offset,
-                                                  size_t length, void* temporaryBlock,
-                                                  char** returnedPointer);
-[[nodiscard]] Status MxBlockBufferCreateContiguous(
-    MxAllocator* structureAllocator, MxBlockBuffer* source, MxAllocator* blockAllocator,
-    const MxBlockBufferCustomBlockSource* customSource, size_t offset, size_t dataLength,
-    uint32_t flags, MxBlockBufferRef* out);
+Status MxBlockBufferGetDataPointer(MxBlockBuffer* buffer, size_t offset, size_t* lengthAtOffset,
+                                   size_t* totalLength, char** dataPointer);
+Status MxBlockBufferCopyDataBytes(MxBlockBuffer* buffer, size_t offset, size_t length,
+                                  void* destination);
+Status MxBlockBufferReplaceDataBytes(const void* source, MxBlockBuffer* destination, size_t offset,
+                                     size_t length);
+Status MxBlockBufferAssureBlockMemory(MxBlockBuffer* buffer);
+Status MxBlockBufferAccessDataBytes(MxBlockBuffer* buffer, size_t offset, size_t length,
+                                    void* temporaryBlock, char** returnedPointer);
+Status MxBlockBufferCreateContiguous(MxAllocator* structureAllocator, MxBlockBuffer* source,
+                                     MxAllocator* blockAllocator,
+                                     const MxBlockBufferCustomBlockSource* customSource,
+                                     size_t offset, size_t dataLength, uint32_t flags,
+                                     MxBlockBufferRef* out);
 bool MxBlockBufferIsRangeContiguous(MxBlockBuffer* buffer, size_t offset, size_t length);

@@ -20,11 +20,9 @@ extern const char* const kQorByteStreamProperty_MIMEType;
 class MxByteStream : public MxObject {
  public:
   // The class-specific table. Each default answers kMxErrUnimplemented.
-  [[nodiscard]] virtual Status Read(size_t size, int64_t offset, void* destination,
-                                    size_t* bytesRead);
-  [[nodiscard]] virtual Status Write(size_t size, int64_t offset, const void* source,
-                                     size_t* bytesWritten);
-  [[nodiscard]] virtual Status GetLength(int64_t offset, int64_t* length);
+  virtual Status Read(size_t size, int64_t offset, void* destination, size_t* bytesRead);
+  virtual Status Write(size_t size, int64_t offset, const void* source, size_t* bytesWritten);
+  virtual Status GetLength(int64_t offset, int64_t* length);
   virtual bool IsEqual(const MxByteStream* other) const;
   // Allocator for memory made on the stream's behalf; none means the default.
   MxAllocator* allocator = nullptr;
@@ -32,17 +30,15 @@ class MxByteStream : public MxObject {
 
 using MxByteStreamRef = MxRef<MxByteStream>;
 
-[[nodiscard]] Status MxByteStreamReadBytes(MxByteStream* stream, size_t size, int64_t offset,
-                                           void* destination, size_t* bytesRead);
+Status MxByteStreamReadBytes(MxByteStream* stream, size_t size, int64_t offset, void* destination,
+                             size_t* bytesRead);
 
 // Reads up to `size` bytes at `offset` into a new block buffer of `size` bytes whose data
 // length is the count read. No buffer is returned when nothing was read or the read failed;
 // `*bytesRead` still receives the count.
-[[nodiscard]] Status MxCreateContiguousBlockBufferFromStream(MxByteStream* stream, size_t size,
-                                                             int64_t offset, MxBlockBufferRef* out,
-                                                             size_t* bytesRead);
-[[nodiscard]] inline Status MxByteStreamReadIntoBlockBuffer(MxByteStream* stream, size_t size,
-                                                            int64_t offset, MxBlockBufferRef* out,
-                                                            size_t* bytesRead) {
+Status MxCreateContiguousBlockBufferFromStream(MxByteStream* stream, size_t size, int64_t offset,
+                                               MxBlockBufferRef* out, size_t* bytesRead);
+inline Status MxByteStreamReadIntoBlockBuffer(MxByteStream* stream, size_t size, int64_t offset,
+                                              MxBlockBufferRef* out, size_t* bytesRead) {
   return MxCreateContiguousBlockBufferFromStream(stream, size, offset, out, bytesRead);
 }

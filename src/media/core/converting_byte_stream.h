@@ -19,8 +19,7 @@ class ConvertingByteStream final : public MxByteStream {
  public:
   ~ConvertingByteStream() override;
   const char* ClassName() const override { return "ConvertingByteStream"; }
-  [[nodiscard]] Status Read(size_t size, int64_t offset, void* destination,
-                            size_t* bytesRead) override;
+  Status Read(size_t size, int64_t offset, void* destination, size_t* bytesRead) override;
 
   // Invalid sequences met so far, and where the first of them starts in the source (-1: none).
   uint64_t invalidCount() const { return invalidCount_; }
@@ -34,7 +33,7 @@ class ConvertingByteStream final : public MxByteStream {
                                            MxRef<ConvertingByteStream>*);
   ConvertingByteStream(MxByteStream* source, UConverter* converter, int64_t sourceStart);
   void Restart();
-  [[nodiscard]] Status ConvertPiece();
+  Status ConvertPiece();
   void AppendUTF8(const UChar* units, size_t count);
   void AppendCodePoint(uint32_t c);
 
@@ -55,6 +54,5 @@ class ConvertingByteStream final : public MxByteStream {
 
 // Converts the bytes of `source` from offset `sourceStart` on (past a byte-order mark, say)
 // from `encoding`. An encoding without a converter gives kErrBadArgument.
-[[nodiscard]] Status ConvertingByteStreamCreate(MxByteStream* source, const char* encoding,
-                                                int64_t sourceStart,
-                                                MxRef<ConvertingByteStream>* out);
+Status ConvertingByteStreamCreate(MxByteStream* source, const char* encoding, int64_t sourceStart,
+                                  MxRef<ConvertingByteStream>* out);

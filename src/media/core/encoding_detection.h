@@ -36,7 +36,7 @@ struct EncodingGuess {
 
 // The likeliest encoding of `bytes` other than UTF-8 (the caller knows they are not valid
 // UTF-8). With nothing to go on, the guess is windows-1252 with confidence 0.
-[[nodiscard]] Status GuessEncoding(const uint8_t* bytes, size_t length, EncodingGuess* out);
+Status GuessEncoding(const uint8_t* bytes, size_t length, EncodingGuess* out);
 
 // Whether a converter from the named encoding exists.
 bool IsKnownEncoding(const char* name);

@@ -36,7 +36,7 @@ class FileFork {
       if (n < 0) {
         if (errno == EINTR) continue;
         *count = done;
-        return errno;
+        return StatusFromErrno(errno);
       }
       if (n == 0) break;
       done += static_cast<size_t>(n);
@@ -54,7 +54,7 @@ class FileFork {
       if (n < 0) {
         if (errno == EINTR) continue;
         *count = done;
-        return errno;
+        return StatusFromErrno(errno);
       }
       done += static_cast<size_t>(n);
     }
@@ -64,7 +64,7 @@ class FileFork {
 
   int Length(int64_t* length) {
     struct stat st;
-    if (fstat(fd_, &st) != 0) return errno;
+    if (fstat(fd_, &st) != 0) return StatusFromErrno(errno);
     *length = st.st_size;
     return 0;
   }
@@ -80,8 +80,7 @@ class QorFileByteStream final : public MxByteStream {
 
   const char* ClassName() const override { return "QorFileByteStream"; }
 
-  [[nodiscard]] Status Read(size_t size, int64_t offset, void* destination,
-                            size_t* bytesRead) override {
+  Status Read(size_t size, int64_t offset, void* destination, size_t* bytesRead) override {
     if (offset < 0) return QorSignalErrorAt(kMxErrInvalidParameter);
     size_t total = 0;
     int error = 0;
@@ -108,26 +107,25 @@ class QorFileByteStream final : public MxByteStream {
         }
       }
     }
-    if (error != 0) return QorSignalErrorAt(error);
+    if (error != 0) return QorSignalErrorAt(StatusFromErrno(error));
     if (total == 0) return kMxErrEndOfStream;
     if (bytesRead) *bytesRead = total;
     return kNoErr;
   }
 
-  [[nodiscard]] Status Write(size_t size, int64_t offset, const void* source,
-                             size_t* bytesWritten) override {
+  Status Write(size_t size, int64_t offset, const void* source, size_t* bytesWritten) override {
     if (offset < 0) return QorSignalErrorAt(kMxErrInvalidParameter);
     size_t count = 0;
     int error = fork_.WriteAt(source, size, offset, ioPolicy_, &count);
     if (bytesWritten) *bytesWritten = count;
-    return error ? QorSignalErrorAt(error) : kNoErr;
+    return error ? QorSignalErrorAt(StatusFromErrno(error)) : kNoErr;
   }
 
-  [[nodiscard]] Status GetLength(int64_t offset, int64_t* length) override {
+  Status GetLength(int64_t offset, int64_t* length) override {
     (void)offset;  // a file's length does not depend on where one asks
     if (length == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
     int error = fork_.Length(length);
-    return error ? QorSignalErrorAt(error) : kNoErr;
+    return error ? QorSignalErrorAt(StatusFromErrno(error)) : kNoErr;
   }
 
   bool IsEqual(const MxByteStream* other) const override {
@@ -157,7 +155,7 @@ class QorFileByteStream final : public MxByteStream {
       // This platform keeps no four-character type codes: an existing file reports type 0.
       if (url_.path.empty()) return kMxErrPropertyNotAvailable;
       struct stat st;
-      if (stat(url_.path.c_str(), &st) != 0) return QorSignalErrorAt(errno);
+      if (stat(url_.path.c_str(), &st) != 0) return QorSignalErrorAt(StatusFromErrno(errno));
       *out = MxValue(int32_t{0});
       return kNoErr;
     }
@@ -223,11 +221,11 @@ Status CreateFileByteStream(MxAllocator* allocator, const MxURL& url, uint32_t p
   *out = nullptr;
   if (url.path.empty()) return QorSignalErrorAt(kMxErrBadPath);
   int fd = open(url.path.c_str(), OpenFlags(permissions), 0666);
-  if (fd < 0) return QorSignalErrorAt(errno);
+  if (fd < 0) return QorSignalErrorAt(StatusFromErrno(errno));
   if ((permissions & kMxByteStreamPermission_Lock) && flock(fd, LOCK_EX | LOCK_NB) != 0) {
     int error = errno;
     close(fd);
-    return QorSignalErrorAt(error);
+    return QorSignalErrorAt(StatusFromErrno(error));
   }
   auto* stream = new (std::nothrow) QorFileByteStream(url, fd, cacheEnabled);
   if (stream == nullptr) {

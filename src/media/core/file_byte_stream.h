@@ -21,10 +21,10 @@ enum : uint32_t {
 
 constexpr size_t kFileByteStreamCacheSize = 4096;
 
-[[nodiscard]] Status MxByteStreamCreateForFileURL(MxAllocator* allocator, const MxURL& url,
-                                                  uint32_t permissions, MxByteStreamRef* out);
+Status MxByteStreamCreateForFileURL(MxAllocator* allocator, const MxURL& url, uint32_t permissions,
+                                    MxByteStreamRef* out);
 
 // A read-only stream on the file without the cache: every read reads exactly what is asked
 // for. For reads scattered through a large file, where 4096 bytes around each would be waste.
-[[nodiscard]] Status QorByteStreamCreateUncachedForFileURL(MxAllocator* allocator, const MxURL& url,
-                                                           MxByteStreamRef* out);
+Status QorByteStreamCreateUncachedForFileURL(MxAllocator* allocator, const MxURL& url,
+                                             MxByteStreamRef* out);

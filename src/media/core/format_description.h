@@ -30,9 +30,8 @@ class MxFormatDescription final : public MxObject {
 using MxFormatDescriptionRef = MxRef<MxFormatDescription>;
 
 // Makes a description; `extensions` may be null (none). The dictionary is copied.
-[[nodiscard]] Status MxFormatDescriptionCreate(MxAllocator* allocator, FourCC mediaType,
-                                               FourCC mediaSubType, const MxDictionary* extensions,
-                                               MxFormatDescriptionRef* out);
+Status MxFormatDescriptionCreate(MxAllocator* allocator, FourCC mediaType, FourCC mediaSubType,
+                                 const MxDictionary* extensions, MxFormatDescriptionRef* out);
 
 // Null descriptions answer 0 and null.
 FourCC MxFormatDescriptionGetMediaSubType(const MxFormatDescription* description);

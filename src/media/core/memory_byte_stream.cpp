@@ -13,8 +13,7 @@ class QorMemoryByteStream final : public MxByteStream {
   explicit QorMemoryByteStream(std::vector<uint8_t> bytes) : bytes_(std::move(bytes)) {}
   const char* ClassName() const override { return "QorMemoryByteStream"; }
 
-  [[nodiscard]] Status Read(size_t size, int64_t offset, void* destination,
-                            size_t* bytesRead) override {
+  Status Read(size_t size, int64_t offset, void* destination, size_t* bytesRead) override {
     if (offset < 0) return QorSignalErrorAt(kMxErrInvalidParameter);
     if (static_cast<uint64_t>(offset) >= bytes_.size()) return kMxErrEndOfStream;
     size_t n = std::min(size, bytes_.size() - static_cast<size_t>(offset));
@@ -23,7 +22,7 @@ class QorMemoryByteStream final : public MxByteStream {
     return kNoErr;
   }
 
-  [[nodiscard]] Status GetLength(int64_t, int64_t* length) override {
+  Status GetLength(int64_t, int64_t* length) override {
     if (length == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);
     *length = static_cast<int64_t>(bytes_.size());
     return kNoErr;

@@ -6,5 +6,4 @@
 
 #include "media/core/byte_stream.h"
 
-[[nodiscard]] Status MxByteStreamCreateForMemory(const uint8_t* bytes, size_t length,
-                                                 MxByteStreamRef* out);
+Status MxByteStreamCreateForMemory(const uint8_t* bytes, size_t length, MxByteStreamRef* out);

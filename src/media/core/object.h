@@ -32,12 +32,12 @@ class MxObject {
   virtual const char* ClassName() const = 0;
 
   // Common part of every class's table: copy a property by key, set a property.
-  [[nodiscard]] virtual Status CopyProperty(const std::string& key, MxValue* out) {
+  virtual Status CopyProperty(const std::string& key, MxValue* out) {
     (void)key;
     (void)out;
     return kMxErrUnimplemented;
   }
-  [[nodiscard]] virtual Status SetProperty(const std::string& key, const MxValue& value) {
+  virtual Status SetProperty(const std::string& key, const MxValue& value) {
     (void)key;
     (void)value;
     return kMxErrUnimplemented;

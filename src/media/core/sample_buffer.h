@@ -30,10 +30,10 @@ using MxSampleBufferRef = MxRef<MxSampleBuffer>;
 
 // The sample buffer keeps its own references to `data` and `formatDescription` (either may be
 // null).
-[[nodiscard]] Status MxSampleBufferCreate(MxAllocator* allocator, MxBlockBuffer* data,
-                                          MxFormatDescription* formatDescription,
-                                          MxTime outputPresentationTimeStamp, MxTime outputDuration,
-                                          MxSampleBufferRef* out);
+Status MxSampleBufferCreate(MxAllocator* allocator, MxBlockBuffer* data,
+                            MxFormatDescription* formatDescription,
+                            MxTime outputPresentationTimeStamp, MxTime outputDuration,
+                            MxSampleBufferRef* out);
 
 // Getters hand out the buffer's own objects without a new reference; a null sample buffer
 // answers null or kMxTimeInvalid.

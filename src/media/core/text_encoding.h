@@ -8,11 +8,9 @@
 
 #include "common/status.h"
 
-[[nodiscard]] Status MxTextCreateUTF16FromUTF8(const uint8_t* bytes, size_t size,
-                                               std::u16string* out);
+Status MxTextCreateUTF16FromUTF8(const uint8_t* bytes, size_t size, std::u16string* out);
 // UTF-16 code units stored as bytes in big-endian or little-endian order. An odd byte count is
 // invalid.
-[[nodiscard]] Status MxTextCreateUTF16FromBytes(const uint8_t* bytes, size_t size, bool bigEndian,
-                                                std::u16string* out);
-[[nodiscard]] Status MxTextCreateUTF8FromUTF16(const char16_t* units, size_t count,
-                                               std::string* out);
+Status MxTextCreateUTF16FromBytes(const uint8_t* bytes, size_t size, bool bigEndian,
+                                  std::u16string* out);
+Status MxTextCreateUTF8FromUTF16(const char16_t* units, size_t count, std::string* out);

@@ -38,9 +38,8 @@ class UTF8CheckingByteStream final : public MxByteStream {
   explicit UTF8CheckingByteStream(MxByteStream* source)
       : source_(MxByteStreamRef::Retained(source)) {}
   const char* ClassName() const override { return "UTF8CheckingByteStream"; }
-  [[nodiscard]] Status Read(size_t size, int64_t offset, void* destination,
-                            size_t* bytesRead) override;
-  [[nodiscard]] Status GetLength(int64_t offset, int64_t* length) override;
+  Status Read(size_t size, int64_t offset, void* destination, size_t* bytesRead) override;
+  Status GetLength(int64_t offset, int64_t* length) override;
 
   // What the reads so far have shown. Bytes are checked only as far as the reads reached
   // without a gap from the start; `complete` says whether the end of the stream was reached.
@@ -53,5 +52,4 @@ class UTF8CheckingByteStream final : public MxByteStream {
   bool ended_ = false;
 };
 
-[[nodiscard]] Status UTF8CheckingByteStreamCreate(MxByteStream* source,
-                                                  MxRef<UTF8CheckingByteStream>* out);
+Status UTF8CheckingByteStreamCreate(MxByteStream* source, MxRef<UTF8CheckingByteStream>* out);

@@ -27,7 +27,7 @@ struct MxURL {
   bool operator==(const MxURL& other) const = default;
 };
 
-[[nodiscard]] Status MxURLCreateWithFileSystemPath(const char* path, bool isDirectory, MxURL* out);
+Status MxURLCreateWithFileSystemPath(const char* path, bool isDirectory, MxURL* out);
 
 struct MxValue;
 using MxDictionary = std::map<std::string, MxValue, std::less<>>;

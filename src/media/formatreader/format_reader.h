@@ -49,41 +49,41 @@ class QorSampleCursor : public MxObject {
  public:
   // Moves by `stepCount` samples (negative: backwards) and reports how far it moved; moving
   // past either end stops there and reports the shorter count (0 at the last sample).
-  [[nodiscard]] virtual Status Step(int64_t stepCount, int64_t* stepped);
+  virtual Status Step(int64_t stepCount, int64_t* stepped);
   // The sample under the cursor: where its bytes are, its output presentation time stamp and
   // output duration, and its format description.
-  [[nodiscard]] virtual Status CopySampleLocation(QorSampleLocation* out);
-  [[nodiscard]] virtual Status GetOutputTiming(MxTime* presentationTimeStamp, MxTime* duration);
-  [[nodiscard]] virtual Status CopyFormatDescription(MxFormatDescriptionRef* out);
+  virtual Status CopySampleLocation(QorSampleLocation* out);
+  virtual Status GetOutputTiming(MxTime* presentationTimeStamp, MxTime* duration);
+  virtual Status CopyFormatDescription(MxFormatDescriptionRef* out);
 };
 
 class QorSampleCursorService : public MxObject {
  public:
-  [[nodiscard]] virtual Status CreateCursorAtFirstSample(MxRef<QorSampleCursor>* out);
+  virtual Status CreateCursorAtFirstSample(MxRef<QorSampleCursor>* out);
 };
 
 class QorTrackReader : public MxObject {
  public:
-  [[nodiscard]] virtual Status GetTrackInfo(QorTrackID* trackID, FourCC* mediaType);
-  [[nodiscard]] virtual Status CopySampleCursorService(MxRef<QorSampleCursorService>* out);
+  virtual Status GetTrackInfo(QorTrackID* trackID, FourCC* mediaType);
+  virtual Status CopySampleCursorService(MxRef<QorSampleCursorService>* out);
 };
 
 class QorSampleGenerator : public MxObject {
  public:
-  [[nodiscard]] virtual Status CreateSampleBufferAtCursor(QorSampleCursor* cursor,
-                                                          MxRef<MxSampleBuffer>* out);
+  virtual Status CreateSampleBufferAtCursor(QorSampleCursor* cursor, MxRef<MxSampleBuffer>* out);
 };
 
 class QorFormatReader : public MxObject {
  public:
-  [[nodiscard]] virtual Status GetTrackCount(int64_t* count);
-  [[nodiscard]] virtual Status CopyTrackByIndex(int64_t index, MxRef<QorTrackReader>* track,
-                                                FourCC* mediaType, QorTrackID* trackID);
+  virtual Status GetTrackCount(int64_t* count);
+  virtual Status CopyTrackByIndex(int64_t index, MxRef<QorTrackReader>* track, FourCC* mediaType,
+                                  QorTrackID* trackID);
   // The generator that reads sample data through byte streams. The base version makes the
   // library's byte-stream generator, which asks the cursor for the sample's location, timing
   // and format description; a reader with its own way of loading samples overrides this.
-  [[nodiscard]] virtual Status CreateSampleGeneratorUsingByteStreams(
-      MxAllocator* allocator, QorTrackReader* track, MxRef<QorSampleGenerator>* out);
+  virtual Status CreateSampleGeneratorUsingByteStreams(MxAllocator* allocator,
+                                                       QorTrackReader* track,
+                                                       MxRef<QorSampleGenerator>* out);
 };
 
 using QorFormatReaderRef = MxRef<QorFormatReader>;
@@ -94,26 +94,23 @@ using QorSampleGeneratorRef = MxRef<QorSampleGenerator>;
 
 // Entry points. A null object answers kMxErrInvalidParameter; outputs documented as optional
 // may be null.
-[[nodiscard]] Status QorFormatReaderGetTrackCount(QorFormatReader* reader, int64_t* count);
+Status QorFormatReaderGetTrackCount(QorFormatReader* reader, int64_t* count);
 // `mediaType` and `trackID` are optional.
-[[nodiscard]] Status QorFormatReaderCopyTrackByIndex(QorFormatReader* reader, int64_t index,
-                                                     QorTrackReaderRef* track, FourCC* mediaType,
-                                                     QorTrackID* trackID);
+Status QorFormatReaderCopyTrackByIndex(QorFormatReader* reader, int64_t index,
+                                       QorTrackReaderRef* track, FourCC* mediaType,
+                                       QorTrackID* trackID);
 // `mediaType` is optional.
-[[nodiscard]] Status QorTrackReaderGetTrackInfo(QorTrackReader* track, QorTrackID* trackID,
-                                                FourCC* mediaType);
-[[nodiscard]] Status QorTrackReaderCopySampleCursorService(QorTrackReader* track,
-                                                           QorSampleCursorServiceRef* out);
-[[nodiscard]] Status QorSampleCursorServiceCreateCursorAtFirstSample(
-    QorSampleCursorService* service, QorSampleCursorRef* out);
-[[nodiscard]] Status QorSampleCursorStep(QorSampleCursor* cursor, int64_t stepCount,
-                                         int64_t* stepped);
-[[nodiscard]] Status QorSampleGeneratorCreateSampleBufferAtCursor(QorSampleGenerator* generator,
-                                                                  QorSampleCursor* cursor,
-                                                                  MxSampleBufferRef* out);
+Status QorTrackReaderGetTrackInfo(QorTrackReader* track, QorTrackID* trackID, FourCC* mediaType);
+Status QorTrackReaderCopySampleCursorService(QorTrackReader* track, QorSampleCursorServiceRef* out);
+Status QorSampleCursorServiceCreateCursorAtFirstSample(QorSampleCursorService* service,
+                                                       QorSampleCursorRef* out);
+Status QorSampleCursorStep(QorSampleCursor* cursor, int64_t stepCount, int64_t* stepped);
+Status QorSampleGeneratorCreateSampleBufferAtCursor(QorSampleGenerator* generator,
+                                                    QorSampleCursor* cursor,
+                                                    MxSampleBufferRef* out);
 // `options` must be null and `flags` and `reserved` zero: they are kept for generators with
 // other read scheduling.
-[[nodiscard]] Status QorSampleGeneratorCreateForFormatReaderUsingByteStreams(
+Status QorSampleGeneratorCreateForFormatReaderUsingByteStreams(
     MxAllocator* allocator, QorFormatReader* reader, QorTrackReader* track,
     const MxDictionary* options, uint32_t flags, uint32_t reserved, QorSampleGeneratorRef* out);
 

@@ -280,6 +280,8 @@ Status QorFormatReaderCreateForStreamWithRegistry(const QorReaderRegistry* regis
                                      : *candidate == *step.value;
         if (!match) continue;
         QorThingInstantiator instantiate;
+        // Each attempt is a failure of its own: the origin recorded is that of the last one.
+        QorErrorOriginClear();
         lastStatus = QorThingGetInstantiator(registry, entry.thing, &instantiate);
         if (lastStatus == kNoErr) lastStatus = instantiate(stream, allocator, options, out);
         attempted = true;

@@ -84,21 +84,20 @@ class QorReaderRegistry {
   QorReaderFunctionTable functions_;
 };
 
-[[nodiscard]] Status QorReaderRegistryCreate(const QorReaderRegistryConfiguration& configuration,
-                                             std::unique_ptr<QorReaderRegistry>* out);
+Status QorReaderRegistryCreate(const QorReaderRegistryConfiguration& configuration,
+                               std::unique_ptr<QorReaderRegistry>* out);
 
 // The first thing in `registry` matching `criteria`, or kQorThingErrNotFound.
-[[nodiscard]] Status QorThingFind(const QorReaderRegistry* registry,
-                                  const QorThingCriteria& criteria, const QorThing** out);
+Status QorThingFind(const QorReaderRegistry* registry, const QorThingCriteria& criteria,
+                    const QorThing** out);
 const MxDictionary* QorThingGetInfo(const QorThing* thing);
 // The stored function, or the one its dictionary names (kQorThingErrFunctionNotFound when the
 // name is unknown).
-[[nodiscard]] Status QorThingGetInstantiator(const QorReaderRegistry* registry,
-                                             const QorThing* thing, QorThingInstantiator* out);
+Status QorThingGetInstantiator(const QorReaderRegistry* registry, const QorThing* thing,
+                               QorThingInstantiator* out);
 
 // Selection against a given registry.
-[[nodiscard]] Status QorFormatReaderCreateForStreamWithRegistry(const QorReaderRegistry* registry,
-                                                                MxByteStream* stream,
-                                                                MxAllocator* allocator,
-                                                                const MxDictionary* options,
-                                                                QorFormatReaderRef* out);
+Status QorFormatReaderCreateForStreamWithRegistry(const QorReaderRegistry* registry,
+                                                  MxByteStream* stream, MxAllocator* allocator,
+                                                  const MxDictionary* options,
+                                                  QorFormatReaderRef* out);

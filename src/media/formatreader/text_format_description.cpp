@@ -161,6 +161,7 @@ void ReadClassicTextFixedPart(MxByteCursor in, MxDictionary* extensions) {
 void ReadFontTable(MxByteCursor payload, MxDictionary* table) {
   uint16_t count = 0;
   if (!payload.ReadU16(&count) || size_t{count} * 3 > payload.Remaining()) {
+    // The description stands without its font names.
     (void)QorSignalErrorAt(kMxTextDescErrMalformed);
     return;
   }
@@ -170,6 +171,7 @@ void ReadFontTable(MxByteCursor payload, MxDictionary* table) {
     const uint8_t* name = nullptr;
     if (!payload.ReadS16(&fontID) || !payload.ReadU8(&nameLength) ||
         !payload.ReadBytes(nameLength, &name)) {
+      // The description stands without its font names.
       (void)QorSignalErrorAt(kMxTextDescErrMalformed);
       table->clear();
       return;

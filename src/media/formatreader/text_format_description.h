@@ -54,27 +54,26 @@ struct MxTextRect {
 // Makes a description from a big-endian sample entry (entry size and type included). The
 // subtype is the entry's type; `mediaType` ('text' or 'sbtl') becomes the media type. `flavor`
 // is accepted and not used.
-[[nodiscard]] Status MxTextFormatDescriptionCreateFromBigEndianTextDescriptionData(
+Status MxTextFormatDescriptionCreateFromBigEndianTextDescriptionData(
     MxAllocator* allocator, const uint8_t* bytes, size_t size, const char* flavor, FourCC mediaType,
     MxFormatDescriptionRef* out);
 // The same from a block buffer, made contiguous first.
-[[nodiscard]] Status MxTextFormatDescriptionCreateFromBigEndianTextDescriptionBlockBuffer(
+Status MxTextFormatDescriptionCreateFromBigEndianTextDescriptionBlockBuffer(
     MxAllocator* allocator, MxBlockBuffer* buffer, const char* flavor, FourCC mediaType,
     MxFormatDescriptionRef* out);
 
-[[nodiscard]] Status MxTextFormatDescriptionGetDisplayFlags(const MxFormatDescription* description,
-                                                            int32_t* flags);
-[[nodiscard]] Status MxTextFormatDescriptionGetJustification(const MxFormatDescription* description,
-                                                             int8_t* horizontal, int8_t* vertical);
+Status MxTextFormatDescriptionGetDisplayFlags(const MxFormatDescription* description,
+                                              int32_t* flags);
+Status MxTextFormatDescriptionGetJustification(const MxFormatDescription* description,
+                                               int8_t* horizontal, int8_t* vertical);
 // y is the top edge measured from the top when `originIsAtTopLeft`, else heightOfTextTrack - top.
-[[nodiscard]] Status MxTextFormatDescriptionGetDefaultTextBox(
-    const MxFormatDescription* description, bool originIsAtTopLeft, double heightOfTextTrack,
-    MxTextRect* box);
+Status MxTextFormatDescriptionGetDefaultTextBox(const MxFormatDescription* description,
+                                                bool originIsAtTopLeft, double heightOfTextTrack,
+                                                MxTextRect* box);
 // Every output may be null. `color` receives red, green, blue, alpha in [0, 1].
-[[nodiscard]] Status MxTextFormatDescriptionGetDefaultStyle(const MxFormatDescription* description,
-                                                            int16_t* fontID, bool* bold,
-                                                            bool* italic, bool* underline,
-                                                            double* fontSize, double color[4]);
+Status MxTextFormatDescriptionGetDefaultStyle(const MxFormatDescription* description,
+                                              int16_t* fontID, bool* bold, bool* italic,
+                                              bool* underline, double* fontSize, double color[4]);
 // The name points into the description and lives as long as it does.
-[[nodiscard]] Status MxTextFormatDescriptionGetFontName(const MxFormatDescription* description,
-                                                        int16_t fontID, const std::string** name);
+Status MxTextFormatDescriptionGetFontName(const MxFormatDescription* description, int16_t fontID,
+                                          const std::string** name);

@@ -147,6 +147,7 @@ void ReadStyleBox(MxByteCursor payload, const SampleText& text, QorTextSampleBuf
   uint16_t count = 0;
   if (payload.Size() <= 13 || !payload.ReadU16(&count) ||
       size_t{count} * kStyleRecordSize > payload.Remaining()) {
+    // A broken style box only loses the styles: the text is still shown.
     (void)QorSignalErrorAt(kQorTextSampleErrMalformed);
     return;
   }

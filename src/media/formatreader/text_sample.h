@@ -51,10 +51,10 @@ struct QorTextSampleBufferState {
   MxAttributeMergeCache merges;
 };
 
-[[nodiscard]] Status QorTextSampleBufferSetUpState(QorTextSampleBufferState* state,
-                                                   MxAllocator* allocator,
-                                                   MxFormatDescription* description);
+Status QorTextSampleBufferSetUpState(QorTextSampleBufferState* state, MxAllocator* allocator,
+                                     MxFormatDescription* description);
 // `isForced`, `flag29` and `textBox` may be null. The caller owns the string.
-[[nodiscard]] Status QorTextSampleBufferCopyAttributedString(
-    QorTextSampleBufferState* state, MxAllocator* allocator, MxSampleBuffer* sampleBuffer,
-    MxAttributedStringRef* out, bool* isForced, bool* flag29, MxTextRect* textBox);
+Status QorTextSampleBufferCopyAttributedString(QorTextSampleBufferState* state,
+                                               MxAllocator* allocator, MxSampleBuffer* sampleBuffer,
+                                               MxAttributedStringRef* out, bool* isForced,
+                                               bool* flag29, MxTextRect* textBox);

@@ -27,8 +27,8 @@ class ProbeReader {
   static ProbeReader ForMemory(const uint8_t* bytes, size_t length,
                                size_t budget = kProbeReadBudget);
   // A reader over a byte stream, which must know its length.
-  [[nodiscard]] static Status ForByteStream(MxByteStream* stream, ProbeReader* out,
-                                            size_t budget = kProbeReadBudget);
+  static Status ForByteStream(MxByteStream* stream, ProbeReader* out,
+                              size_t budget = kProbeReadBudget);
 
   int64_t Length() const { return length_; }
   size_t BytesRead() const { return bytesRead_; }
@@ -36,7 +36,7 @@ class ProbeReader {
   // Reads up to `size` bytes at `offset` into `out`, which ends up holding exactly the bytes
   // read: fewer than asked at the end of the data, none at or past it. Asking for more than the
   // budget has left fails with kMxErrProbeLimitExceeded.
-  [[nodiscard]] Status ReadAt(int64_t offset, size_t size, std::vector<uint8_t>* out);
+  Status ReadAt(int64_t offset, size_t size, std::vector<uint8_t>* out);
 
  private:
   ReadFunction read_;

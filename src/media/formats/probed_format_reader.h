@@ -12,6 +12,5 @@ using ContainerProbeFunction = Status (*)(ProbeReader& reader, ContainerProbe* o
 
 // Probes the stream with `probe` and makes a reader named `className` over the result; the
 // probe's status is returned when it fails.
-[[nodiscard]] Status QorProbedFormatReaderCreate(MxByteStream* byteStream,
-                                                 ContainerProbeFunction probe,
-                                                 const char* className, QorFormatReaderRef* out);
+Status QorProbedFormatReaderCreate(MxByteStream* byteStream, ContainerProbeFunction probe,
+                                   const char* className, QorFormatReaderRef* out);

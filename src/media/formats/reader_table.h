@@ -10,46 +10,35 @@
 #include "media/formatreader/reader_registry.h"
 
 // Movie files (ISO base media and classic movie atoms).
-[[nodiscard]] Status CinemoxMovieFormatReaderCreateFromStream(MxByteStream* byteStream,
-                                                              MxAllocator* allocator,
-                                                              const MxDictionary* options,
-                                                              QorFormatReaderRef* out);
-[[nodiscard]] Status AVIFormatReaderCreateFromStream(MxByteStream* byteStream,
-                                                     MxAllocator* allocator,
-                                                     const MxDictionary* options,
-                                                     QorFormatReaderRef* out);
+Status CinemoxMovieFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator* allocator,
+                                                const MxDictionary* options,
+                                                QorFormatReaderRef* out);
+Status AVIFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator* allocator,
+                                       const MxDictionary* options, QorFormatReaderRef* out);
 // MPEG program and transport streams; answers kMxErrNotMPEGStream for anything else.
-[[nodiscard]] Status MPEGFormatReaderCreateFromStream(MxByteStream* byteStream,
-                                                      MxAllocator* allocator,
-                                                      const MxDictionary* options,
-                                                      QorFormatReaderRef* out);
+Status MPEGFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator* allocator,
+                                        const MxDictionary* options, QorFormatReaderRef* out);
 // The same reader, scanning the stream for exact durations and time stamps.
-[[nodiscard]] Status MPEGFormatReaderCreateFromStreamForPreciseTiming(MxByteStream* byteStream,
-                                                                      MxAllocator* allocator,
-                                                                      const MxDictionary* options,
-                                                                      QorFormatReaderRef* out);
-[[nodiscard]] Status DVFormatReaderCreateFromStream(MxByteStream* byteStream,
-                                                    MxAllocator* allocator,
-                                                    const MxDictionary* options,
-                                                    QorFormatReaderRef* out);
-[[nodiscard]] Status QorAudioFileFormatReaderCreateFromStream(MxByteStream* byteStream,
-                                                              MxAllocator* allocator,
-                                                              const MxDictionary* options,
-                                                              QorFormatReaderRef* out);
-[[nodiscard]] Status QorAudioFileStreamFormatReaderCreateFromStream(MxByteStream* byteStream,
-                                                                    MxAllocator* allocator,
-                                                                    const MxDictionary* options,
-                                                                    QorFormatReaderRef* out);
-[[nodiscard]] Status WebVTTFormatReaderCreateFromStream(MxByteStream* byteStream,
+Status MPEGFormatReaderCreateFromStreamForPreciseTiming(MxByteStream* byteStream,
                                                         MxAllocator* allocator,
                                                         const MxDictionary* options,
                                                         QorFormatReaderRef* out);
+Status DVFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator* allocator,
+                                      const MxDictionary* options, QorFormatReaderRef* out);
+Status QorAudioFileFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator* allocator,
+                                                const MxDictionary* options,
+                                                QorFormatReaderRef* out);
+Status QorAudioFileStreamFormatReaderCreateFromStream(MxByteStream* byteStream,
+                                                      MxAllocator* allocator,
+                                                      const MxDictionary* options,
+                                                      QorFormatReaderRef* out);
+Status WebVTTFormatReaderCreateFromStream(MxByteStream* byteStream, MxAllocator* allocator,
+                                          const MxDictionary* options, QorFormatReaderRef* out);
 
 // The library's readers by function name: the table the process's registry is built from.
 const QorReaderFunctionTable& QorReaderLibraryFunctions();
 
 // Selection against the process's registry, built from the library's table on first use, once
 // per process.
-[[nodiscard]] Status QorFormatReaderCreateForStream(MxByteStream* stream, MxAllocator* allocator,
-                                                    const MxDictionary* options,
-                                                    QorFormatReaderRef* out);
+Status QorFormatReaderCreateForStream(MxByteStream* stream, MxAllocator* allocator,
+                                      const MxDictionary* options, QorFormatReaderRef* out);

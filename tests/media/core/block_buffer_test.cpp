@@ -36,9 +36,12 @@ TEST(BlockBuffer, AppendValidation) {
     MxAllocator* allocator;
     Status expected;
   } cases[] = {
-      {block, 10, 10, 10, null, -12703},  {block, 10, 6, 5, null, -12704},
-      {block, 0, 0, 1, null, -12704},     {block, 10, 0, 0, null, -12704},
-      {nullptr, 10, 0, 10, null, -12701}, {block, 10, 2, 8, null, kNoErr},
+      {block, 10, 10, 10, null, kMxBlockBufferBadOffsetParameter},
+      {block, 10, 6, 5, null, kMxBlockBufferBadLengthParameter},
+      {block, 0, 0, 1, null, kMxBlockBufferBadLengthParameter},
+      {block, 10, 0, 0, null, kMxBlockBufferBadLengthParameter},
+      {nullptr, 10, 0, 10, null, kMxBlockBufferBlockAllocationFailed},
+      {block, 10, 2, 8, null, kNoErr},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(MxBlockBufferAppendMemoryBlock(b.get(), c.memory, c.blockLength, c.allocator, nullptr,

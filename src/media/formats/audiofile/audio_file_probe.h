@@ -6,13 +6,13 @@
 #include "media/formats/container_probe.h"
 #include "media/formats/probe_reader.h"
 
-[[nodiscard]] Status AudioFileProbe(ProbeReader& reader, ContainerProbe* out);
+Status AudioFileProbe(ProbeReader& reader, ContainerProbe* out);
 
 // The individual kinds, each refusing data of another kind with kMxErrFormatNotRecognised.
-[[nodiscard]] Status WaveFileProbe(ProbeReader& reader, ContainerProbe* out);
-[[nodiscard]] Status AIFFFileProbe(ProbeReader& reader, ContainerProbe* out);
-[[nodiscard]] Status CAFFileProbe(ProbeReader& reader, ContainerProbe* out);
-[[nodiscard]] Status AUFileProbe(ProbeReader& reader, ContainerProbe* out);
+Status WaveFileProbe(ProbeReader& reader, ContainerProbe* out);
+Status AIFFFileProbe(ProbeReader& reader, ContainerProbe* out);
+Status CAFFileProbe(ProbeReader& reader, ContainerProbe* out);
+Status AUFileProbe(ProbeReader& reader, ContainerProbe* out);
 
 // Audio files are chunk lists; a file with more chunks than this before its audio is not
 // believed.

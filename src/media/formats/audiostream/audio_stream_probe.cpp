@@ -28,7 +28,7 @@ class FrameWindow {
   explicit FrameWindow(ProbeReader& reader) : reader_(reader) {}
   // Makes at least `size` bytes at `offset` available (fewer at the end of the data); the bytes
   // stay valid until the next call.
-  [[nodiscard]] Status At(int64_t offset, size_t size, const uint8_t** p, size_t* available) {
+  Status At(int64_t offset, size_t size, const uint8_t** p, size_t* available) {
     if (offset < start_ || offset + static_cast<int64_t>(size) > start_ + Size()) {
       const int64_t start = std::max(int64_t{0}, offset - kLookBehind);
       const size_t want = static_cast<size_t>(offset - start) + std::max(size, kWalkChunk);

@@ -9,4 +9,4 @@
 #include "media/formats/container_probe.h"
 #include "media/formats/probe_reader.h"
 
-[[nodiscard]] Status AudioStreamProbe(ProbeReader& reader, ContainerProbe* out);
+Status AudioStreamProbe(ProbeReader& reader, ContainerProbe* out);

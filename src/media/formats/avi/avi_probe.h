@@ -8,4 +8,4 @@
 #include "media/formats/container_probe.h"
 #include "media/formats/probe_reader.h"
 
-[[nodiscard]] Status AVIProbe(ProbeReader& reader, ContainerProbe* out);
+Status AVIProbe(ProbeReader& reader, ContainerProbe* out);

@@ -7,4 +7,4 @@
 #include "media/formats/container_probe.h"
 #include "media/formats/probe_reader.h"
 
-[[nodiscard]] Status DVProbe(ProbeReader& reader, ContainerProbe* out);
+Status DVProbe(ProbeReader& reader, ContainerProbe* out);

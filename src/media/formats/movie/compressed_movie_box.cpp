@@ -17,29 +17,41 @@ Status InflateCompressedMovieBox(std::span<const uint8_t> payload, uint64_t maxB
     BoxHeader h;
     if (Status err = ParseBoxHeader(c, c.Remaining(), &h)) return err;
     std::span<const uint8_t> body;
-    if (!c.Take(size_t(h.size - h.headerSize), &body)) return QorSignalErrorAt(kMovieErrMalformed);
+    if (!c.Take(size_t(h.size - h.headerSize), &body))
+      return QorSignalErrorBecause(kMovieErrMalformed, "a box is cut short");
     if (h.type == MxFourCC("dcom") && !method) {
       MxByteCursor d(body);
       uint32_t m;
-      if (!d.ReadU32(&m)) return QorSignalErrorAt(kMovieErrMalformed);
+      if (!d.ReadU32(&m))
+        return QorSignalErrorBecause(kMovieErrMalformed, "the compression method is cut short");
       method = m;
     } else if (h.type == MxFourCC("cmvd") && data.empty()) {
       data = body;
     }
   }
-  if (!method || data.empty()) return QorSignalErrorAt(kMovieErrMalformed);
-  if (*method != MxFourCC("zlib")) return QorSignalErrorAt(kMovieErrUnsupported);
+  if (!method) return QorSignalErrorBecause(kMovieErrMalformed, "no compression method ('dcom')");
+  if (data.empty()) return QorSignalErrorBecause(kMovieErrMalformed, "no compressed data ('cmvd')");
+  if (*method != MxFourCC("zlib"))
+    return QorSignalErrorBecause(kMovieErrUnsupported, "the compression method is not 'zlib'");
 
   MxByteCursor d(data);
   uint32_t declared;
-  if (!d.ReadU32(&declared)) return QorSignalErrorAt(kMovieErrMalformed);
-  if (declared < 8) return QorSignalErrorAt(kMovieErrMalformed);
-  if (declared > maxBytes) return QorSignalErrorAt(kMovieErrUnsupported);
+  if (!d.ReadU32(&declared))
+    return QorSignalErrorBecause(kMovieErrMalformed, "the inflated size is cut short");
+  if (declared < 8)
+    return QorSignalErrorBecause(kMovieErrMalformed, "an inflated size of # bytes", {declared});
+  if (declared > maxBytes) {
+    return QorSignalErrorBecause(kMovieErrUnsupported, "an inflated size of # bytes is over #",
+                                 {declared, maxBytes});
+  }
   std::span<const uint8_t> compressed = d.Rest();
   // Deflate expands at most about 1032 to 1: a larger declared size cannot be true, and is not
   // allocated.
-  if (declared > uint64_t(compressed.size()) * 1032 + 64)
-    return QorSignalErrorAt(kMovieErrMalformed);
+  if (declared > uint64_t(compressed.size()) * 1032 + 64) {
+    return QorSignalErrorBecause(kMovieErrMalformed,
+                                 "# compressed bytes cannot inflate to the # bytes declared",
+                                 {compressed.size(), declared});
+  }
 
   std::vector<uint8_t> result;
   try {
@@ -58,7 +70,10 @@ Status InflateCompressedMovieBox(std::span<const uint8_t> payload, uint64_t maxB
   const int rc = inflate(&z, Z_FINISH);
   const uLong produced = z.total_out;
   inflateEnd(&z);
-  if (rc != Z_STREAM_END || produced != declared) return QorSignalErrorAt(kMovieErrMalformed);
+  if (rc != Z_STREAM_END || produced != declared) {
+    return QorSignalErrorBecause(kMovieErrMalformed,
+                                 "the data does not inflate to the # bytes declared", {declared});
+  }
   *out = std::move(result);
   return kNoErr;
 }

@@ -11,5 +11,5 @@
 // Inflates the movie box held by the payload of a 'cmov' box into `out` (the whole box, header
 // included). The declared size must be at most `maxBytes` and must be exactly what inflates;
 // an unknown method or an over-large size answers kMovieErrUnsupported.
-[[nodiscard]] Status InflateCompressedMovieBox(std::span<const uint8_t> payload, uint64_t maxBytes,
-                                               std::vector<uint8_t>* out);
+Status InflateCompressedMovieBox(std::span<const uint8_t> payload, uint64_t maxBytes,
+                                 std::vector<uint8_t>* out);

@@ -6,9 +6,11 @@
 
 namespace {
 
-Status Malformed() {
-  return QorSignalErrorAt(kMovieErrMalformed);
+Status Malformed(QorErrorReason reason, std::initializer_list<uint64_t> numbers = {}) {
+  return QorSignalErrorBecause(kMovieErrMalformed, reason, numbers);
 }
+
+constexpr char kCutShort[] = "the box is cut short";
 
 // Version and flags of a full box.
 bool ReadFullBoxHeader(MxByteCursor& c, uint8_t* version, uint32_t* flags) {
@@ -16,20 +18,22 @@ bool ReadFullBoxHeader(MxByteCursor& c, uint8_t* version, uint32_t* flags) {
 }
 
 // A table of `count` entries of `entrySize` bytes that must fit in what is left of the box.
-bool TakeTable(MxByteCursor& c, uint32_t count, uint32_t entrySize, EntryTable* out) {
-  if (uint64_t(count) * entrySize > c.Remaining()) return false;
+Status TakeTable(MxByteCursor& c, uint32_t count, uint32_t entrySize, EntryTable* out) {
+  if (uint64_t(count) * entrySize > c.Remaining())
+    return Malformed("# entries do not fit in # bytes", {count, c.Remaining()});
   out->count = count;
   out->entrySize = entrySize;
-  return c.Take(size_t(count) * entrySize, &out->bytes);
+  if (!c.Take(size_t(count) * entrySize, &out->bytes)) return Malformed(kCutShort);
+  return kNoErr;
 }
 
 // Reads version, flags and an entry count, then the table of entries.
-bool ParseCountedTable(std::span<const uint8_t> payload, uint32_t entrySize, EntryTable* out,
-                       uint8_t* version = nullptr) {
+Status ParseCountedTable(std::span<const uint8_t> payload, uint32_t entrySize, EntryTable* out,
+                         uint8_t* version = nullptr) {
   MxByteCursor c(payload);
   uint8_t v;
   uint32_t flags, count;
-  if (!ReadFullBoxHeader(c, &v, &flags) || !c.ReadU32(&count)) return false;
+  if (!ReadFullBoxHeader(c, &v, &flags) || !c.ReadU32(&count)) return Malformed(kCutShort);
   if (version) *version = v;
   return TakeTable(c, count, entrySize, out);
 }
@@ -39,12 +43,12 @@ bool ParseCountedTable(std::span<const uint8_t> payload, uint32_t entrySize, Ent
 Status ParseBoxHeader(MxByteCursor& cursor, uint64_t available, BoxHeader* out) {
   MxByteCursor c = cursor;
   uint32_t size32, type;
-  if (!c.ReadU32(&size32) || !c.ReadU32(&type)) return Malformed();
+  if (!c.ReadU32(&size32) || !c.ReadU32(&type)) return Malformed("a box header is cut short");
   BoxHeader h;
   h.type = type;
   h.headerSize = 8;
   if (size32 == 1) {
-    if (!c.ReadU64(&h.size)) return Malformed();
+    if (!c.ReadU64(&h.size)) return Malformed("a box header is cut short");
     h.headerSize = 16;
   } else if (size32 == 0) {
     h.size = available;
@@ -52,10 +56,13 @@ Status ParseBoxHeader(MxByteCursor& cursor, uint64_t available, BoxHeader* out) 
     h.size = size32;
   }
   if (type == MxFourCC("uuid")) {
-    if (!c.Skip(16)) return Malformed();
+    if (!c.Skip(16)) return Malformed("a box header is cut short");
     h.headerSize += 16;
   }
-  if (h.size < h.headerSize || h.size > available) return Malformed();
+  if (h.size < h.headerSize)
+    return Malformed("a box of # bytes is smaller than its # byte header", {h.size, h.headerSize});
+  if (h.size > available)
+    return Malformed("a box of # bytes does not fit in the # bytes left", {h.size, available});
   cursor = c;
   *out = h;
   return kNoErr;
@@ -63,22 +70,21 @@ Status ParseBoxHeader(MxByteCursor& cursor, uint64_t available, BoxHeader* out) 
 
 Status FileTypeBox::Parse(std::span<const uint8_t> payload) {
   MxByteCursor c(payload);
-  if (!c.ReadU32(&majorBrand) || !c.ReadU32(&minorVersion)) return Malformed();
-  if (!TakeTable(c, uint32_t(c.Remaining() / 4), 4, &compatibleBrands)) return Malformed();
-  return kNoErr;
+  if (!c.ReadU32(&majorBrand) || !c.ReadU32(&minorVersion)) return Malformed(kCutShort);
+  return TakeTable(c, uint32_t(c.Remaining() / 4), 4, &compatibleBrands);
 }
 
 Status MovieHeaderBox::Parse(std::span<const uint8_t> payload) {
   MxByteCursor c(payload);
   uint8_t version;
   uint32_t flags;
-  if (!ReadFullBoxHeader(c, &version, &flags)) return Malformed();
+  if (!ReadFullBoxHeader(c, &version, &flags)) return Malformed(kCutShort);
   const bool wide = version == 1;
   uint64_t creation, modification;
   if (!c.ReadU32or64(wide, &creation) || !c.ReadU32or64(wide, &modification) ||
       !c.ReadU32(&timescale) || !c.ReadU32or64(wide, &duration))
-    return Malformed();
-  if (timescale == 0) return Malformed();
+    return Malformed(kCutShort);
+  if (timescale == 0) return Malformed("the timescale is 0");
   return kNoErr;
 }
 
@@ -88,7 +94,7 @@ Status TrackHeaderBox::Parse(std::span<const uint8_t> payload) {
   uint64_t creation, modification;
   if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU32or64(version == 1, &creation) ||
       !c.ReadU32or64(version == 1, &modification) || !c.ReadU32(&trackID))
-    return Malformed();
+    return Malformed(kCutShort);
   return kNoErr;
 }
 
@@ -98,7 +104,7 @@ Status TrackReferenceTypeBox::Parse(std::span<const uint8_t> payload) {
   trackIDs.reserve(c.Remaining() / 4);
   uint32_t id;
   while (c.ReadU32(&id)) trackIDs.push_back(id);
-  return c.AtEnd() ? kNoErr : Malformed();
+  return c.AtEnd() ? kNoErr : Malformed("# bytes follow the last track ID", {c.Remaining()});
 }
 
 EditListBox::Entry EditListBox::At(uint32_t index) const {
@@ -119,10 +125,9 @@ Status EditListBox::Parse(std::span<const uint8_t> payload) {
   MxByteCursor c(payload);
   uint8_t version;
   uint32_t flags, count;
-  if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU32(&count)) return Malformed();
+  if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU32(&count)) return Malformed(kCutShort);
   wide = version == 1;
-  if (!TakeTable(c, count, wide ? 20 : 12, &entries)) return Malformed();
-  return kNoErr;
+  return TakeTable(c, count, wide ? 20 : 12, &entries);
 }
 
 EditShift InterpretEditList(const std::optional<EditListBox>& editList) {
@@ -155,8 +160,8 @@ Status MediaHeaderBox::Parse(std::span<const uint8_t> payload) {
   if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU32or64(wide, &creation) ||
       !c.ReadU32or64(wide, &modification) || !c.ReadU32(&timescale) ||
       !c.ReadU32or64(wide, &duration) || !c.ReadU16(&language))
-    return Malformed();
-  if (timescale == 0) return Malformed();
+    return Malformed(kCutShort);
+  if (timescale == 0) return Malformed("the timescale is 0");
   return kNoErr;
 }
 
@@ -166,7 +171,7 @@ Status HandlerBox::Parse(std::span<const uint8_t> payload) {
   uint32_t flags, componentType;
   if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU32(&componentType) ||
       !c.ReadU32(&handlerType))
-    return Malformed();
+    return Malformed(kCutShort);
   return kNoErr;
 }
 
@@ -174,11 +179,11 @@ Status ExtendedLanguageBox::Parse(std::span<const uint8_t> payload) {
   MxByteCursor c(payload);
   uint8_t version;
   uint32_t flags;
-  if (!ReadFullBoxHeader(c, &version, &flags)) return Malformed();
+  if (!ReadFullBoxHeader(c, &version, &flags)) return Malformed(kCutShort);
   std::span<const uint8_t> rest = c.Rest();
   size_t n = 0;
   while (n < rest.size() && rest[n] != 0) ++n;
-  if (n == rest.size()) return Malformed();  // no terminator
+  if (n == rest.size()) return Malformed("the language tag has no terminating NUL");
   tag.assign(reinterpret_cast<const char*>(rest.data()), n);
   return kNoErr;
 }
@@ -187,16 +192,17 @@ Status SampleDescriptionBox::Parse(std::span<const uint8_t> payload) {
   MxByteCursor c(payload);
   uint8_t version;
   uint32_t flags, count;
-  if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU32(&count)) return Malformed();
+  if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU32(&count)) return Malformed(kCutShort);
   // Every entry has at least a size and a type.
-  if (uint64_t(count) * 8 > c.Remaining()) return Malformed();
+  if (uint64_t(count) * 8 > c.Remaining())
+    return Malformed("# entries do not fit in # bytes", {count, c.Remaining()});
   entries.reserve(count);
   for (uint32_t i = 0; i < count; ++i) {
     MxByteCursor at = c;
     BoxHeader h;
     if (Status err = ParseBoxHeader(at, c.Remaining(), &h)) return err;
     std::span<const uint8_t> entry;
-    if (!c.Take(size_t(h.size), &entry)) return Malformed();
+    if (!c.Take(size_t(h.size), &entry)) return Malformed(kCutShort);
     entries.push_back(entry);
   }
   return kNoErr;
@@ -208,18 +214,18 @@ uint32_t SampleDescriptionBox::EntryType(size_t index) const {
 }
 
 Status TimeToSampleBox::Parse(std::span<const uint8_t> payload) {
-  return ParseCountedTable(payload, 8, &runs) ? kNoErr : Malformed();
+  return ParseCountedTable(payload, 8, &runs);
 }
 
 Status CompositionOffsetBox::Parse(std::span<const uint8_t> payload) {
   uint8_t version = 0;
-  if (!ParseCountedTable(payload, 8, &runs, &version)) return Malformed();
+  if (Status err = ParseCountedTable(payload, 8, &runs, &version)) return err;
   signedOffsets = version == 1;
   return kNoErr;
 }
 
 Status SampleToChunkBox::Parse(std::span<const uint8_t> payload) {
-  return ParseCountedTable(payload, 12, &runs) ? kNoErr : Malformed();
+  return ParseCountedTable(payload, 12, &runs);
 }
 
 uint32_t SampleSizeBox::SizeAt(uint32_t index) const {
@@ -246,11 +252,12 @@ Status SampleSizeBox::Parse(std::span<const uint8_t> payload) {
   uint32_t flags;
   if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU32(&constantSize) ||
       !c.ReadU32(&sampleCount))
-    return Malformed();
+    return Malformed(kCutShort);
   fieldBits = 32;
   if (constantSize != 0) return kNoErr;
-  if (uint64_t(sampleCount) * 4 > c.Remaining()) return Malformed();
-  if (!c.Take(size_t(sampleCount) * 4, &table)) return Malformed();
+  if (uint64_t(sampleCount) * 4 > c.Remaining())
+    return Malformed("# entries do not fit in # bytes", {sampleCount, c.Remaining()});
+  if (!c.Take(size_t(sampleCount) * 4, &table)) return Malformed(kCutShort);
   return kNoErr;
 }
 
@@ -260,16 +267,18 @@ Status SampleSizeBox::ParseCompact(std::span<const uint8_t> payload) {
   uint32_t flags, reserved;
   if (!ReadFullBoxHeader(c, &version, &flags) || !c.ReadU24(&reserved) || !c.ReadU8(&fieldSize) ||
       !c.ReadU32(&sampleCount))
-    return Malformed();
-  if (fieldSize != 4 && fieldSize != 8 && fieldSize != 16) return Malformed();
+    return Malformed(kCutShort);
+  if (fieldSize != 4 && fieldSize != 8 && fieldSize != 16)
+    return Malformed("the field size is # bits, not 4, 8 or 16", {fieldSize});
   constantSize = 0;
   fieldBits = fieldSize;
   const uint64_t bytes = (uint64_t(sampleCount) * fieldSize + 7) / 8;
-  if (bytes > c.Remaining()) return Malformed();
-  if (!c.Take(size_t(bytes), &table)) return Malformed();
+  if (bytes > c.Remaining())
+    return Malformed("# entries do not fit in # bytes", {sampleCount, c.Remaining()});
+  if (!c.Take(size_t(bytes), &table)) return Malformed(kCutShort);
   return kNoErr;
 }
 
 Status ChunkOffsetBox::Parse(std::span<const uint8_t> payload, bool wide) {
-  return ParseCountedTable(payload, wide ? 8 : 4, &offsets) ? kNoErr : Malformed();
+  return ParseCountedTable(payload, wide ? 8 : 4, &offsets);
 }

@@ -26,7 +26,7 @@ struct BoxHeader {
 // Reads a box header at the cursor. `available` is the number of bytes from the box's start to
 // the end of its parent (or of the file): size 1 takes the 64-bit size that follows, size 0 means
 // "to the end of the parent", and a size below the header's or beyond `available` is malformed.
-[[nodiscard]] Status ParseBoxHeader(MxByteCursor& cursor, uint64_t available, BoxHeader* out);
+Status ParseBoxHeader(MxByteCursor& cursor, uint64_t available, BoxHeader* out);
 
 // A table of fixed-size entries inside the header bytes.
 struct EntryTable {
@@ -47,26 +47,26 @@ struct FileTypeBox {
   uint32_t majorBrand = 0;
   uint32_t minorVersion = 0;
   EntryTable compatibleBrands;
-  [[nodiscard]] Status Parse(std::span<const uint8_t> payload);
+  Status Parse(std::span<const uint8_t> payload);
 };
 
 struct MovieHeaderBox {
   uint32_t timescale = 0;
   uint64_t duration = 0;
-  [[nodiscard]] Status Parse(std::span<const uint8_t> payload);
+  Status Parse(std::span<const uint8_t> payload);
 };
 
 struct TrackHeaderBox {
   uint32_t flags = 0;
   uint32_t trackID = 0;
   bool Enabled() const { return (flags & 1) != 0; }
-  [[nodiscard]] Status Parse(std::span<const uint8_t> payload);
+  Status Parse(std::span<const uint8_t> payload);
 };
 
 // The track IDs of one reference type in a 'tref' box.
 struct TrackReferenceTypeBox {
   std::vector<uint32_t> trackIDs;
-  [[nodiscard]] Status Parse(std::span<const uint8_t> payload);
+  Status Parse(std::span<const uint8_t> payload);
 };
 
 struct EditListBox {
@@ -80,7 +80,7 @@ struct EditListBox {
   bool wide = false;  // version 1: 64-bit duration and media time
 
   Entry At(uint32_t index) const;
-  [[nodiscard]] Status Parse(std::span<const uint8_t> payload);
+  Status Parse(std::span<const uint8_t> payload);
 };
 
 // What an edit list does to presentation times. Only these forms change nothing but a constant
@@ -97,24 +97,24 @@ struct MediaHeaderBox {
   uint32_t timescale = 0;
   uint64_t duration = 0;
   uint16_t language = 0;  // packed ISO 639-2/T letters, or a classic language number
-  [[nodiscard]] Status Parse(std::span<const uint8_t> payload);
+  Status Parse(std::span<const uint8_t> payload);
 };
 
 struct HandlerBox {
   uint32_t handlerType = 0;
-  [[nodiscard]] Status Parse(std::span<const uint8_t> payload);
+  Status Parse(std::span<const uint8_t> payload);
 };
 
 // 'elng': a NUL-terminated language tag (kept as read; checked where it is reported).
 struct ExtendedLanguageBox {
   std::string tag;
-  [[nodiscard]] Status Parse(std::span<const uint8_t> payload);
+  Status Parse(std::span<const uint8_t> payload);
 };
 
 // 'stsd': each entry's complete bytes (size and type included), for the format description.
 struct SampleDescriptionBox {
   std::vector<std::span<const uint8_t>> entries;
-  [[nodiscard]] Status Parse(std::span<const uint8_t> payload);
+  Status Parse(std::span<const uint8_t> payload);
   uint32_t EntryType(size_t index) const;
 };
 
@@ -123,7 +123,7 @@ struct TimeToSampleBox {
   EntryTable runs;
   uint32_t RunCount(uint32_t i) const { return uint32_t(runs.Field(i, 0, 4)); }
   uint32_t RunDelta(uint32_t i) const { return uint32_t(runs.Field(i, 4, 4)); }
-  [[nodiscard]] Status Parse(std::span<const uint8_t> payload);
+  Status Parse(std::span<const uint8_t> payload);
 };
 
 // 'ctts': runs of (sample count, composition offset); version 1 offsets are signed.
@@ -135,7 +135,7 @@ struct CompositionOffsetBox {
     uint32_t raw = uint32_t(runs.Field(i, 4, 4));
     return signedOffsets ? int64_t(int32_t(raw)) : int64_t(raw);
   }
-  [[nodiscard]] Status Parse(std::span<const uint8_t> payload);
+  Status Parse(std::span<const uint8_t> payload);
 };
 
 // 'stsc': runs of (first chunk, samples per chunk, sample description index).
@@ -144,7 +144,7 @@ struct SampleToChunkBox {
   uint32_t FirstChunk(uint32_t i) const { return uint32_t(runs.Field(i, 0, 4)); }
   uint32_t SamplesPerChunk(uint32_t i) const { return uint32_t(runs.Field(i, 4, 4)); }
   uint32_t DescriptionIndex(uint32_t i) const { return uint32_t(runs.Field(i, 8, 4)); }
-  [[nodiscard]] Status Parse(std::span<const uint8_t> payload);
+  Status Parse(std::span<const uint8_t> payload);
 };
 
 // 'stsz' or 'stz2': one size for every sample, or a table of 4, 8, 16 or 32-bit sizes.
@@ -155,13 +155,13 @@ struct SampleSizeBox {
   std::span<const uint8_t> table;
 
   uint32_t SizeAt(uint32_t index) const;
-  [[nodiscard]] Status Parse(std::span<const uint8_t> payload);         // 'stsz'
-  [[nodiscard]] Status ParseCompact(std::span<const uint8_t> payload);  // 'stz2'
+  Status Parse(std::span<const uint8_t> payload);         // 'stsz'
+  Status ParseCompact(std::span<const uint8_t> payload);  // 'stz2'
 };
 
 // 'stco' or 'co64'.
 struct ChunkOffsetBox {
   EntryTable offsets;
   uint64_t OffsetAt(uint32_t i) const { return offsets.Field(i, 0, offsets.entrySize); }
-  [[nodiscard]] Status Parse(std::span<const uint8_t> payload, bool wide);
+  Status Parse(std::span<const uint8_t> payload, bool wide);
 };

@@ -39,7 +39,7 @@ class MovieFormatReader final : public QorFormatReader {
  public:
   const char* ClassName() const override { return "QorMovieFormatReader"; }
 
-  [[nodiscard]] Status Open(MxByteStream* stream);
+  Status Open(MxByteStream* stream);
 
   Status CopyProperty(const std::string& key, MxValue* out) override;
   Status GetTrackCount(int64_t* count) override {
@@ -109,8 +109,11 @@ class MovieSampleCursor final : public QorSampleCursor {
     SampleInfo info;
     if (Status err = Current(&info)) return err;
     const uint64_t fileLength = uint64_t(track_->Reader()->FileLength());
-    if (info.fileOffset > fileLength || info.size > fileLength - info.fileOffset)
-      return QorSignalErrorAt(kMovieErrSampleOutOfRange);
+    if (info.fileOffset > fileLength || info.size > fileLength - info.fileOffset) {
+      return QorSignalErrorBecause(kMovieErrSampleOutOfRange,
+                                   "a sample of # bytes at byte # ends past the # byte file",
+                                   {info.size, info.fileOffset, fileLength});
+    }
     out->byteStream = MxByteStreamRef::Retained(track_->Reader()->SampleStream());
     out->offset = int64_t(info.fileOffset);
     out->length = int64_t(info.size);
@@ -146,7 +149,7 @@ class MovieSampleCursor final : public QorSampleCursor {
  private:
   // The sample at the position, worked out once per position: its location, timing and
   // description are asked for one after the other.
-  [[nodiscard]] Status Current(SampleInfo* out) {
+  Status Current(SampleInfo* out) {
     if (!currentKnown_) {
       currentStatus_ = position_.Current(&current_);
       currentKnown_ = true;
@@ -309,18 +312,29 @@ Status MovieFormatReader::Open(MxByteStream* stream) {
   if (Status err = MovieHeaderRead(stream, &header_, &fileLength_)) return err;
   sampleStream_ = SampleStreamFor(stream, fileLength_);
   const MovieHeaderBox& mvhd = *header_->mvhd;
-  if (mvhd.timescale > uint32_t(INT32_MAX) || mvhd.duration > uint64_t(INT64_MAX))
-    return QorSignalErrorAt(kMovieErrMalformed);
+  if (mvhd.timescale > uint32_t(INT32_MAX))
+    return QorSignalErrorBecause(kMovieErrMalformed, "'mvhd' timescale # is over 2^31 - 1",
+                                 {mvhd.timescale});
+  if (mvhd.duration > uint64_t(INT64_MAX))
+    return QorSignalErrorBecause(kMovieErrMalformed, "'mvhd' duration is over 2^63 - 1");
 
   tracks_.resize(header_->tracks.size());
   for (size_t i = 0; i < tracks_.size(); ++i) {
     TrackState& t = tracks_[i];
     t.boxes = &header_->tracks[i];
-    if (t.boxes->mdhd->timescale > uint32_t(INT32_MAX)) return QorSignalErrorAt(kMovieErrMalformed);
+    if (t.boxes->mdhd->timescale > uint32_t(INT32_MAX)) {
+      return QorSignalErrorBecause(kMovieErrMalformed, "'mdhd' timescale # is over 2^31 - 1",
+                                   {t.boxes->mdhd->timescale});
+    }
     t.mediaTimescale = int32_t(t.boxes->mdhd->timescale);
-    if (Status err = SampleTable::Make(*t.boxes, &t.table)) return err;
+    if (Status err = SampleTable::Make(*t.boxes, &t.table)) {
+      const MovieBoxPlace& place = t.boxes->sampleTablePlace;
+      QorErrorOriginPlaceInBox(err, MxFourCC("stbl"), place.offset, place.inflated);
+      return err;
+    }
     t.shift = InterpretEditList(t.boxes->editList);
-    if (t.shift.emptyDuration > uint64_t(INT64_MAX)) return QorSignalErrorAt(kMovieErrMalformed);
+    if (t.shift.emptyDuration > uint64_t(INT64_MAX))
+      return QorSignalErrorBecause(kMovieErrMalformed, "the empty edits last over 2^63 - 1");
     t.language = LanguageTagFromMediaLanguage(t.boxes->mdhd->language);
     if (t.boxes->elng && IsWellFormedLanguageTag(t.boxes->elng->tag))
       t.extendedLanguage = t.boxes->elng->tag;

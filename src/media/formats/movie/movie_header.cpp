@@ -8,14 +8,21 @@
 
 namespace {
 
-Status Malformed() {
-  return QorSignalErrorAt(kMovieErrMalformed);
+Status Malformed(QorErrorReason reason, std::initializer_list<uint64_t> numbers = {}) {
+  return QorSignalErrorBecause(kMovieErrMalformed, reason, numbers);
 }
 
 struct ParseState {
   MovieHeader* movie = nullptr;
   MovieTrack* track = nullptr;
   bool inflated = false;  // walking the movie box of a compressed movie box
+  // The bytes being walked start at `base`, which is byte `baseOffset` of the file (or of the
+  // inflated movie box): a failure is placed in the box it was found in.
+  const uint8_t* base = nullptr;
+  int64_t baseOffset = 0;
+  int64_t boxOffset = 0;  // the first byte of the box whose handler runs
+
+  int64_t OffsetOf(const uint8_t* p) const { return baseOffset + (p - base); }
 };
 
 using BoxHandler = Status (*)(ParseState& state, std::span<const uint8_t> payload);
@@ -35,13 +42,18 @@ Status WalkChildren(ParseState& state, std::span<const uint8_t> payload,
   // A trailing zero-filled word (a 32-bit terminator some writers put after the last child) ends
   // the list.
   while (c.Remaining() >= 8) {
+    const uint8_t* boxStart = c.Current();
     BoxHeader h;
     if (Status err = ParseBoxHeader(c, c.Remaining(), &h)) return err;
     std::span<const uint8_t> body;
-    if (!c.Take(size_t(h.size - h.headerSize), &body)) return Malformed();
+    if (!c.Take(size_t(h.size - h.headerSize), &body)) return Malformed("a box is cut short");
     for (const BoxHandlerEntry& entry : table) {
       if (entry.type != h.type) continue;
-      if (Status err = entry.handler(state, body)) return err;
+      state.boxOffset = state.OffsetOf(boxStart);
+      if (Status err = entry.handler(state, body)) {
+        QorErrorOriginPlaceInBox(err, h.type, state.OffsetOf(boxStart), state.inflated);
+        return err;
+      }
       break;
     }
   }
@@ -128,6 +140,7 @@ constexpr BoxHandlerEntry kSampleTableChildren[] = {
 constexpr BoxHandlerEntry kMediaInformationChildren[] = {
     {MxFourCC("stbl"),
      [](ParseState& s, std::span<const uint8_t> p) {
+       s.track->sampleTablePlace = {s.boxOffset, s.inflated};
        return WalkChildren(s, p, kSampleTableChildren);
      }},
 };
@@ -185,7 +198,9 @@ Status ParseTrack(ParseState& s, std::span<const uint8_t> payload) {
   s.track = nullptr;
   if (err) return err;
   const MovieTrack& t = s.movie->tracks.back();
-  if (!t.tkhd || !t.mdhd || !t.hdlr) return Malformed();
+  if (!t.tkhd) return Malformed("the track has no 'tkhd' box");
+  if (!t.mdhd) return Malformed("the track has no 'mdhd' box");
+  if (!t.hdlr) return Malformed("the track has no 'hdlr' box");
   return kNoErr;
 }
 
@@ -196,31 +211,40 @@ constexpr BoxHandlerEntry kMovieChildren[] = {
      [](ParseState& s, std::span<const uint8_t> p) { return ParseOnce(s.movie->mvhd, p); }},
     {MxFourCC("trak"), ParseTrack},
     {MxFourCC("mvex"),
-     [](ParseState&, std::span<const uint8_t>) { return QorSignalErrorAt(kMovieErrFragmented); }},
+     [](ParseState&, std::span<const uint8_t>) {
+       return QorSignalErrorBecause(kMovieErrFragmented, "the movie is fragmented");
+     }},
     {MxFourCC("cmov"), ParseCompressedMovie},
 };
 
 Status ParseCompressedMovie(ParseState& s, std::span<const uint8_t> payload) {
   // A compressed movie box inside an inflated one is refused: it could nest without end.
-  if (s.inflated || !s.movie->inflatedBytes.empty()) return Malformed();
+  if (s.inflated || !s.movie->inflatedBytes.empty())
+    return Malformed("a compressed movie box within a compressed movie box");
   std::vector<uint8_t> inflated;
   if (Status err = InflateCompressedMovieBox(payload, kMaxMovieHeaderBytes, &inflated)) return err;
   s.movie->inflatedBytes = std::move(inflated);
   MxByteCursor c(s.movie->inflatedBytes);
   BoxHeader h;
   if (Status err = ParseBoxHeader(c, c.Remaining(), &h)) return err;
-  if (h.type != MxFourCC("moov") || h.size != s.movie->inflatedBytes.size()) return Malformed();
-  s.inflated = true;
-  Status err = WalkChildren(s, c.Rest(), kMovieChildren);
-  s.inflated = false;
+  if (h.type != MxFourCC("moov") || h.size != s.movie->inflatedBytes.size())
+    return Malformed("the inflated header is not one movie box");
+  ParseState inner = s;
+  inner.inflated = true;
+  inner.base = s.movie->inflatedBytes.data();
+  inner.baseOffset = 0;
+  Status err = WalkChildren(inner, c.Rest(), kMovieChildren);
+  if (err) QorErrorOriginPlaceInBox(err, MxFourCC("moov"), 0, true);
   return err;
 }
 
-Status ParseMovieChildren(MovieHeader* movie) {
+Status ParseMovieChildren(MovieHeader* movie, int64_t payloadOffset) {
   ParseState state;
   state.movie = movie;
+  state.base = movie->movieBytes.data();
+  state.baseOffset = payloadOffset;
   if (Status err = WalkChildren(state, movie->movieBytes, kMovieChildren)) return err;
-  if (!movie->mvhd) return Malformed();
+  if (!movie->mvhd) return Malformed("the movie has no 'mvhd' box");
   return kNoErr;
 }
 
@@ -232,7 +256,7 @@ Status ReadExactly(MxByteStream* stream, int64_t offset, size_t size, uint8_t* d
     Status err = MxByteStreamReadBytes(stream, size - done, offset + int64_t(done),
                                        destination + done, &got);
     if (err == kMxErrEndOfStream || (err == kNoErr && got == 0))
-      return QorSignalErrorAt(kMovieErrMalformed);
+      return Malformed("the file ends at byte #, within the box", {uint64_t(offset) + done});
     if (err) return err;
     done += got;
   }
@@ -241,11 +265,12 @@ Status ReadExactly(MxByteStream* stream, int64_t offset, size_t size, uint8_t* d
 
 }  // namespace
 
-Status MovieHeaderParseMovieBox(std::vector<uint8_t> payload, std::unique_ptr<MovieHeader>* out) {
+Status MovieHeaderParseMovieBox(std::vector<uint8_t> payload, std::unique_ptr<MovieHeader>* out,
+                                int64_t payloadOffset) {
   auto movie = std::unique_ptr<MovieHeader>(new (std::nothrow) MovieHeader);
   if (!movie) return QorSignalErrorAt(kMxErrAllocationFailed);
   movie->movieBytes = std::move(payload);
-  if (Status err = ParseMovieChildren(movie.get())) return err;
+  if (Status err = ParseMovieChildren(movie.get(), payloadOffset)) return err;
   *out = std::move(movie);
   return kNoErr;
 }
@@ -254,7 +279,7 @@ Status MovieHeaderRead(MxByteStream* stream, std::unique_ptr<MovieHeader>* out,
                        int64_t* fileLength) {
   int64_t length = 0;
   if (Status err = stream->GetLength(0, &length)) return err;
-  if (length < 0) return Malformed();
+  if (length < 0) return Malformed("the length of the file is not known");
   if (fileLength) *fileLength = length;
 
   std::vector<uint8_t> fileType;
@@ -265,27 +290,43 @@ Status MovieHeaderRead(MxByteStream* stream, std::unique_ptr<MovieHeader>* out,
     if (Status err = ReadExactly(stream, offset, want, raw)) return err;
     MxByteCursor c(std::span<const uint8_t>(raw, want));
     BoxHeader h;
-    if (Status err = ParseBoxHeader(c, uint64_t(length - offset), &h)) return err;
+    if (Status err = ParseBoxHeader(c, uint64_t(length - offset), &h)) {
+      QorErrorOriginPlaceInBox(err, FourCC(MxLoadBigEndian(raw + 4, 4)), offset, false);
+      return err;
+    }
     const int64_t bodyOffset = offset + h.headerSize;
     const uint64_t bodySize = h.size - h.headerSize;
 
-    if (h.type == MxFourCC("moof") || h.type == MxFourCC("mfra"))
-      return QorSignalErrorAt(kMovieErrFragmented);
+    if (h.type == MxFourCC("moof") || h.type == MxFourCC("mfra")) {
+      const Status err = QorSignalErrorBecause(kMovieErrFragmented, "the movie is fragmented");
+      QorErrorOriginPlaceInBox(err, h.type, offset, false);
+      return err;
+    }
     if (h.type == MxFourCC("ftyp") && fileType.empty() && bodySize <= 4096) {
       fileType.resize(size_t(bodySize));
       if (Status err = ReadExactly(stream, bodyOffset, fileType.size(), fileType.data()))
         return err;
     } else if (h.type == MxFourCC("moov")) {
-      if (bodySize > kMaxMovieHeaderBytes) return QorSignalErrorAt(kMovieErrUnsupported);
+      if (bodySize > kMaxMovieHeaderBytes) {
+        const Status err =
+            QorSignalErrorBecause(kMovieErrUnsupported, "a movie box of # bytes is over #",
+                                  {bodySize, kMaxMovieHeaderBytes});
+        QorErrorOriginPlaceInBox(err, h.type, offset, false);
+        return err;
+      }
       std::vector<uint8_t> body;
       try {
         body.resize(size_t(bodySize));
       } catch (const std::bad_alloc&) {
         return QorSignalErrorAt(kMxErrAllocationFailed);
       }
-      if (Status err = ReadExactly(stream, bodyOffset, body.size(), body.data())) return err;
       std::unique_ptr<MovieHeader> movie;
-      if (Status err = MovieHeaderParseMovieBox(std::move(body), &movie)) return err;
+      Status err = ReadExactly(stream, bodyOffset, body.size(), body.data());
+      if (err == kNoErr) err = MovieHeaderParseMovieBox(std::move(body), &movie, bodyOffset);
+      if (err) {
+        QorErrorOriginPlaceInBox(err, h.type, offset, false);
+        return err;
+      }
       if (!fileType.empty()) {
         movie->fileTypeBytes = std::move(fileType);
         FileTypeBox ftyp;
@@ -296,5 +337,5 @@ Status MovieHeaderRead(MxByteStream* stream, std::unique_ptr<MovieHeader>* out,
     }
     offset += int64_t(h.size);
   }
-  return Malformed();  // no movie box
+  return Malformed("the file has no movie box");
 }

@@ -19,6 +19,13 @@ inline constexpr uint64_t kMaxMovieHeaderBytes = 128ull << 20;
 // Content tags kept per track; further 'tagc' boxes are ignored.
 inline constexpr size_t kMaxContentTags = 16;
 
+// Where a box starts: its first byte in the file, or in the inflated movie box of a compressed
+// movie box.
+struct MovieBoxPlace {
+  int64_t offset = -1;
+  bool inflated = false;
+};
+
 struct MovieTrack {
   std::optional<TrackHeaderBox> tkhd;
   std::vector<uint32_t> forcedTrackIDs;  // 'tref' / 'forc', as listed (the reader filters them)
@@ -34,6 +41,7 @@ struct MovieTrack {
   std::optional<ChunkOffsetBox> chunkOffsets;  // 'stco' or 'co64'
   std::optional<std::string> name;             // 'udta' / 'name', bytes as stored
   std::vector<std::string> contentTags;        // 'udta' / 'tagc' boxes, each up to a NUL
+  MovieBoxPlace sampleTablePlace;              // 'stbl', for the places of failures
 };
 
 class MovieHeader {
@@ -55,9 +63,10 @@ class MovieHeader {
 
 // Reads the header of the movie file behind `stream`. `fileLength` receives the stream's length.
 // Fragmented files answer kMovieErrFragmented, broken ones kMovieErrMalformed.
-[[nodiscard]] Status MovieHeaderRead(MxByteStream* stream, std::unique_ptr<MovieHeader>* out,
-                                     int64_t* fileLength);
+Status MovieHeaderRead(MxByteStream* stream, std::unique_ptr<MovieHeader>* out,
+                       int64_t* fileLength);
 
-// Parses a movie box payload already in memory (taken over by the header).
-[[nodiscard]] Status MovieHeaderParseMovieBox(std::vector<uint8_t> payload,
-                                              std::unique_ptr<MovieHeader>* out);
+// Parses a movie box payload already in memory (taken over by the header); `payloadOffset` is
+// where the payload starts in the file, for the places of failures.
+Status MovieHeaderParseMovieBox(std::vector<uint8_t> payload, std::unique_ptr<MovieHeader>* out,
+                                int64_t payloadOffset = 8);

@@ -6,8 +6,8 @@
 
 namespace {
 
-Status Malformed() {
-  return QorSignalErrorAt(kMovieErrMalformed);
+Status Malformed(QorErrorReason reason, std::initializer_list<uint64_t> numbers = {}) {
+  return QorSignalErrorBecause(kMovieErrMalformed, reason, numbers);
 }
 
 uint64_t SaturatingAdd(uint64_t a, uint64_t b) {
@@ -24,7 +24,11 @@ Status SampleTable::Make(const MovieTrack& track, SampleTable* out) {
     *out = t;
     return kNoErr;
   }
-  if (present != 4 || !track.stsd) return Malformed();
+  if (present != 4 || !track.stsd) {
+    return Malformed(
+        "the sample table lacks one of 'stsd', 'stts', 'stsc', 'stsz' or 'stz2', 'stco' or "
+        "'co64'");
+  }
   t.stts_ = &*track.stts;
   t.ctts_ = track.ctts ? &*track.ctts : nullptr;
   t.stsc_ = &*track.stsc;
@@ -39,11 +43,12 @@ Status SampleTable::Make(const MovieTrack& track, SampleTable* out) {
     timed += t.stts_->RunCount(i);
     totalTime = SaturatingAdd(totalTime, uint64_t(t.stts_->RunCount(i)) * t.stts_->RunDelta(i));
   }
-  if (timed != n || totalTime > uint64_t(INT64_MAX)) return Malformed();
+  if (timed != n) return Malformed("'stts' times # samples of #", {timed, uint64_t(n)});
+  if (totalTime > uint64_t(INT64_MAX)) return Malformed("'stts' adds up to more than 2^63 ticks");
   if (t.ctts_) {
     uint64_t offsets = 0;
     for (uint32_t i = 0; i < t.ctts_->runs.count; ++i) offsets += t.ctts_->RunCount(i);
-    if (offsets < n) return Malformed();
+    if (offsets < n) return Malformed("'ctts' offsets # samples of #", {offsets, uint64_t(n)});
   }
   if (n == 0) {
     *out = t;
@@ -54,24 +59,32 @@ Status SampleTable::Make(const MovieTrack& track, SampleTable* out) {
   // description, and together the runs hold every sample within the chunks that exist.
   const uint32_t chunkCount = t.chunks_->offsets.count;
   const uint32_t runs = t.stsc_->runs.count;
-  if (runs == 0 || t.stsc_->FirstChunk(0) != 1) return Malformed();
+  if (runs == 0) return Malformed("'stsc' has no runs for # samples", {uint64_t(n)});
+  if (t.stsc_->FirstChunk(0) != 1)
+    return Malformed("the first 'stsc' run starts at chunk #", {t.stsc_->FirstChunk(0)});
   const size_t descriptions = track.stsd->entries.size();
   uint64_t mapped = 0;
   for (uint32_t i = 0; i < runs && mapped < n; ++i) {
     const uint32_t first = t.stsc_->FirstChunk(i);
     const uint32_t perChunk = t.stsc_->SamplesPerChunk(i);
     const uint32_t description = t.stsc_->DescriptionIndex(i);
-    if (first == 0 || first > chunkCount || perChunk == 0) return Malformed();
-    if (description == 0 || description > descriptions) return Malformed();
+    if (first == 0 || first > chunkCount)
+      return Malformed("'stsc' run # starts at chunk # of #", {i + 1ull, first, chunkCount});
+    if (perChunk == 0) return Malformed("'stsc' run # has no samples per chunk", {i + 1ull});
+    if (description == 0 || description > descriptions) {
+      return Malformed("'stsc' run # names sample description # of #",
+                       {i + 1ull, description, descriptions});
+    }
     uint64_t end = uint64_t(chunkCount) + 1;
     if (i + 1 < runs) {
       const uint32_t next = t.stsc_->FirstChunk(i + 1);
-      if (next <= first) return Malformed();
+      if (next <= first)
+        return Malformed("'stsc' run # does not start after run #", {i + 2ull, i + 1ull});
       end = std::min<uint64_t>(next, end);
     }
     mapped = SaturatingAdd(mapped, (end - first) * perChunk);
   }
-  if (mapped < n) return Malformed();
+  if (mapped < n) return Malformed("'stsc' places # samples of # in chunks", {mapped, uint64_t(n)});
   *out = t;
   return kNoErr;
 }
@@ -97,7 +110,8 @@ Status SamplePosition::Current(SampleInfo* out) const {
   info.decodeTime = int64_t(decodeTime_);
   info.duration = t.stts_->RunDelta(deltas_.Run());
   const int64_t offset = t.ctts_ ? t.ctts_->RunOffset(offsets_.Run()) : 0;
-  if (__builtin_add_overflow(info.decodeTime, offset, &info.presentationTime)) return Malformed();
+  if (__builtin_add_overflow(info.decodeTime, offset, &info.presentationTime))
+    return Malformed("sample #'s presentation time overflows", {sample_ + 1ull});
   info.size = t.sizes_->SizeAt(sample_);
   info.fileOffset = offset_;
   info.descriptionIndex = t.stsc_->DescriptionIndex(chunks_.Run());

@@ -25,7 +25,7 @@ class SampleTable {
  public:
   // Checks the tables of `track` (which must outlive the table). A track with no sample tables at
   // all has no samples; one with only some of them, or with tables that disagree, is malformed.
-  [[nodiscard]] static Status Make(const MovieTrack& track, SampleTable* out);
+  static Status Make(const MovieTrack& track, SampleTable* out);
 
   uint32_t SampleCount() const { return sampleCount_; }
 
@@ -47,7 +47,7 @@ class SamplePosition {
 
   bool Empty() const { return table_ == nullptr || table_->SampleCount() == 0; }
   // The current sample; kMxErrEndOfTrack when the table has no samples.
-  [[nodiscard]] Status Current(SampleInfo* out) const;
+  Status Current(SampleInfo* out) const;
   // Moves to the next or previous sample in decode order; false at the last or first sample,
   // where the position stays.
   bool StepForward();

@@ -13,9 +13,9 @@
 // Finds the tracks and estimates the duration. Data that is neither kind of stream answers
 // kMxErrNotMPEGStream; a stream without its program tables answers kMxErrFormatDamaged.
 // `preciseTiming` reads larger windows at the head and the tail, nothing else.
-[[nodiscard]] Status MPEGProbe(ProbeReader& reader, bool preciseTiming, ContainerProbe* out);
+Status MPEGProbe(ProbeReader& reader, bool preciseTiming, ContainerProbe* out);
 
 // The first presentation time stamp, in 90 kHz units, of the first video stream of a transport
 // stream, else of its first audio stream: the stamp of that stream's first packet in file order.
 // kMxErrPropertyNotAvailable when no such stream carries a time stamp near the head.
-[[nodiscard]] Status MPEGTransportStreamGetFirstPTS(ProbeReader& reader, int64_t* pts);
+Status MPEGTransportStreamGetFirstPTS(ProbeReader& reader, int64_t* pts);

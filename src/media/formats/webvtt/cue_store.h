@@ -55,13 +55,13 @@ class WebVTTCueStore {
 
   // Copies a small cue's three pieces into the current shared block. `cue` gives the times;
   // the rest of it is filled in here.
-  [[nodiscard]] Status AppendCopy(WebVTTCueRecord cue, std::string_view identifier,
-                                  std::string_view settings, std::string_view payload);
+  Status AppendCopy(WebVTTCueRecord cue, std::string_view identifier, std::string_view settings,
+                    std::string_view payload);
   // Takes a malloc'ed buffer that already holds identifier, settings and payload one after
   // another from its start, and frees it with free() when the store goes. On failure the
   // buffer is freed too.
-  [[nodiscard]] Status AppendOwned(WebVTTCueRecord cue, char* bytes, size_t identifierLength,
-                                   size_t settingsLength, size_t payloadLength);
+  Status AppendOwned(WebVTTCueRecord cue, char* bytes, size_t identifierLength,
+                     size_t settingsLength, size_t payloadLength);
   // Frees the records before `index` and the text blocks only they use; they are not read
   // again.
   void ReleaseBefore(size_t index);
@@ -69,8 +69,8 @@ class WebVTTCueStore {
 
  private:
   static constexpr size_t kRecordsPerChunk = 4096;
-  [[nodiscard]] Status AddBlock(MxBlockBufferRef block, char* bytes, bool shared);
-  [[nodiscard]] Status AppendRecord(const WebVTTCueRecord& cue);
+  Status AddBlock(MxBlockBufferRef block, char* bytes, bool shared);
+  Status AppendRecord(const WebVTTCueRecord& cue);
 
   std::vector<std::unique_ptr<WebVTTCueRecord[]>> chunks_;
   size_t count_ = 0;

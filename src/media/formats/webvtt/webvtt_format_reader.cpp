@@ -54,7 +54,7 @@ class WebVTTFormatReader final : public QorFormatReader {
  public:
   const char* ClassName() const override { return "QorWebVTTFormatReader"; }
 
-  [[nodiscard]] Status Open(MxByteStream* stream);
+  Status Open(MxByteStream* stream);
 
   Status GetTrackCount(int64_t* count) override {
     if (count == nullptr) return QorSignalErrorAt(kMxErrInvalidParameter);

@@ -11,7 +11,8 @@
 namespace {
 
 constexpr size_t kBlockSize = 1024;
-constexpr Status kFeedLineAgain = 5;  // the line handler asks for the same line once more
+constexpr Status kFeedLineAgain =
+    static_cast<Status>(5);  // the line handler asks for the same line once more
 constexpr uint32_t kStateSignature = 0, kStateHeader = 1, kStateCues = 3;
 
 bool IsDigit(char c) {
@@ -49,7 +50,7 @@ void SkipBlanks(const char** p, size_t* remaining) {
 }
 
 // A malformed block is counted and dropped; reading goes on.
-[[nodiscard]] Status DropBlock(Status code) {
+Status DropBlock(Status code) {
   // Counted only: the block is dropped and reading goes on.
   static_cast<void>(QorSignalErrorAt(code));
   return kNoErr;
@@ -57,8 +58,8 @@ void SkipBlanks(const char** p, size_t* remaining) {
 
 // Stores a cue from its identifier and the rewritten settings and payload: a small one in a
 // shared text block, a large one in a buffer of its own.
-[[nodiscard]] Status AppendRewritten(WebVTTParser* parser, const WebVTTCueRecord& record,
-                                     std::string_view identifier) {
+Status AppendRewritten(WebVTTParser* parser, const WebVTTCueRecord& record,
+                       std::string_view identifier) {
   const std::string& settings = parser->rewrittenSettings;
   const std::string& payload = parser->rewrittenPayload;
   const size_t size = identifier.size() + settings.size() + payload.size();
@@ -75,7 +76,7 @@ void SkipBlanks(const char** p, size_t* remaining) {
 
 // Parses the collected cue block. Returns 0 when the block was accepted or dropped, and an
 // error only when the whole read must end.
-[[nodiscard]] Status ParseCueBlock(WebVTTParser* parser) {
+Status ParseCueBlock(WebVTTParser* parser) {
   struct ClearLines {  // the collected block is let go in every case
     GrowableBytes& lines;
     ~ClearLines() { lines.Truncate(0); }
@@ -182,8 +183,7 @@ void SkipBlanks(const char** p, size_t* remaining) {
 }
 
 // Handles one line with its terminator (terminatorLength 0: the last line, unterminated).
-[[nodiscard]] Status HandleLine(WebVTTParser* parser, const char* line, size_t length,
-                                size_t terminatorLength) {
+Status HandleLine(WebVTTParser* parser, const char* line, size_t length, size_t terminatorLength) {
   const bool blank = length == terminatorLength;
   switch (parser->state) {
     case kStateSignature:
@@ -211,7 +211,7 @@ void SkipBlanks(const char** p, size_t* remaining) {
 // Hands the pending partial line to the line handler. It lies at the end of the collected cue
 // lines, so in a cue block it is already where the handler would put it; elsewhere it is let go
 // once handled.
-[[nodiscard]] Status FinishPartialLine(WebVTTParser* parser, size_t terminatorLength) {
+Status FinishPartialLine(WebVTTParser* parser, size_t terminatorLength) {
   parser->havePartialLine = false;
   const size_t start = parser->partialStart;
   const char* line = parser->cueLines.data() + start;
@@ -232,8 +232,8 @@ void SkipBlanks(const char** p, size_t* remaining) {
 // Completes a line that began in an earlier block. Sets *consumed to the bytes of `block` that
 // belong to it (0 when the block must be scanned from its start), or to the whole block when
 // the line goes on past it.
-[[nodiscard]] Status ContinuePartialLine(WebVTTParser* parser, const char* data, size_t length,
-                                         size_t* consumed) {
+Status ContinuePartialLine(WebVTTParser* parser, const char* data, size_t length,
+                           size_t* consumed) {
   const char* const end = data + length;
   const char* lineEnd = FindLineEnd(data, end);
   *consumed = length;
@@ -262,7 +262,7 @@ void SkipBlanks(const char** p, size_t* remaining) {
 }
 
 // Processes one block read from the stream.
-[[nodiscard]] Status ProcessBlock(WebVTTParser* parser, MxBlockBuffer* block) {
+Status ProcessBlock(WebVTTParser* parser, MxBlockBuffer* block) {
   const size_t length = MxBlockBufferGetDataLength(block);
   char* bytes = nullptr;
   if (length > 0) {

@@ -54,7 +54,7 @@ class GrowableBytes {
   char* data() const { return data_; }
   size_t size() const { return size_; }
   bool empty() const { return size_ == 0; }
-  [[nodiscard]] Status Append(const char* bytes, size_t length);
+  Status Append(const char* bytes, size_t length);
   void Truncate(size_t size) { size_ = size; }
   // Hands over the buffer, shrunk to its size, to be freed with free(); this one is left empty.
   char* Release();
@@ -84,17 +84,16 @@ struct WebVTTParser {
 };
 
 bool WebVTTHasSignature(const uint8_t* bytes, size_t length);
-[[nodiscard]] Status WebVTTParserCreate(WebVTTParser** out, uint32_t commaDecimal);
-[[nodiscard]] Status WebVTTParserReadByteStream(WebVTTParser* parser, MxByteStream* stream);
+Status WebVTTParserCreate(WebVTTParser** out, uint32_t commaDecimal);
+Status WebVTTParserReadByteStream(WebVTTParser* parser, MxByteStream* stream);
 // The accepted cues in source order.
 WebVTTCueStore* WebVTTParserGetCueStore(WebVTTParser* parser);
 // Moves the accepted cues out of the store into a queue of separate records, each referencing
 // its text block. Should a record fail to allocate, that is signalled and the queue holds the
 // cues before it.
 WebVTTCueQueue* WebVTTParserGetCueQueue(WebVTTParser* parser);
-[[nodiscard]] Status WebVTTParserRelease(WebVTTParser* parser);
+Status WebVTTParserRelease(WebVTTParser* parser);
 // Frees a cue that is in no queue.
 void WebVTTCueFree(WebVTTCue* cue);
-[[nodiscard]] Status WebVTTParseTimestamp(WebVTTParser* parser, const char** cursor,
-                                          size_t* remaining, double* seconds,
-                                          bool requireSpaceAfter, bool* spaceSeen);
+Status WebVTTParseTimestamp(WebVTTParser* parser, const char** cursor, size_t* remaining,
+                            double* seconds, bool requireSpaceAfter, bool* spaceSeen);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "media/core/error_signal.h"
 #include "media/core/memory_byte_stream.h"
 #include "media/formats/movie/language_code.h"
 #include "media/formats/movie/movie_builder.h"
@@ -354,7 +355,12 @@ TEST(MovieReader, BrokenFiles) {
   struct Case {
     const char* name;
     std::string file;
-    Status open;  // expected from opening
+    Status open;         // expected from opening
+    std::string origin;  // where the failure began, as the driver reports it
+  };
+  // Where `type` starts in `file`.
+  auto placed = [](const std::string& file, const char* type) {
+    return std::string("'") + type + "' at byte " + std::to_string(file.find(type) - 4) + ": ";
   };
   auto with = [](void (*change)(Movie&)) {
     Movie m = OneTrack(SubtitleTrack());
@@ -387,37 +393,61 @@ TEST(MovieReader, BrokenFiles) {
                                                   std::string(kMaxMovieHeaderBytes / 1000, 'x'))));
 
   const Case cases[] = {
-      {"empty", "", kMovieErrMalformed},
-      {"no movie box", Box("ftyp", "isom") + Box("mdat", "abc"), kMovieErrMalformed},
-      {"box larger than the file", replaceAt(moov, U32(0x7FFFFFFF)), kMovieErrMalformed},
-      {"box smaller than its header", replaceAt(moov, U32(4)), kMovieErrMalformed},
+      {"empty", "", kMovieErrMalformed, "the file has no movie box"},
+      {"no movie box", Box("ftyp", "isom") + Box("mdat", "abc"), kMovieErrMalformed,
+       "the file has no movie box"},
+      {"box larger than the file", replaceAt(moov, U32(0x7FFFFFFF)), kMovieErrMalformed,
+       placed(good, "moov") + "a box of 2,147,483,647 bytes does not fit in the " +
+           std::to_string(good.size() - moov) + " bytes left"},
+      {"box smaller than its header", replaceAt(moov, U32(4)), kMovieErrMalformed,
+       placed(good, "moov") + "a box of 4 bytes is smaller than its 8 byte header"},
       {"64-bit size past the end", replaceAt(moov, U32(1) + "moov" + U64(1ull << 62)),
-       kMovieErrMalformed},
-      {"size 0 runs to the end", Box("ftyp", "isom") + U32(0) + "free", kMovieErrMalformed},
+       kMovieErrMalformed, ""},
+      {"size 0 runs to the end", Box("ftyp", "isom") + U32(0) + "free", kMovieErrMalformed,
+       "the file has no movie box"},
       {"fragment box", Box("ftyp", "isom") + Box("moof", "") + good.substr(moov),
-       kMovieErrFragmented},
+       kMovieErrFragmented, "'moof' at byte 12: the movie is fragmented"},
       {"movie extends box",
        with([](Movie& m) { m.extraMovieChildren = Box("mvex", Box("trex", "")); }),
-       kMovieErrFragmented},
-      {"entry count beyond its box", withHugeCount, kMovieErrMalformed},
+       kMovieErrFragmented, ""},
+      {"entry count beyond its box", withHugeCount, kMovieErrMalformed,
+       placed(good, "stts") + "4,294,967,295 entries do not fit in 8 bytes"},
       {"sizes disagree with times", with([](Movie& m) { m.tracks[0].durations.push_back(5); }),
-       kMovieErrMalformed},
-      {"compressed size one off", badInflate, kMovieErrMalformed},
-      {"unknown compression", unknownMethod, kMovieErrUnsupported},
-      {"two compressed movie boxes", twoCompressed, kMovieErrMalformed},
-      {"compressed movie box past the bound", inflatesPastTheBound, kMovieErrUnsupported},
+       kMovieErrMalformed, placed(good, "stbl") + "'stts' times 6 samples of 5"},
+      {"sample sizes beyond their box", replaceAt(good.find("stsz") + 12, U32(0x7FFFFFFF)),
+       kMovieErrMalformed, placed(good, "stsz") + "2,147,483,647 entries do not fit in 20 bytes"},
+      {"media timescale 0", replaceAt(good.find("mdhd") + 16, U32(0)), kMovieErrMalformed,
+       placed(good, "mdhd") + "the timescale is 0"},
+      {"chunk runs out of order", replaceAt(good.find("stsc") + 12, U32(2)), kMovieErrMalformed,
+       placed(good, "stbl") + "the first 'stsc' run starts at chunk 2"},
+      {"track without a header", replaceAt(good.find("tkhd"), "free"), kMovieErrMalformed,
+       placed(good, "trak") + "the track has no 'tkhd' box"},
+      {"compressed size one off", badInflate, kMovieErrMalformed,
+       placed(badInflate, "cmov") + "the data does not inflate to the 556 bytes declared"},
+      {"unknown compression", unknownMethod, kMovieErrUnsupported,
+       placed(unknownMethod, "cmov") + "the compression method is not 'zlib'"},
+      {"two compressed movie boxes", twoCompressed, kMovieErrMalformed, ""},
+      {"compressed movie box past the bound", inflatesPastTheBound, kMovieErrUnsupported,
+       placed(inflatesPastTheBound, "cmov") +
+           "an inflated size of 134,217,729 bytes is over 134,217,728"},
       {"deep nesting is skipped", with([](Movie& m) {
          static std::string nested;
          nested = "x";
          for (int i = 0; i < 2000; ++i) nested = Box("udta", nested);
          m.extraMovieChildren = nested;
        }),
-       kNoErr},
+       kNoErr, ""},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     OpenedMovie movie;
+    QorErrorOriginClear();
     EXPECT_EQ(movie.Open(c.file), c.open);
+    const QorErrorOrigin* origin = QorErrorOriginOf(c.open);
+    if (!c.origin.empty()) {
+      ASSERT_NE(origin, nullptr);
+      EXPECT_EQ(QorDescribeErrorOrigin(*origin), c.origin);
+    }
   }
 
   // A chunk offset past the end of the file opens, and reading the sample fails.
@@ -427,7 +457,13 @@ TEST(MovieReader, BrokenFiles) {
   OpenedMovie movie;
   ASSERT_EQ(movie.Open(pastEnd), kNoErr);
   std::vector<ReadSample> samples;
+  QorErrorOriginClear();
   EXPECT_EQ(ReadAllSamples(movie.reader.get(), 0, &samples), kMovieErrSampleOutOfRange);
+  const QorErrorOrigin* origin = QorErrorOriginOf(kMovieErrSampleOutOfRange);
+  ASSERT_NE(origin, nullptr);
+  EXPECT_EQ(QorDescribeErrorOrigin(*origin),
+            "a sample of 5 bytes at byte 2,147,483,392 ends past the " +
+                std::to_string(pastEnd.size()) + " byte file");
 }
 
 // The movie fuzzer's seeds are files the reader reads to the end, short enough to be fuzzed whole.

@@ -69,8 +69,12 @@ TEST(WebVTTParser, SourcesAndTheirCues) {
     Status status = kNoErr;
     uint32_t comma = 0;  // SRT: a comma before the milliseconds
   } cases[] = {
-      {"srt", "1\n00:00:01,000 --> 00:00:02,500\nHello\n\n", {{"1", "", "Hello", 1, 2.5}}, 0, 1},
-      {"srt with dots", "1\n00:00:01.000 --> 00:00:02.500\nHello\n\n", {}, 0, 1},
+      {"srt",
+       "1\n00:00:01,000 --> 00:00:02,500\nHello\n\n",
+       {{"1", "", "Hello", 1, 2.5}},
+       kNoErr,
+       1},
+      {"srt with dots", "1\n00:00:01.000 --> 00:00:02.500\nHello\n\n", {}, kNoErr, 1},
       {"header ignored, settings kept",
        "WEBVTT - title\nKind: x\n-->\n\nid\n00:01.000 --> 00:02.000 align:start \nA\n  B\n\n",
        {{"id", "align:start ", "A\n  B", 1, 2}}},
@@ -196,9 +200,15 @@ TEST(WebVTTParser, TimestampForms) {
     std::string text;
     Status status;
     double seconds;
-  } cases[] = {{"00:01.500 ", 0, 1.5},        {":01:02 ", 0, 62},        {"00:75.000 ", 0, 75},
-               {"1:02:03.004 ", 0, 3723.004}, {"0:01.000 ", -16011, 0},  {"00:01", 0, 1},
-               {"00:0", -16011, 0},           {"00:01.000x", -16010, 0}, {"0000000000", -16011, 0}};
+  } cases[] = {{"00:01.500 ", kNoErr, 1.5},
+               {":01:02 ", kNoErr, 62},
+               {"00:75.000 ", kNoErr, 75},
+               {"1:02:03.004 ", kNoErr, 3723.004},
+               {"0:01.000 ", kWebVTTErrMalformedTimestamp, 0},
+               {"00:01", kNoErr, 1},
+               {"00:0", kWebVTTErrMalformedTimestamp, 0},
+               {"00:01.000x", kWebVTTErrMalformedCue, 0},
+               {"0000000000", kWebVTTErrMalformedTimestamp, 0}};
   WebVTTParser parser;
   for (const Case& c : cases) {
     const char* cursor = c.text.data();
