@@ -111,8 +111,8 @@ Status RelativeDirectoryPrefix(const std::string& from, const std::string& to,
 Status RelativeFileReference(const std::string& file, const std::string& directory,
                              std::string* uri) {
   if (Status status = RelativeDirectoryPrefix(file, directory, uri)) return status;
-  if (uri->empty()) return EISDIR;  // `file` is `directory` itself
-  uri->pop_back();                  // the '/' after the file's name
+  if (uri->empty()) return StatusFromErrno(EISDIR);  // `file` is `directory` itself
+  uri->pop_back();                                   // the '/' after the file's name
   return kNoErr;
 }
 

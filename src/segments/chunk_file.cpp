@@ -53,8 +53,8 @@ struct ChunkFile {
   uint64_t plainBytesWritten = 0;  // current file, before encryption
   uint64_t totalBytesWritten = 0;  // every finished file
   double maxBitRate = 0;
-  Status writeError = 0;  // first failed write of the current file, reported at finalize
-  Status openError = 0;   // last failure to create a file, reported once until it changes
+  Status writeError = kNoErr;  // first failed write of the current file, reported at finalize
+  Status openError = kNoErr;   // last failure to create a file, reported once until it changes
 };
 
 namespace {
