@@ -21,9 +21,11 @@
 #include "master/master_add.h"
 #include "master/master_check.h"
 #include "master/master_merge.h"
+#include "master/playlist_first_segment.h"
 #include "master/segment_pts.h"
 #include "master/text_file.h"
 #include "master/uri_reference.h"
+#include "media/core/four_cc.h"
 
 namespace {
 
@@ -33,7 +35,7 @@ constexpr const char* kUsage =
     "                     [--autoselect] [--forced] [--characteristics LIST] [-o OUT]\n"
     "                     [--group ID] [--conform]\n"
     "       hlsvtt-master check MASTER [--root DIR]\n"
-    "       hlsvtt-master pts SEGMENT.ts\n"
+    "       hlsvtt-master pts SEGMENT.ts | INIT SEGMENT | PLAYLIST\n"
     "\n"
     "merge   adds the subtitle renditions of each FRAGMENT (a file of\n"
     "        #EXT-X-MEDIA:TYPE=SUBTITLES lines, such as hlsvtt's subtitle_media.m3u8) to the\n"
@@ -59,7 +61,10 @@ constexpr const char* kUsage =
     "check   checks MASTER, the subtitle playlists it references and their WebVTT segments;\n"
     "        prints one line per problem (FILE:LINE: problem) and exits 0 only when there\n"
     "        is none. It reads no file outside DIR (default: the directory of MASTER); a\n"
-    "        URI that leads outside is a problem\n";
+    "        URI that leads outside is a problem\n"
+    "pts     prints the start of a video segment in 90 kHz units, the value to give hlsvtt\n"
+    "        as -m: of an MPEG transport stream segment, of a fragmented MP4 media SEGMENT\n"
+    "        read with its INIT segment, or of the first segment of a local media PLAYLIST\n";
 
 const char* kTool = "hlsvtt-master";
 
@@ -274,12 +279,27 @@ Status RunCheck(const std::vector<std::string>& args) {
   return report.problems.empty() ? kNoErr : kErrPlaylistRule;
 }
 
-Status RunPts(const std::vector<std::string>& args) {
-  if (args.size() != 1) return UsageError("pts needs exactly one MPEG transport stream file");
-  const char* path = args[0].c_str();
+// Prints a start time, and warns when hlsvtt -m cannot carry it: -m is read as a signed 32-bit
+// number.
+Status PrintStart(int64_t pts) {
+  printf("%lld\n", static_cast<long long>(pts));
+  if (pts > INT32_MAX)
+    fprintf(stderr, "%s: warning: %lld is above 2147483647, which hlsvtt -m cannot carry\n", kTool,
+            static_cast<long long>(pts));
+  else if (pts < INT32_MIN)
+    fprintf(stderr, "%s: warning: %lld is below -2147483648, which hlsvtt -m cannot carry\n", kTool,
+            static_cast<long long>(pts));
+  return kNoErr;
+}
+
+Status RunTransportStreamPts(const std::string& file) {
+  const char* path = file.c_str();
   int64_t pts = 0;
-  Status status = ReadSegmentFirstPTS(args[0], &pts);
-  if (status == kMxErrNotMPEGStream) {
+  Status status = ReadSegmentFirstPTS(file, &pts);
+  if (status == kMxErrNotMPEGStream && LooksLikeFragmentedMovie(file)) {
+    fprintf(stderr, "%s: %s is fragmented MP4: give its init segment first (pts INIT %s)\n", kTool,
+            path, path);
+  } else if (status == kMxErrNotMPEGStream) {
     fprintf(stderr, "%s: %s is not an MPEG transport stream\n", kTool, path);
   } else if (status == kMxErrPropertyNotAvailable) {
     fprintf(stderr, "%s: %s has no video or audio stream with a time stamp near its start\n", kTool,
@@ -291,12 +311,43 @@ Status RunPts(const std::vector<std::string>& args) {
             static_cast<int>(status));
   }
   if (status != kNoErr) return status;
-  printf("%lld\n", static_cast<long long>(pts));
-  // hlsvtt reads -m as a signed 32-bit number; larger time stamps do not survive it.
-  if (pts > INT32_MAX)
-    fprintf(stderr, "%s: warning: %lld is above 2147483647, which hlsvtt -m cannot carry\n", kTool,
-            static_cast<long long>(pts));
-  return kNoErr;
+  return PrintStart(pts);
+}
+
+Status RunFragmentedPts(const std::string& init, const std::string& segment) {
+  int64_t pts = 0;
+  FragmentStart start;
+  std::string problem, file;
+  Status status = ReadFragmentedSegmentStart(init, segment, &pts, &start, &problem, &file);
+  if (status > 0) {
+    fprintf(stderr, "%s: cannot read %s: %s\n", kTool, file.c_str(), strerror(status));
+  } else if (status != kNoErr) {
+    fprintf(stderr, "%s: %s: %s\n", kTool, file.c_str(),
+            problem.empty() ? "cannot be read as fragmented MP4" : problem.c_str());
+  }
+  if (status != kNoErr) return status;
+  if (start.handlerType != MxFourCC("vide"))
+    fprintf(stderr, "%s: %s has no video track; the start is that of track %u ('%s')\n", kTool,
+            init.c_str(), start.trackID, MxFourCCToString(start.handlerType).c_str());
+  return PrintStart(pts);
+}
+
+Status RunPts(const std::vector<std::string>& args) {
+  if (args.size() == 2) return RunFragmentedPts(args[0], args[1]);
+  if (args.size() != 1)
+    return UsageError("pts needs a segment, an init segment and a segment, or a media playlist");
+  if (!LooksLikePlaylist(args[0])) return RunTransportStreamPts(args[0]);
+  FirstSegmentFiles files;
+  std::string error;
+  if (Status status = FindFirstSegmentFiles(args[0], &files, &error)) {
+    if (status > 0)
+      fprintf(stderr, "%s: cannot read %s: %s\n", kTool, args[0].c_str(), strerror(status));
+    else
+      fprintf(stderr, "%s: %s: %s\n", kTool, args[0].c_str(), error.c_str());
+    return status;
+  }
+  if (files.init.empty()) return RunTransportStreamPts(files.segment);
+  return RunFragmentedPts(files.init, files.segment);
 }
 
 }  // namespace

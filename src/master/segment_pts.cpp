@@ -1,16 +1,51 @@
 #include "master/segment_pts.h"
 
+#include "master/text_file.h"
 #include "media/core/file_byte_stream.h"
 #include "media/core/value.h"
 #include "media/formats/mpeg/mpeg_probe.h"
 #include "media/formats/probe_reader.h"
 
-Status ReadSegmentFirstPTS(const std::string& path, int64_t* pts) {
+namespace {
+
+Status OpenFile(const std::string& path, MxByteStreamRef* stream) {
   MxURL url;
   if (Status status = MxURLCreateWithFileSystemPath(path.c_str(), false, &url)) return status;
+  return MxByteStreamCreateForFileURL(nullptr, url, 0, stream);
+}
+
+}  // namespace
+
+Status ReadSegmentFirstPTS(const std::string& path, int64_t* pts) {
   MxByteStreamRef stream;
-  if (Status status = MxByteStreamCreateForFileURL(nullptr, url, 0, &stream)) return status;
+  if (Status status = OpenFile(path, &stream)) return status;
   ProbeReader reader = ProbeReader::ForMemory(nullptr, 0);
   if (Status status = ProbeReader::ForByteStream(stream.get(), &reader)) return status;
   return MPEGTransportStreamGetFirstPTS(reader, pts);
+}
+
+bool LooksLikeFragmentedMovie(const std::string& path) {
+  std::string head;
+  if (ReadFileHead(path, 8, &head) != kNoErr || head.size() < 8) return false;
+  const std::string type = head.substr(4, 4);
+  for (const char* box : {"ftyp", "styp", "moov", "moof", "sidx", "prft", "emsg"})
+    if (type == box) return true;
+  return false;
+}
+
+Status ReadFragmentedSegmentStart(const std::string& initPath, const std::string& segmentPath,
+                                  int64_t* pts, FragmentStart* start, std::string* problem,
+                                  std::string* problemFile) {
+  MxByteStreamRef init, segment;
+  *problemFile = initPath;
+  if (Status status = OpenFile(initPath, &init)) return status;
+  if (Status status = ReadFragmentInitTrack(init.get(), start, problem)) return status;
+  *problemFile = segmentPath;
+  if (Status status = OpenFile(segmentPath, &segment)) return status;
+  if (Status status = ReadFirstFragmentTiming(segment.get(), start, problem)) return status;
+  if (Status status = FragmentStartIn90kHz(*start, pts)) {
+    *problem = "the start time does not fit in 64 bits";
+    return status;
+  }
+  return kNoErr;
 }

@@ -363,10 +363,58 @@ TEST(MasterToolPts, PrintsTheFirstVideoTimeStampOfATransportStream) {
   EXPECT_EQ(pts.out, expected);
   EXPECT_GE(std::stoll(pts.out), 20 * 90000);
 
+  // A media playlist leads to its first segment.
+  WriteFile(dir / "video.m3u8",
+            "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\nseg.ts\n#EXTINF:1,\nnone.ts\n");
+  pts = Master({"pts", "video.m3u8"}, dir.path());
+  EXPECT_EQ(pts.status, 0) << pts.err;
+  EXPECT_EQ(pts.out, expected);
+
   WriteFile(dir / "text.ts", std::string(4096, 'x'));
   pts = Master({"pts", "text.ts"}, dir.path());
   EXPECT_EQ(pts.status, 85);  // -12971
   EXPECT_EQ(pts.err, "hlsvtt-master: text.ts is not an MPEG transport stream\n");
+}
+
+// ffmpeg's fragmented MP4 ladders, with the start players give their first frame: the decode
+// time and composition offset of the first sample, less the first edit unless that edit is empty.
+TEST(MasterToolPts, PrintsTheStartOfFragmentedLadders) {
+  ScratchDir dir;
+  if (RunShell("command -v ffmpeg >/dev/null") != 0) GTEST_SKIP() << "ffmpeg not installed";
+  const std::string offset = "-output_ts_offset 10 ";
+  const std::string discontinuous = offset + "-hls_segment_options movflags=+frag_discont ";
+  struct Ladder {
+    const char* name;
+    std::string options;
+    const char* pts;
+  } ladders[] = {
+      {"plain", "-bf 0", "0\n"},
+      {"bframes", "-bf 2", "7200\n"},
+      {"offset", offset + "-bf 0", "0\n"},
+      {"discont", discontinuous + "-bf 0", "900000\n"},
+      {"discont-bframes", discontinuous + "-bf 2", "900000\n"},
+  };
+  for (const Ladder& l : ladders) {
+    ASSERT_EQ(RunShell("mkdir '" + dir / l.name + "' && cd '" + dir / l.name +
+                       "' && ffmpeg -v error -f lavfi -i testsrc=size=64x48:rate=25 -t 1 "
+                       "-c:v libx264 -preset ultrafast -g 25 " +
+                       l.options + " -f hls -hls_segment_type fmp4 -hls_time 1 video.m3u8"),
+              0)
+        << l.name;
+    RunResult pts = Master({"pts", "init.mp4", "video0.m4s"}, dir / l.name);
+    EXPECT_EQ(pts.status, 0) << l.name << ": " << pts.err;
+    EXPECT_EQ(pts.out, l.pts) << l.name;
+    pts = Master({"pts", std::string(l.name) + "/video.m3u8"}, dir.path());
+    EXPECT_EQ(pts.out, l.pts) << l.name << ": " << pts.err;
+  }
+  RunResult alone = Master({"pts", "plain/video0.m4s"}, dir.path());
+  EXPECT_EQ(alone.status, 85);
+  EXPECT_EQ(alone.err,
+            "hlsvtt-master: plain/video0.m4s is fragmented MP4: give its init segment first (pts "
+            "INIT plain/video0.m4s)\n");
+  RunResult swapped = Master({"pts", "plain/video0.m4s", "plain/init.mp4"}, dir.path());
+  EXPECT_EQ(swapped.status, 166);  // -12890
+  EXPECT_EQ(swapped.err, "hlsvtt-master: plain/video0.m4s: 'moof' comes before any 'moov'\n");
 }
 
 }  // namespace

@@ -1,0 +1,21 @@
+// The files of a local media playlist's first media segment: the segment itself and, for
+// fragmented MP4, the init segment its EXT-X-MAP names.
+#pragma once
+
+#include <string>
+
+#include "common/status.h"
+
+struct FirstSegmentFiles {
+  std::string init;  // empty without EXT-X-MAP
+  std::string segment;
+};
+
+// True when the file starts with #EXTM3U (after an optional UTF-8 byte order mark).
+bool LooksLikePlaylist(const std::string& path);
+
+// Reads the media playlist at `path` and names its first segment's files as paths (relative
+// URIs resolved against the playlist's directory). kErrPlaylistSyntax with `error` set for a
+// master playlist, a playlist without segments, a URI that is not a local file, or byte ranges;
+// errno values when the playlist cannot be read.
+Status FindFirstSegmentFiles(const std::string& path, FirstSegmentFiles* files, std::string* error);
