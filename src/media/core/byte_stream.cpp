@@ -34,6 +34,25 @@ Status MxByteStreamReadBytes(MxByteStream* stream, size_t size, int64_t offset, 
   return stream->Read(size, offset, destination, bytesRead);
 }
 
+Status MxByteStreamReadFully(MxByteStream* stream, size_t size, int64_t offset, void* destination,
+                             size_t* bytesRead) {
+  uint8_t* bytes = static_cast<uint8_t*>(destination);
+  size_t done = 0;
+  Status err = kNoErr;
+  while (done < size) {
+    size_t got = 0;
+    err = MxByteStreamReadBytes(stream, size - done, offset + int64_t(done), bytes + done, &got);
+    if (err == kMxErrEndOfStream || (err == kNoErr && got == 0)) {
+      err = kMxErrEndOfStream;
+      break;
+    }
+    if (err != kNoErr) break;
+    done += got;
+  }
+  *bytesRead = done;
+  return err;
+}
+
 Status MxCreateContiguousBlockBufferFromStream(MxByteStream* stream, size_t size, int64_t offset,
                                                MxBlockBufferRef* out, size_t* bytesRead) {
   if (out) *out = nullptr;

@@ -33,6 +33,12 @@ using MxByteStreamRef = MxRef<MxByteStream>;
 Status MxByteStreamReadBytes(MxByteStream* stream, size_t size, int64_t offset, void* destination,
                              size_t* bytesRead);
 
+// Reads exactly `size` bytes at `offset`, going on after short reads. kMxErrEndOfStream when the
+// stream ends first, with `*bytesRead` the count read before the read that found the end; any
+// other failure as the stream gives it.
+Status MxByteStreamReadFully(MxByteStream* stream, size_t size, int64_t offset, void* destination,
+                             size_t* bytesRead);
+
 // Reads up to `size` bytes at `offset` into a new block buffer of `size` bytes whose data
 // length is the count read. No buffer is returned when nothing was read or the read failed;
 // `*bytesRead` still receives the count.

@@ -27,16 +27,9 @@ std::string Quoted(uint32_t type) {
 Status ReadExactly(MxByteStream* stream, int64_t offset, size_t size, uint8_t* destination,
                    std::string* problem) {
   size_t done = 0;
-  while (done < size) {
-    size_t got = 0;
-    Status err = MxByteStreamReadBytes(stream, size - done, offset + int64_t(done),
-                                       destination + done, &got);
-    if (err == kMxErrEndOfStream || (err == kNoErr && got == 0))
-      return Malformed(problem, "the file ends inside a box");
-    if (err) return err;
-    done += got;
-  }
-  return kNoErr;
+  Status err = MxByteStreamReadFully(stream, size, offset, destination, &done);
+  if (err == kMxErrEndOfStream) return Malformed(problem, "the file ends inside a box");
+  return err;
 }
 
 // Walks the top-level boxes of `stream` to the first box of type `wanted` and reads its payload.

@@ -251,16 +251,10 @@ Status ParseMovieChildren(MovieHeader* movie, int64_t payloadOffset) {
 // Reads exactly `size` bytes at `offset`.
 Status ReadExactly(MxByteStream* stream, int64_t offset, size_t size, uint8_t* destination) {
   size_t done = 0;
-  while (done < size) {
-    size_t got = 0;
-    Status err = MxByteStreamReadBytes(stream, size - done, offset + int64_t(done),
-                                       destination + done, &got);
-    if (err == kMxErrEndOfStream || (err == kNoErr && got == 0))
-      return Malformed("the file ends at byte #, within the box", {uint64_t(offset) + done});
-    if (err) return err;
-    done += got;
-  }
-  return kNoErr;
+  Status err = MxByteStreamReadFully(stream, size, offset, destination, &done);
+  if (err == kMxErrEndOfStream)
+    return Malformed("the file ends at byte #, within the box", {uint64_t(offset) + done});
+  return err;
 }
 
 }  // namespace
