@@ -101,3 +101,27 @@ TEST(FileByteStream, PathExtension) {
 }
 
 }  // namespace
+
+// An exact read goes on after short reads and says how far it got when the file ends first.
+TEST(FileByteStream, ExactReadsStopAtTheEndOfTheFile) {
+  ScratchDir dir;
+  const std::string data = Pattern(10000);
+  WriteFile(dir / "f", data);
+  MxByteStreamRef s = Open(dir / "f");
+  struct Case {
+    size_t size;
+    int64_t offset;
+    Status status;
+    size_t count;
+  } cases[] = {{10000, 0, kNoErr, 10000},
+               {4000, 6000, kNoErr, 4000},
+               {5000, 9000, kMxErrEndOfStream, 1000},
+               {10, 10000, kMxErrEndOfStream, 0}};
+  std::string buffer(10000, '\0');
+  for (const Case& c : cases) {
+    size_t n = 99;
+    EXPECT_EQ(MxByteStreamReadFully(s.get(), c.size, c.offset, buffer.data(), &n), c.status);
+    EXPECT_EQ(n, c.count) << c.offset;
+    EXPECT_EQ(buffer.substr(0, n), data.substr(size_t(c.offset), n));
+  }
+}
