@@ -361,3 +361,28 @@ Status ReadTimedTextDocument(std::string_view bytes, std::string_view fileName,
   DocumentReader reader(fileName, document);
   return reader.Read(bytes, message);
 }
+
+bool IsTimedTextDocument(std::string_view bytes) {
+  std::unique_ptr<XML_ParserStruct, void (*)(XML_Parser)> parser(
+      XML_ParserCreateNS("UTF-8", kNamespaceSeparator), XML_ParserFree);
+  if (!parser) return false;
+  struct Probe {
+    XML_Parser parser;
+    bool timedText = false;
+  } probe{parser.get()};
+  XML_SetUserData(parser.get(), &probe);
+  XML_SetParamEntityParsing(parser.get(), XML_PARAM_ENTITY_PARSING_NEVER);
+  XML_SetStartDoctypeDeclHandler(
+      parser.get(), [](void* data, const XML_Char*, const XML_Char*, const XML_Char*, int) {
+        XML_StopParser(static_cast<Probe*>(data)->parser, XML_FALSE);
+      });
+  XML_SetStartElementHandler(parser.get(), [](void* data, const XML_Char* name, const XML_Char**) {
+    Probe* self = static_cast<Probe*>(data);
+    QualifiedName element = SplitName(name);
+    self->timedText = element.local == "tt" && IsTimedTextNamespace(element.uri, "");
+    XML_StopParser(self->parser, XML_FALSE);
+  });
+  size_t length = std::min(bytes.size(), kTimedTextProbeBytes);
+  (void)XML_Parse(parser.get(), bytes.data(), static_cast<int>(length), length == bytes.size());
+  return probe.timedText;
+}

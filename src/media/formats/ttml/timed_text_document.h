@@ -64,3 +64,8 @@ struct TimedTextDocument {
 // XML errors name `fileName` and the line.
 [[nodiscard]] Status ReadTimedTextDocument(std::string_view bytes, std::string_view fileName,
                                            TimedTextDocument* document, std::string* message);
+
+// True when `bytes` is XML whose root element is `tt` in a timed-text namespace. Reads no further
+// than the root element's start tag, and no further than kTimedTextProbeBytes.
+constexpr size_t kTimedTextProbeBytes = size_t{1} << 16;
+bool IsTimedTextDocument(std::string_view bytes);
