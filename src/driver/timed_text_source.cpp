@@ -35,15 +35,18 @@ Status ReadStart(MxByteStream* stream, size_t limit, std::string* bytes, int64_t
   return status;
 }
 
-Status StoreCue(WebVTTCueStore* store, double start, double end, const std::string& payload) {
+Status StoreCue(WebVTTCueStore* store, double start, double end, const TimedTextCue& cue) {
   WebVTTCueRecord record;
   record.start = start;
   record.end = end;
-  if (payload.size() < kOwnTextBlockThreshold) return store->AppendCopy(record, "", "", payload);
-  char* bytes = static_cast<char*>(malloc(payload.size()));
+  const size_t size = cue.settings.size() + cue.payload.size();
+  if (size < kOwnTextBlockThreshold)
+    return store->AppendCopy(record, "", cue.settings, cue.payload);
+  char* bytes = static_cast<char*>(malloc(size));
   if (bytes == nullptr) return kMxErrAllocationFailed;
-  memcpy(bytes, payload.data(), payload.size());
-  return store->AppendOwned(record, bytes, 0, 0, payload.size());
+  memcpy(bytes, cue.settings.data(), cue.settings.size());
+  memcpy(bytes + cue.settings.size(), cue.payload.data(), cue.payload.size());
+  return store->AppendOwned(record, bytes, 0, cue.settings.size(), cue.payload.size());
 }
 
 }  // namespace
@@ -98,7 +101,7 @@ Status RunTimedTextSource(const RunSettings& settings, const RunEnvironment& env
                     kLatestOutputSeconds);
       return kErrParse;
     }
-    status = StoreCue(&store, start, end, cue.payload);
+    status = StoreCue(&store, start, end, cue);
     if (status != kNoErr) return status;
   }
   if (store.empty()) OutputMessage(1, "%s: no cues found in the timed-text document", source);

@@ -10,15 +10,19 @@ const char* kTimedText =
     "<?xml version='1.0' encoding='UTF-8'?>\n"
     "<tt xmlns='http://www.w3.org/ns/ttml' xmlns:tts='http://www.w3.org/ns/ttml#styling'"
     " xmlns:ttp='http://www.w3.org/ns/ttml#parameter' ttp:frameRate='25'>\n"
-    "<head><styling><style xml:id='s1' tts:fontStyle='italic'/></styling></head>\n"
+    "<head><styling><style xml:id='s1' tts:fontStyle='italic'/></styling><layout><region"
+    " xml:id='r' tts:origin='10% 10%' tts:extent='80% 80%' tts:displayAlign='after'/></layout>"
+    "</head>\n"
     "<body><div>\n"
-    "<p begin='00:00:01.000' end='00:00:03:00'>Hello &amp; <span style='s1'>welcome</span></p>\n"
+    "<p begin='00:00:01.000' end='00:00:03:00' region='r' tts:textAlign='center'>Hello &amp; <span "
+    "style='s1'>welcome</span></p>\n"
     "<p begin='8s' end='32s'>long<br/>two lines</p>\n"
     "<p begin='10s' end='12s'>at ten <span begin='1s'>and more</span></p>\n"
     "</div></body></tt>\n";
 
 const char* kSameCues =
-    "WEBVTT\n\n00:01.000 --> 00:03.000\nHello &amp; <i>welcome</i>\n\n"
+    "WEBVTT\n\n00:01.000 --> 00:03.000 line:90%,end position:10%,line-left size:80% "
+    "align:center\nHello &amp; <i>welcome</i>\n\n"
     "00:08.000 --> 00:32.000\nlong\ntwo lines\n\n00:10.000 --> 00:11.000\nat ten\n\n"
     "00:11.000 --> 00:12.000\nat ten and more\n\n";
 

@@ -1,6 +1,7 @@
 #include "media/formats/ttml/timed_text_cues.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <limits>
 #include <unordered_map>
 #include <unordered_set>
@@ -15,7 +16,15 @@ constexpr size_t kMaxStyleChain = 32;
 
 enum : uint8_t { kBold = 1, kItalic = 2, kUnderline = 4 };
 
+// A computed style: the bold, italic and underline bits, and the text alignment above them.
+constexpr uint8_t kRunStyleMask = 7;
+constexpr int kAlignShift = 3;
+
 uint8_t Apply(uint8_t bits, const TextStyleFlags& flags) {
+  if (flags.textAlign != TextAlign::kInherit) {
+    bits = static_cast<uint8_t>((bits & kRunStyleMask) |
+                                (static_cast<uint8_t>(flags.textAlign) << kAlignShift));
+  }
   auto set = [&bits](StyleFlag flag, uint8_t bit) {
     if (flag == StyleFlag::kOn) bits = static_cast<uint8_t>(bits | bit);
     if (flag == StyleFlag::kOff) bits = static_cast<uint8_t>(bits & ~bit);
@@ -24,6 +33,46 @@ uint8_t Apply(uint8_t bits, const TextStyleFlags& flags) {
   set(flags.italic, kItalic);
   set(flags.underline, kUnderline);
   return bits;
+}
+
+// A percentage as a cue setting gives it: at most three decimals, no trailing zeros.
+std::string Percent(double value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.3f", value);
+  std::string out = text;
+  while (out.back() == '0') out.pop_back();
+  if (out.back() == '.') out.pop_back();
+  return out + "%";
+}
+
+// The cue settings of a paragraph: its text alignment, and its region's area as the cue box
+// (left edge, width, and the line at the top, middle or bottom as the region aligns its text).
+std::string PlacementSettings(uint8_t style, const TimedTextRegion* region) {
+  auto align = static_cast<TextAlign>(style >> kAlignShift);
+  bool area = region != nullptr && region->hasArea;
+  // Text in a region starts at its start edge unless told otherwise.
+  if (align == TextAlign::kInherit && area) align = TextAlign::kStart;
+  std::string settings;
+  if (area) {
+    double line = region->y;
+    const char* lineAlign = "";
+    if (region->displayAlign == TimedTextRegion::DisplayAlign::kCenter) {
+      line += region->height / 2;
+      lineAlign = ",center";
+    } else if (region->displayAlign == TimedTextRegion::DisplayAlign::kAfter) {
+      line += region->height;
+      lineAlign = ",end";
+    }
+    settings = "line:" + Percent(std::min(line, 100.0)) + lineAlign +
+               " position:" + Percent(region->x) +
+               ",line-left size:" + Percent(std::min(region->width, 100.0 - region->x));
+  }
+  const char* names[] = {"", "left", "center", "right", "start", "end"};
+  if (align != TextAlign::kInherit) {
+    if (!settings.empty()) settings += ' ';
+    settings += std::string("align:") + names[static_cast<uint8_t>(align)];
+  }
+  return settings;
 }
 
 // A character of a paragraph with its style; `collapsible` marks whitespace outside
@@ -49,6 +98,7 @@ class CueBuilder {
     size_.assign(count, 1);
     style_.assign(count, 0);
     preserve_.assign(count, false);
+    region_.assign(count, nullptr);
     // Children always follow their parent, so a backward pass sees children first and a forward
     // pass parents first.
     for (size_t i = count; i-- > 0;) ComputeExtent(i);
@@ -56,6 +106,7 @@ class CueBuilder {
     end_[0] = begin_[0] + extent_[0];
     style_[0] = Apply(ResolveReferences(0, doc_.nodes[0].styleRefs), doc_.nodes[0].inlineStyle);
     preserve_[0] = doc_.nodes[0].preserveSpace == StyleFlag::kOn;
+    region_[0] = &doc_.nodes[0].region;
     for (size_t i = 0; i < count; ++i) PlaceChildren(i);
     for (size_t i = 0; i < count; ++i) {
       const TimedTextNode& node = doc_.nodes[i];
@@ -107,6 +158,7 @@ class CueBuilder {
       begin_[c] = std::min(begin, end_[i]);
       end_[c] = std::max(begin_[c], std::min(begin + extent, end_[i]));
       style_[c] = Apply(ResolveReferences(style_[i], child.styleRefs), child.inlineStyle);
+      region_[c] = child.region.empty() ? region_[i] : &child.region;
       preserve_[c] = child.preserveSpace == StyleFlag::kInherit
                          ? preserve_[i]
                          : child.preserveSpace == StyleFlag::kOn;
@@ -153,6 +205,9 @@ class CueBuilder {
                  " times";
       return kErrParse;
     }
+    auto region = doc_.regions.find(*region_[p]);
+    std::string settings =
+        PlacementSettings(style_[p], region == doc_.regions.end() ? nullptr : &region->second);
     bool open = false;  // the last cue of this paragraph can be extended
     for (size_t k = 0; k + 1 < instants.size(); ++k) {
       double from = instants[k], to = instants[k + 1];
@@ -170,7 +225,7 @@ class CueBuilder {
       } else if (open && cues->back().payload == payload) {
         cues->back().end = to;
       } else {
-        cues->push_back({from, to, std::move(payload)});
+        cues->push_back({from, to, settings, std::move(payload)});
         open = true;
       }
     }
@@ -198,7 +253,8 @@ class CueBuilder {
         for (char b : child.text) {
           bool space = b == ' ' || b == '\t' || b == '\r' || b == '\n';
           if (preserve_[c] && b == '\r') continue;
-          bytes_.push_back({b, style_[c], space && !preserve_[c], preserve_[c] && b == '\n'});
+          bytes_.push_back({b, static_cast<uint8_t>(style_[c] & kRunStyleMask),
+                            space && !preserve_[c], preserve_[c] && b == '\n'});
         }
       } else {
         Gather(c, from, to);
@@ -250,6 +306,7 @@ class CueBuilder {
   std::vector<size_t> size_;
   std::vector<uint8_t> style_;
   std::vector<bool> preserve_;
+  std::vector<const std::string*> region_;  // the region name in effect
   std::vector<StyledByte> bytes_;
 };
 

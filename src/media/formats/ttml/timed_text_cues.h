@@ -11,6 +11,10 @@
 // inherited) become <b>, <i> and <u>; a br element is a line break. Whitespace is collapsed and
 // trimmed at the ends of lines unless xml:space="preserve" keeps it (with its newlines as line
 // breaks). Lines that are left empty are dropped.
+//
+// A paragraph's tts:textAlign becomes its cues' align setting; the region it is shown in, when
+// its origin and extent are given in percent, becomes the cue box: position (its left edge) and
+// size (its width), and a line at its top, middle or bottom as tts:displayAlign says.
 #pragma once
 
 #include <string>
@@ -26,6 +30,7 @@ constexpr size_t kTimedTextMaxParagraphNodes = 16384;
 
 struct TimedTextCue {
   double start = 0, end = 0;  // seconds
+  std::string settings;       // cue settings, empty when there are none
   std::string payload;
 };
 

@@ -3,6 +3,7 @@
 #include <expat.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 
@@ -58,12 +59,36 @@ void ReadStyleAttribute(std::string_view local, std::string_view value, TextStyl
   } else if (local == "fontStyle") {
     if (value == "italic" || value == "oblique") flags->italic = StyleFlag::kOn;
     if (value == "normal") flags->italic = StyleFlag::kOff;
+  } else if (local == "textAlign") {
+    const std::pair<std::string_view, TextAlign> names[] = {
+        {"left", TextAlign::kLeft},   {"center", TextAlign::kCenter}, {"right", TextAlign::kRight},
+        {"start", TextAlign::kStart}, {"end", TextAlign::kEnd},
+    };
+    for (const auto& [name, align] : names) {
+      if (value == name) flags->textAlign = align;
+    }
   } else if (local == "textDecoration") {
     for (const std::string& token : SplitTokens(value)) {
       if (token == "underline") flags->underline = StyleFlag::kOn;
       if (token == "noUnderline" || token == "none") flags->underline = StyleFlag::kOff;
     }
   }
+}
+
+// Two percentages ("10% 80.5%"), as tts:origin and tts:extent give them.
+bool ReadPercentPair(std::string_view value, double* first, double* second) {
+  std::vector<std::string> tokens = SplitTokens(value);
+  if (tokens.size() != 2) return false;
+  double* out[] = {first, second};
+  for (size_t i = 0; i < 2; ++i) {
+    const std::string& token = tokens[i];
+    if (token.size() < 2 || token.back() != '%') return false;
+    char* end = nullptr;
+    double number = std::strtod(token.c_str(), &end);
+    if (end != token.c_str() + token.size() - 1 || !(number >= 0 && number <= 100)) return false;
+    *out[i] = number;
+  }
+  return true;
 }
 
 const char* ElementName(Kind kind) {
@@ -135,7 +160,7 @@ class DocumentReader {
 
  private:
   static constexpr uint32_t kNoNode = UINT32_MAX;
-  enum class Place : uint8_t { kRoot, kHead, kStyling, kBody };
+  enum class Place : uint8_t { kRoot, kHead, kStyling, kLayout, kBody };
 
   uint32_t Line() const { return static_cast<uint32_t>(XML_GetCurrentLineNumber(parser_)); }
 
@@ -184,6 +209,10 @@ class DocumentReader {
         return Skip();
       case Place::kHead:
         if (element.local == "styling") return Enter(Place::kStyling, kNoNode);
+        if (element.local == "layout") return Enter(Place::kLayout, kNoNode);
+        return Skip();
+      case Place::kLayout:
+        if (element.local == "region") ReadRegionElement(attributes);
         return Skip();
       case Place::kStyling:
         if (element.local == "style") ReadStyleElement(attributes);
@@ -284,6 +313,28 @@ class DocumentReader {
     if (!id.empty()) document_->styles.insert_or_assign(std::move(id), std::move(style));
   }
 
+  void ReadRegionElement(const XML_Char** attributes) {
+    std::string id;
+    TimedTextRegion region;
+    bool origin = false, extent = false;
+    for (const XML_Char** a = attributes; *a != nullptr; a += 2) {
+      QualifiedName attribute = SplitName(a[0]);
+      std::string_view value = a[1];
+      if (attribute.uri == kXmlNamespace && attribute.local == "id") id = value;
+      if (!IsTimedTextNamespace(attribute.uri, "#styling")) continue;
+      if (attribute.local == "origin") origin = ReadPercentPair(value, &region.x, &region.y);
+      if (attribute.local == "extent") {
+        extent = ReadPercentPair(value, &region.width, &region.height);
+      }
+      if (attribute.local == "displayAlign") {
+        if (value == "center") region.displayAlign = TimedTextRegion::DisplayAlign::kCenter;
+        if (value == "after") region.displayAlign = TimedTextRegion::DisplayAlign::kAfter;
+      }
+    }
+    region.hasArea = origin && extent;
+    if (!id.empty()) document_->regions.insert_or_assign(std::move(id), region);
+  }
+
   uint32_t NewNode() {
     if (document_->nodes.size() >= kTimedTextMaxNodes) {
       Fail("more than " + std::to_string(kTimedTextMaxNodes) + " elements and texts in the body");
@@ -324,6 +375,8 @@ class DocumentReader {
           node.sequential = value == "seq";
         } else if (attribute.local == "style") {
           node.styleRefs = SplitTokens(value);
+        } else if (attribute.local == "region") {
+          node.region = value;
         }
       } else if (attribute.uri == kXmlNamespace && attribute.local == "space") {
         if (value == "preserve") node.preserveSpace = StyleFlag::kOn;

@@ -1,7 +1,8 @@
 // A timed-text (TTML) document read into the parts that become cues: the body's tree of div, p,
-// span and br elements with their timing, time containers, whitespace handling and bold, italic
-// and underline styles, and the style definitions of the head. Everything else (regions,
-// metadata, animation, elements of foreign namespaces) is skipped with its content.
+// span and br elements with their timing, time containers, whitespace handling, regions, bold,
+// italic, underline and text alignment, and the style and region definitions of the head.
+// Everything else (other styles, metadata, animation, elements of foreign namespaces) is skipped
+// with its content.
 //
 // The XML is read by expat, with namespaces, and treated as hostile: a document type declaration
 // is refused (so no entity can be declared and no external entity or DTD is ever fetched),
@@ -30,9 +31,25 @@ constexpr size_t kTimedTextMaxNodes = 1u << 22;
 // A style property that is set on, set off, or left to inheritance.
 enum class StyleFlag : int8_t { kInherit = -1, kOff = 0, kOn = 1 };
 
+// tts:textAlign; kInherit when not given.
+enum class TextAlign : uint8_t { kInherit, kLeft, kCenter, kRight, kStart, kEnd };
+
 struct TextStyleFlags {
   StyleFlag bold = StyleFlag::kInherit, italic = StyleFlag::kInherit,
             underline = StyleFlag::kInherit;
+  TextAlign textAlign = TextAlign::kInherit;
+};
+
+// A region's area, in percent of the root container, when its origin and extent are both given
+// in percent; and where in it the text sits vertically (tts:displayAlign).
+struct TimedTextRegion {
+  bool hasArea = false;
+  double x = 0, y = 0, width = 0, height = 0;
+  enum class DisplayAlign : uint8_t {
+    kBefore,
+    kCenter,
+    kAfter
+  } displayAlign = DisplayAlign::kBefore;
 };
 
 struct TimedTextNode {
@@ -44,7 +61,8 @@ struct TimedTextNode {
   std::optional<double> begin, end, dur;
   TextStyleFlags inlineStyle;
   std::vector<std::string> styleRefs;
-  std::string text;  // of a text node
+  std::string region;  // the region attribute, empty when absent
+  std::string text;    // of a text node
   std::vector<uint32_t> children;
 };
 
@@ -57,7 +75,8 @@ struct TimedTextDocument {
   TimedTextRates rates;
   std::vector<TimedTextNode> nodes;  // nodes[0] is the body when `hasBody`
   bool hasBody = false;
-  std::unordered_map<std::string, TimedTextStyle> styles;  // by xml:id
+  std::unordered_map<std::string, TimedTextStyle> styles;    // by xml:id
+  std::unordered_map<std::string, TimedTextRegion> regions;  // by xml:id
 };
 
 // Reads a whole document. On failure returns kErrParse with `*message` saying what is wrong;

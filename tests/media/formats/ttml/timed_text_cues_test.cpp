@@ -1,5 +1,5 @@
-// Timed-text documents read and turned into cues: the timing model, content and styling, and the
-// documents that are refused.
+// Timed-text documents read and turned into cues: the timing model, content, styling and
+// placement, and the documents that are refused.
 #include "media/formats/ttml/timed_text_cues.h"
 
 #include <gtest/gtest.h>
@@ -16,7 +16,7 @@ std::string Document(const std::string& rootAttributes, const std::string& head,
          rootAttributes + ">\n<head>" + head + "</head>\n<body" + body + "</body></tt>\n";
 }
 
-// The cues as "start-end payload" lines, times in milliseconds; or "error: <message>".
+// The cues as "start-end {settings} payload" lines, times in milliseconds; or "error: <message>".
 std::string Cues(const std::string& xml) {
   TimedTextDocument document;
   std::vector<TimedTextCue> cues;
@@ -29,7 +29,7 @@ std::string Cues(const std::string& xml) {
   for (const TimedTextCue& cue : cues) {
     char times[64];
     std::snprintf(times, sizeof times, "%.0f-%.0f ", cue.start * 1000, cue.end * 1000);
-    out += times + cue.payload + "\n";
+    out += times + (cue.settings.empty() ? "" : "{" + cue.settings + "} ") + cue.payload + "\n";
   }
   return out;
 }
@@ -140,6 +140,39 @@ TEST(TimedTextCues, ContentAndStyles) {
                           " style='i'><div tts:textDecoration='underline'>"
                           "<p begin='0s' end='1s'>x</p></div>")),
             "0-1000 <i><u>x</u></i>\n");
+}
+
+TEST(TimedTextCues, Placement) {
+  const char* head =
+      "<styling><style xml:id='right' tts:textAlign='right'/></styling><layout>"
+      "<region xml:id='bottom' tts:origin='10% 10%' tts:extent='80% 80%' tts:displayAlign='after'/>"
+      "<region xml:id='middle' tts:origin='0% 20.5%' tts:extent='50% 30%' "
+      "tts:displayAlign='center'/>"
+      "<region xml:id='top' tts:origin='25% 5%' tts:extent='90% 10%'/>"
+      "<region xml:id='pixels' tts:origin='10px 10px' tts:extent='80% 80%'/></layout>";
+  struct Case {
+    const char* name;
+    const char* div;  // the div's attributes and content
+    const char* want;
+  };
+  const Case cases[] = {
+      {"region area and text alignment", "><p region='bottom' tts:textAlign='center'>a</p>",
+       "{line:90%,end position:10%,line-left size:80% align:center} a"},
+      {"a region inherited, text starting at the start edge", " region='middle'><p>a</p>",
+       "{line:35.5%,center position:0%,line-left size:50% align:start} a"},
+      {"a box wider than what is left of the area is cut to it", "><p region='top'>a</p>",
+       "{line:5% position:25%,line-left size:75% align:start} a"},
+      {"an area not in percent gives no box", "><p region='pixels' style='right'>a</p>",
+       "{align:right} a"},
+      {"alignment from a referenced style, without a region", " style='right'><p>a</p>",
+       "{align:right} a"},
+      {"an unknown region gives nothing; alignment on a span splits no run",
+       "><p region='nowhere'>a<span tts:textAlign='end'>b</span></p>", "ab"},
+  };
+  for (const Case& c : cases) {
+    std::string body = std::string("><div begin='0s' end='1s'") + c.div + "</div>";
+    EXPECT_EQ(Cues(Document("", head, body)), std::string("0-1000 ") + c.want + "\n") << c.name;
+  }
 }
 
 TEST(TimedTextCues, RefusedDocuments) {
