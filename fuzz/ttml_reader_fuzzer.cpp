@@ -1,5 +1,6 @@
 // Feeds arbitrary bytes to the timed-text reader and cue builder. Every cue must lie within its
-// paragraph's bounds (finite, start before end) and carry no empty line.
+// paragraph's bounds (finite, start before end), carry no empty line and have settings on one
+// line.
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -26,6 +27,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const TimedTextCue& cue = cues[i];
     if (!std::isfinite(cue.end) || !(cue.start < cue.end) || cue.start < 0) abort();
     if (i > 0 && cues[i - 1].start > cue.start) abort();
+    if (cue.settings.find_first_of("\r\n") != std::string::npos ||
+        cue.settings.find("-->") != std::string::npos) {
+      abort();
+    }
     if (cue.payload.empty() || cue.payload.find("\n\n") != std::string::npos ||
         cue.payload.front() == '\n' || cue.payload.back() == '\n') {
       abort();
