@@ -6,6 +6,7 @@ packages=(
   build-essential cmake clang lld libclang-rt-dev     # compilers, sanitizers, libFuzzer
   libssl-dev zlib1g-dev                                # AES-128 (libcrypto), movie headers
   libicu-dev                                           # Unicode conversion, language data
+  libexpat1-dev                                        # XML of timed-text sources
   libgtest-dev libgmock-dev                            # unit tests
   clang-format                                         # formatting
   ffmpeg nodejs npm python3 python3-webvtt             # real clients and benchmark peers

@@ -191,6 +191,15 @@ Status RunWebVTTSourceInto(const RunSettings& settings, MxByteStream* stream,
   WebVTTCueStore& cues = *WebVTTParserGetCueStore(parser.get());
   if (cues.empty()) {
     OutputMessage(1, "%s: no cues found (a WebVTT or SRT file in UTF-8 is expected)", source);
+  }
+  return ScheduleCuesInto(settings, cues, chunkSettings);
+}
+
+Status ScheduleCuesInto(const RunSettings& settings, WebVTTCueStore& cues,
+                        const ChunkFileSettings& chunkSettings) {
+  const char* source = settings.inputPath ? settings.inputPath : "(source)";
+  if (cues.empty()) {
+    // Nothing to cut: the run writes an empty rendition.
   } else if (settings.targetDuration == 0) {
     // Segments on a grid of zero seconds would never end.
     OutputMessage(0, "%s: a target duration of 0 cannot cut cues into segments", source);

@@ -7,6 +7,7 @@
 #include "common/status.h"
 #include "driver/run_settings.h"
 #include "media/core/byte_stream.h"
+#include "media/formats/webvtt/cue_store.h"
 #include "segments/chunk_file.h"
 
 Status RunWebVTTSource(const RunSettings& settings, const RunEnvironment& environment,
@@ -15,3 +16,8 @@ Status RunWebVTTSource(const RunSettings& settings, const RunEnvironment& enviro
 // example one that keeps its segments in memory).
 Status RunWebVTTSourceInto(const RunSettings& settings, MxByteStream* stream,
                            const ChunkFileSettings& chunkSettings);
+// Cuts cues already read (in start order) into segments: the part of a run after the source is
+// parsed, shared by every source of cues. A run over too many segments or cue copies is refused
+// before anything is written.
+Status ScheduleCuesInto(const RunSettings& settings, WebVTTCueStore& cues,
+                        const ChunkFileSettings& chunkSettings);

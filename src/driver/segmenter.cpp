@@ -7,6 +7,7 @@
 #include "driver/movie_source.h"
 #include "driver/output_path.h"
 #include "driver/run_settings.h"
+#include "driver/timed_text_source.h"
 #include "log/output.h"
 #include "media/core/file_byte_stream.h"
 
@@ -50,5 +51,10 @@ Status RunSegmenter(int argc, char** argv) {
   const RunEnvironment environment;  // the system clock, "/dev/random", no injected faults
   if (IsWebVTTExtension(url.PathExtension()))
     return RunWebVTTSource(settings, environment, stream.get());
+  if (IsTimedTextExtension(url.PathExtension())) {
+    bool taken = false;
+    result = RunTimedTextSource(settings, environment, stream.get(), &taken);
+    if (taken) return result;
+  }
   return RunMovieSource(settings, environment, stream.get());
 }

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "log/output.h"
+#include "media/core/cue_text_escape.h"
 #include "media/core/text_encoding.h"
 #include "media/formatreader/text_sample.h"
 #include "webvtt/segment_writer.h"
@@ -16,32 +17,6 @@ bool AttributeIsTrue(const MxDictionary* attributes, const char* key) {
   if (value == nullptr) return false;
   std::optional<bool> flag = value->GetBool();
   return flag && *flag;
-}
-
-// Appends UTF-8 text with "<", ">" and "&" as entities; every other byte as it is, newlines
-// included.
-void AppendEscaped(std::string* out, std::string_view text) {
-  size_t plainStart = 0;
-  for (size_t i = 0; i < text.size(); ++i) {
-    std::string_view entity;
-    switch (text[i]) {
-      case '<':
-        entity = "&lt;";
-        break;
-      case '>':
-        entity = "&gt;";
-        break;
-      case '&':
-        entity = "&amp;";
-        break;
-      default:
-        continue;
-    }
-    out->append(text.data() + plainStart, i - plainStart);
-    out->append(entity);
-    plainStart = i + 1;
-  }
-  out->append(text.data() + plainStart, text.size() - plainStart);
 }
 
 const struct {
@@ -124,7 +99,7 @@ class TrackConverter {
                                     &utf8_) != kNoErr) {
         OutputMessage(0, "couldn't create string");
       } else {
-        AppendEscaped(&cue_, utf8_);
+        AppendCueTextEscaped(&cue_, utf8_);
       }
       for (int t = 2; t >= 0; --t) {
         if (tags.on[t]) cue_.append(kTags[t].close, 4);

@@ -1,0 +1,40 @@
+// Feeds arbitrary bytes to the timed-text reader and cue builder. Every cue must lie within its
+// paragraph's bounds (finite, start before end), carry no empty line and have settings on one
+// line.
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include "media/formats/ttml/timed_text_cues.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  (void)IsTimedTextDocument(bytes);
+  TimedTextDocument document;
+  std::string message;
+  if (ReadTimedTextDocument(bytes, "fuzz.ttml", &document, &message) != kNoErr) {
+    if (message.empty()) abort();
+    return 0;
+  }
+  std::vector<TimedTextCue> cues;
+  if (BuildTimedTextCues(document, &cues, &message) != kNoErr) {
+    if (message.empty()) abort();
+    return 0;
+  }
+  for (size_t i = 0; i < cues.size(); ++i) {
+    const TimedTextCue& cue = cues[i];
+    if (!std::isfinite(cue.end) || !(cue.start < cue.end) || cue.start < 0) abort();
+    if (i > 0 && cues[i - 1].start > cue.start) abort();
+    if (cue.settings.find_first_of("\r\n") != std::string::npos ||
+        cue.settings.find("-->") != std::string::npos) {
+      abort();
+    }
+    if (cue.payload.empty() || cue.payload.find("\n\n") != std::string::npos ||
+        cue.payload.front() == '\n' || cue.payload.back() == '\n') {
+      abort();
+    }
+  }
+  return 0;
+}

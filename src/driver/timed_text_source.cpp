@@ -1,0 +1,111 @@
+#include "driver/timed_text_source.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "driver/chunk_file_settings.h"
+#include "driver/cue_scheduler.h"
+#include "log/output.h"
+#include "media/formats/ttml/timed_text_cues.h"
+#include "webvtt/segment_writer.h"
+
+namespace {
+
+// Cue times are kept to whole milliseconds, rounded, as a WebVTT source states them.
+double Milliseconds(double seconds) {
+  return std::round(seconds * 1000) / 1000;
+}
+
+// Reads the first `limit` bytes of the stream (all of it when shorter) into `bytes`; `*length`
+// is the stream's length.
+Status ReadStart(MxByteStream* stream, size_t limit, std::string* bytes, int64_t* length) {
+  Status status = stream->GetLength(0, length);
+  if (status != kNoErr) return status;
+  if (*length < 0) return kErrParse;
+  bytes->resize(static_cast<size_t>(std::min<uint64_t>(static_cast<uint64_t>(*length), limit)));
+  if (bytes->empty()) return kNoErr;
+  size_t read = 0;
+  status = MxByteStreamReadBytes(stream, bytes->size(), 0, bytes->data(), &read);
+  bytes->resize(read);
+  return status;
+}
+
+Status StoreCue(WebVTTCueStore* store, double start, double end, const TimedTextCue& cue) {
+  WebVTTCueRecord record;
+  record.start = start;
+  record.end = end;
+  const size_t size = cue.settings.size() + cue.payload.size();
+  if (size < kOwnTextBlockThreshold)
+    return store->AppendCopy(record, "", cue.settings, cue.payload);
+  char* bytes = static_cast<char*>(malloc(size));
+  if (bytes == nullptr) return kMxErrAllocationFailed;
+  memcpy(bytes, cue.settings.data(), cue.settings.size());
+  memcpy(bytes + cue.settings.size(), cue.payload.data(), cue.payload.size());
+  return store->AppendOwned(record, bytes, 0, cue.settings.size(), cue.payload.size());
+}
+
+}  // namespace
+
+bool IsTimedTextExtension(const std::string& extension) {
+  return strcasecmp(extension.c_str(), "ttml") == 0 || strcasecmp(extension.c_str(), "dfxp") == 0 ||
+         strcasecmp(extension.c_str(), "xml") == 0;
+}
+
+Status RunTimedTextSource(const RunSettings& settings, const RunEnvironment& environment,
+                          MxByteStream* stream, bool* taken) {
+  *taken = false;
+  const char* source = settings.inputPath ? settings.inputPath : "(source)";
+  std::string bytes;
+  int64_t length = 0;
+  // The root element is looked for in the start of the file before the whole is read.
+  Status status = ReadStart(stream, kTimedTextProbeBytes, &bytes, &length);
+  if (status != kNoErr || !IsTimedTextDocument(bytes)) return kNoErr;
+  *taken = true;
+  if (static_cast<uint64_t>(length) > kMaxTimedTextSourceBytes) {
+    OutputMessage(0, "%s: cannot read the source: larger than %zu bytes", source,
+                  kMaxTimedTextSourceBytes);
+    return kErrParse;
+  }
+  status = ReadStart(stream, kMaxTimedTextSourceBytes, &bytes, &length);
+  if (status != kNoErr) {
+    OutputMessage(0, "%s: cannot read the source (error %d)", source, status);
+    return status;
+  }
+
+  TimedTextDocument document;
+  std::vector<TimedTextCue> cues;
+  std::string message;
+  status = ReadTimedTextDocument(bytes, source, &document, &message);
+  if (status == kNoErr) {
+    status = BuildTimedTextCues(document, &cues, &message);
+    if (status != kNoErr) message = std::string(source) + ": " + message;
+  }
+  if (status != kNoErr) {
+    OutputMessage(0, "cannot read the source: %s", message.c_str());
+    return kErrParse;
+  }
+  bytes = std::string();
+  document = TimedTextDocument();
+
+  WebVTTCueStore store;
+  for (const TimedTextCue& cue : cues) {
+    double start = Milliseconds(cue.start), end = Milliseconds(cue.end);
+    if (!(start < end)) continue;
+    if (end > kLatestOutputSeconds) {
+      OutputMessage(0, "%s: cannot read the source: a cue ends after %.0f seconds", source,
+                    kLatestOutputSeconds);
+      return kErrParse;
+    }
+    status = StoreCue(&store, start, end, cue);
+    if (status != kNoErr) return status;
+  }
+  if (store.empty()) OutputMessage(1, "%s: no cues found in the timed-text document", source);
+  return ScheduleCuesInto(
+      settings, store,
+      MakeChunkFileSettings(settings, environment, settings.fileBase, settings.baseURL));
+}

@@ -1,0 +1,40 @@
+// Turns a timed-text document into cues. Every element's active interval is worked out from its
+// begin, end and dur (relative to its parent's begin in a parallel container, to the end of the
+// previous sibling in a sequential one) and clipped to its parent's. An element without an end or
+// dur lasts as long as its content: in a parallel container until the last child ends, in a
+// sequential one until the last child ends, and text lasts indefinitely in a parallel container
+// and not at all in a sequential one.
+//
+// Each paragraph becomes one cue per interval over which its visible text stays the same (spans
+// with their own timing change it); paragraphs shown at the same time are separate cues. Text is
+// escaped for a cue payload; bold, italic and underline (inline, from referenced styles, and
+// inherited) become <b>, <i> and <u>; a br element is a line break. Whitespace is collapsed and
+// trimmed at the ends of lines unless xml:space="preserve" keeps it (with its newlines as line
+// breaks). Lines that are left empty are dropped.
+//
+// A paragraph's tts:textAlign becomes its cues' align setting; the region it is shown in, when
+// its origin and extent are given in percent, becomes the cue box: position (its left edge) and
+// size (its width), and a line at its top, middle or bottom as tts:displayAlign says.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "common/status.h"
+#include "media/formats/ttml/timed_text_document.h"
+
+// A paragraph changing its text more often than this, or holding more elements and texts than
+// kTimedTextMaxParagraphNodes, is refused.
+constexpr size_t kTimedTextMaxParagraphIntervals = 1024;
+constexpr size_t kTimedTextMaxParagraphNodes = 16384;
+
+struct TimedTextCue {
+  double start = 0, end = 0;  // seconds
+  std::string settings;       // cue settings, empty when there are none
+  std::string payload;
+};
+
+// The cues sorted by start time (paragraphs starting together in document order). A paragraph
+// whose text is shown but never ends is refused with kErrParse and `*message` naming its line.
+Status BuildTimedTextCues(const TimedTextDocument& document, std::vector<TimedTextCue>* cues,
+                          std::string* message);

@@ -1,0 +1,90 @@
+// A timed-text (TTML) document read into the parts that become cues: the body's tree of div, p,
+// span and br elements with their timing, time containers, whitespace handling, regions, bold,
+// italic, underline and text alignment, and the style and region definitions of the head.
+// Everything else (other styles, metadata, animation, elements of foreign namespaces) is skipped
+// with its content.
+//
+// The XML is read by expat, with namespaces, and treated as hostile: a document type declaration
+// is refused (so no entity can be declared and no external entity or DTD is ever fetched),
+// nesting stops at kTimedTextMaxDepth, an element at kTimedTextMaxAttributes attributes of at most
+// kTimedTextMaxAttributeBytes each, a paragraph at kTimedTextMaxParagraphBytes of text, the body
+// at kTimedTextMaxNodes nodes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "common/status.h"
+#include "media/formats/ttml/ttml_time_expression.h"
+
+constexpr size_t kTimedTextMaxDepth = 64;
+constexpr size_t kTimedTextMaxAttributes = 64;
+constexpr size_t kTimedTextMaxAttributeBytes = 4096;
+constexpr size_t kTimedTextMaxParagraphBytes = 65536;
+constexpr size_t kTimedTextMaxNodes = 1u << 22;
+
+// A style property that is set on, set off, or left to inheritance.
+enum class StyleFlag : int8_t { kInherit = -1, kOff = 0, kOn = 1 };
+
+// tts:textAlign; kInherit when not given.
+enum class TextAlign : uint8_t { kInherit, kLeft, kCenter, kRight, kStart, kEnd };
+
+struct TextStyleFlags {
+  StyleFlag bold = StyleFlag::kInherit, italic = StyleFlag::kInherit,
+            underline = StyleFlag::kInherit;
+  TextAlign textAlign = TextAlign::kInherit;
+};
+
+// A region's area, in percent of the root container, when its origin and extent are both given
+// in percent; and where in it the text sits vertically (tts:displayAlign).
+struct TimedTextRegion {
+  bool hasArea = false;
+  double x = 0, y = 0, width = 0, height = 0;
+  enum class DisplayAlign : uint8_t {
+    kBefore,
+    kCenter,
+    kAfter
+  } displayAlign = DisplayAlign::kBefore;
+};
+
+struct TimedTextNode {
+  enum class Kind : uint8_t { kBody, kDiv, kParagraph, kSpan, kLineBreak, kText };
+  Kind kind = Kind::kText;
+  bool sequential = false;  // timeContainer="seq"
+  StyleFlag preserveSpace = StyleFlag::kInherit;
+  uint32_t line = 0;  // where the element starts, for messages
+  std::optional<double> begin, end, dur;
+  TextStyleFlags inlineStyle;
+  std::vector<std::string> styleRefs;
+  std::string region;  // the region attribute, empty when absent
+  std::string text;    // of a text node
+  std::vector<uint32_t> children;
+};
+
+struct TimedTextStyle {
+  TextStyleFlags flags;
+  std::vector<std::string> styleRefs;
+};
+
+struct TimedTextDocument {
+  TimedTextRates rates;
+  std::vector<TimedTextNode> nodes;  // nodes[0] is the body when `hasBody`
+  bool hasBody = false;
+  std::unordered_map<std::string, TimedTextStyle> styles;    // by xml:id
+  std::unordered_map<std::string, TimedTextRegion> regions;  // by xml:id
+};
+
+// Reads a whole document. On failure returns kErrParse with `*message` saying what is wrong;
+// XML errors name `fileName` and the line.
+Status ReadTimedTextDocument(std::string_view bytes, std::string_view fileName,
+                             TimedTextDocument* document, std::string* message);
+
+// True when `bytes` is XML whose root element is `tt` in a timed-text namespace. Reads no further
+// than the root element's start tag, and no further than kTimedTextProbeBytes.
+constexpr size_t kTimedTextProbeBytes = size_t{1} << 16;
+bool IsTimedTextDocument(std::string_view bytes);
