@@ -10,7 +10,6 @@
 #include <thread>
 
 #include "driver/schedule_size.h"
-#include "media/core/memory_byte_stream.h"
 #include "media/formats/movie/movie_builder.h"
 #include "media/formats/webvtt/webvtt_parser.h"
 #include "test_support.h"
@@ -285,10 +284,8 @@ TEST(HostileInput, ScheduleSizeMatchesWhatIsWritten) {
     }
     WebVTTParser* parser = nullptr;
     ASSERT_EQ(WebVTTParserCreate(&parser, 0), kNoErr);
-    MxByteStreamRef stream;
-    ASSERT_EQ(MxByteStreamCreateForMemory(reinterpret_cast<const uint8_t*>(source.data()),
-                                          source.size(), &stream),
-              kNoErr);
+    MxByteStreamRef stream = MemoryStream(source);
+    ASSERT_TRUE(stream);
     ASSERT_EQ(WebVTTParserReadByteStream(parser, stream.get()), kNoErr);
     const ScheduleSize size = MeasureSchedule(*WebVTTParserGetCueStore(parser),
                                               static_cast<uint32_t>(std::stoul(c.target)));
