@@ -26,6 +26,17 @@ std::string ToolPath() {
   return HLSVTT_BINARY;
 }
 
+SourceRun::SourceRun(const std::string& source, const std::vector<std::string>& options,
+                     const std::string& name) {
+  WriteFile(dir / name, source);
+  RunShell("mkdir -p '" + (dir / "out") + "'");
+  std::vector<std::string> args{"/usr/bin/timeout",       "60", ToolPath(),
+                                "--no-output-timestamps", "-f", dir / "out"};
+  args.insert(args.end(), options.begin(), options.end());
+  args.push_back(dir / name);
+  result = RunBinary("/usr/bin/timeout", args);
+}
+
 MxByteStreamRef MemoryStream(const std::string& bytes) {
   MxByteStreamRef stream;
   EXPECT_EQ(MxByteStreamCreateForMemory(reinterpret_cast<const uint8_t*>(bytes.data()),

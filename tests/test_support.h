@@ -39,6 +39,18 @@ bool FileExists(const std::string& path);
 std::vector<std::string> ListDir(const std::string& path);  // sorted names
 std::string ToolPath();
 
+// Runs hlsvtt with `options` on `source`, written to dir/name, into an empty dir/out, under a
+// one-minute limit so that a run that never ends fails its test instead of hanging it. Log lines
+// go to standard output without their time of day.
+struct SourceRun {
+  SourceRun(const std::string& source, const std::vector<std::string>& options,
+            const std::string& name = "in.vtt");
+  std::string Out(const std::string& file) const { return ReadFile(dir / "out/" + file); }
+  std::vector<std::string> Files() const { return ListDir(dir / "out"); }
+  ScratchDir dir;
+  RunResult result;
+};
+
 // A byte stream over a copy of `bytes`; a failure to make it fails the test.
 MxByteStreamRef MemoryStream(const std::string& bytes);
 // `utf8` converted by ICU into `encoding`; a failed conversion fails the test.
