@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <unicode/ucnv.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +15,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "media/core/memory_byte_stream.h"
+
 bool CorpusPresent() {
   std::error_code error;
   return std::filesystem::is_directory(kCorpusDir, error);
@@ -21,6 +24,35 @@ bool CorpusPresent() {
 
 std::string ToolPath() {
   return HLSVTT_BINARY;
+}
+
+SourceRun::SourceRun(const std::string& source, const std::vector<std::string>& options,
+                     const std::string& name) {
+  WriteFile(dir / name, source);
+  RunShell("mkdir -p '" + (dir / "out") + "'");
+  std::vector<std::string> args{"/usr/bin/timeout",       "60", ToolPath(),
+                                "--no-output-timestamps", "-f", dir / "out"};
+  args.insert(args.end(), options.begin(), options.end());
+  args.push_back(dir / name);
+  result = RunBinary("/usr/bin/timeout", args);
+}
+
+MxByteStreamRef MemoryStream(const std::string& bytes) {
+  MxByteStreamRef stream;
+  EXPECT_EQ(MxByteStreamCreateForMemory(reinterpret_cast<const uint8_t*>(bytes.data()),
+                                        bytes.size(), &stream),
+            kNoErr);
+  return stream;
+}
+
+std::string Encode(const std::string& utf8, const char* encoding) {
+  std::string out(utf8.size() * 4 + 16, '\0');
+  UErrorCode error = U_ZERO_ERROR;
+  const int32_t n = ucnv_convert(encoding, "UTF-8", out.data(), static_cast<int32_t>(out.size()),
+                                 utf8.data(), static_cast<int32_t>(utf8.size()), &error);
+  EXPECT_TRUE(U_SUCCESS(error)) << encoding << ": " << u_errorName(error);
+  out.resize(U_SUCCESS(error) ? static_cast<size_t>(n) : 0);
+  return out;
 }
 
 namespace {

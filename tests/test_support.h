@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "media/core/byte_stream.h"
+
 struct RunResult {
   std::string out;
   std::string err;
@@ -36,6 +38,23 @@ void WriteFile(const std::string& path, const std::string& contents);
 bool FileExists(const std::string& path);
 std::vector<std::string> ListDir(const std::string& path);  // sorted names
 std::string ToolPath();
+
+// Runs hlsvtt with `options` on `source`, written to dir/name, into an empty dir/out, under a
+// one-minute limit so that a run that never ends fails its test instead of hanging it. Log lines
+// go to standard output without their time of day.
+struct SourceRun {
+  SourceRun(const std::string& source, const std::vector<std::string>& options,
+            const std::string& name = "in.vtt");
+  std::string Out(const std::string& file) const { return ReadFile(dir / "out/" + file); }
+  std::vector<std::string> Files() const { return ListDir(dir / "out"); }
+  ScratchDir dir;
+  RunResult result;
+};
+
+// A byte stream over a copy of `bytes`; a failure to make it fails the test.
+MxByteStreamRef MemoryStream(const std::string& bytes);
+// `utf8` converted by ICU into `encoding`; a failed conversion fails the test.
+std::string Encode(const std::string& utf8, const char* encoding);
 
 // The shared corpus of subtitle sources lives outside the repository. A test that reads it starts
 // with SKIP_WITHOUT_CORPUS(), which skips the test, naming the directory, when it is missing; the

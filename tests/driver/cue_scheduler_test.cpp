@@ -14,22 +14,6 @@ namespace {
 
 const std::string kHeader = "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:900000,LOCAL:00:00:00.000\n\n";
 
-struct SegmentRun {
-  ScratchDir dir;
-  RunResult result;
-  SegmentRun(const std::string& source, std::vector<std::string> options,
-             const char* name = "in.vtt") {
-    WriteFile(dir / name, source);
-    std::vector<std::string> args{"hlsvtt", "-q", "-f", dir / "out"};
-    args.insert(args.end(), options.begin(), options.end());
-    args.push_back(dir / name);
-    RunShell("mkdir -p " + (dir / "out"));
-    result = RunTool(args);
-  }
-  std::string Out(const std::string& name) const { return ReadFile(dir / "out" + "/" + name); }
-  std::vector<std::string> Files() const { return ListDir(dir / "out"); }
-};
-
 std::string Playlist(int target, const std::vector<std::string>& extinf) {
   std::string text = "#EXTM3U\n#EXT-X-TARGETDURATION:" + std::to_string(target) +
                      "\n#EXT-X-VERSION:3\n#EXT-X-MEDIA-SEQUENCE:0\n#EXT-X-PLAYLIST-TYPE:VOD\n";
@@ -40,7 +24,7 @@ std::string Playlist(int target, const std::vector<std::string>& extinf) {
 
 TEST(CueScheduling, EmptyStretchesFoldIntoTheNextSegment) {
   // Identifier, settings and payload line breaks are copied as they are.
-  SegmentRun run(
+  SourceRun run(
       "WEBVTT\n\nintro\n00:01.000 --> 00:03.000 align:start\nA\r\nB\n\n"
       "00:25.000 --> 00:27.000\nB\n\n",
       {"-t", "10"});
@@ -54,7 +38,7 @@ TEST(CueScheduling, EmptyStretchesFoldIntoTheNextSegment) {
 }
 
 TEST(CueScheduling, SpanningCuesRepeatWholeAndBoundaryCuesStartTheNextSegment) {
-  SegmentRun run(
+  SourceRun run(
       "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:08.000 --> 00:32.000\nlong\n\n"
       "00:10.000 --> 00:10.500\nat ten\n\n00:35.000 --> 00:36.000\nD\n\n",
       {"-t", "10", "-D", "45"});
@@ -73,8 +57,8 @@ TEST(CueScheduling, SpanningCuesRepeatWholeAndBoundaryCuesStartTheNextSegment) {
 }
 
 TEST(CueScheduling, ACueStillRunningAtTheEndLengthensTheLastSegment) {
-  SegmentRun run("WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:08.000 --> 00:32.000\nlong\n\n",
-                 {"-t", "10"});
+  SourceRun run("WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:08.000 --> 00:32.000\nlong\n\n",
+                {"-t", "10"});
   EXPECT_EQ(run.result.status, 0);
   EXPECT_EQ(run.Files().size(), 2u);  // one segment and the playlist
   EXPECT_EQ(run.Out("prog_index.m3u8"), Playlist(32, {"32.00000"}));
@@ -93,7 +77,7 @@ TEST(CueScheduling, DurationAndTimestampMapOptions) {
       {{"-t", "10", "--no-output-timestamps"}, "MPEGTS:900000"},
   };
   for (const Case& c : cases) {
-    SegmentRun run("WEBVTT\n\n00:01.000 --> 00:05.500\nA\n\n", c.options);
+    SourceRun run("WEBVTT\n\n00:01.000 --> 00:05.500\nA\n\n", c.options);
     EXPECT_EQ(run.result.status, 0);
     EXPECT_EQ(run.Out("fileSequence0.webvtt"),
               "WEBVTT\nX-TIMESTAMP-MAP=" + c.mapLine +
@@ -103,8 +87,8 @@ TEST(CueScheduling, DurationAndTimestampMapOptions) {
 }
 
 TEST(CueScheduling, SrtSourceWithCustomNames) {
-  SegmentRun run("1\r\n00:00:01,500 --> 00:00:02,000\r\nHi\r\n\r\n",
-                 {"-B", "sub", "-i", "subs.m3u8", "-b", "http://cdn/x/"}, "movie.SRT");
+  SourceRun run("1\r\n00:00:01,500 --> 00:00:02,000\r\nHi\r\n\r\n",
+                {"-B", "sub", "-i", "subs.m3u8", "-b", "http://cdn/x/"}, "movie.SRT");
   EXPECT_EQ(run.result.status, 0);
   EXPECT_EQ(run.Out("sub0.webvtt"), kHeader + "1\n00:00:01.500 --> 00:00:02.000\nHi\n\n");
   EXPECT_TRUE(run.Out("subs.m3u8").ends_with(",\t\nhttp://cdn/x/sub0.webvtt\n#EXT-X-ENDLIST\n"));
@@ -130,16 +114,16 @@ TEST(CueScheduling, SrtMarkupRewrittenOnRequest) {
                                 "line:0\n<c.color_ffff00.yellow>Top</c> &amp; <b>bold</b>\n\n"
                                 "2\n00:00:03.000 --> 00:00:04.000\n<i>a &lt; b</i>\n\n"
                                 "3\n00:00:05.000 --> 00:00:06.000\nPlain <b>kept</b>\n\n";
-  SegmentRun plain(cues, {"-t", "10"}, "in.srt");
-  SegmentRun converted(cues, {"-t", "10", "--srt-markup=webvtt"}, "in.srt");
+  SourceRun plain(cues, {"-t", "10"}, "in.srt");
+  SourceRun converted(cues, {"-t", "10", "--srt-markup=webvtt"}, "in.srt");
   // The markup is rewritten after a conversion from another encoding too.
   std::string utf16 = "\xFF\xFE";
   for (char c : cues) utf16 += {c, '\0'};
-  SegmentRun wide(utf16, {"-t", "10", "--source-encoding=auto", "--srt-markup=webvtt"}, "in.srt");
+  SourceRun wide(utf16, {"-t", "10", "--source-encoding=auto", "--srt-markup=webvtt"}, "in.srt");
   std::string vtt = cues;
   for (size_t at; (at = vtt.find(",0")) != std::string::npos;) vtt[at] = '.';
-  SegmentRun webvtt("WEBVTT\n\n" + vtt, {"-t", "10", "--srt-markup=webvtt"}, "in.vtt");
-  for (const SegmentRun* run : {&plain, &converted, &wide, &webvtt})
+  SourceRun webvtt("WEBVTT\n\n" + vtt, {"-t", "10", "--srt-markup=webvtt"}, "in.vtt");
+  for (const SourceRun* run : {&plain, &converted, &wide, &webvtt})
     ASSERT_EQ(run->result.status, 0);
   EXPECT_EQ(plain.Out("fileSequence0.webvtt"), asIs);
   EXPECT_EQ(webvtt.Out("fileSequence0.webvtt"), asIs);
@@ -149,7 +133,7 @@ TEST(CueScheduling, SrtMarkupRewrittenOnRequest) {
   const std::string clients = HLSVTT_SOURCE_DIR "/tests/clients";
   if (RunShell("command -v node >/dev/null && test -d '" + clients + "/node_modules'") != 0)
     GTEST_SKIP() << "node or the client packages missing (scripts/install-clients.sh)";
-  auto errors = [&](const SegmentRun& run) {
+  auto errors = [&](const SourceRun& run) {
     std::string out;
     EXPECT_EQ(RunShell("node -e \"const {WebVTTParser} = require('" + clients +
                            "/node_modules/webvtt-parser');"
@@ -167,7 +151,7 @@ TEST(CueScheduling, SrtMarkupRewrittenOnRequest) {
 }
 
 TEST(CueScheduling, SourceWithoutCuesWritesNothing) {
-  SegmentRun run("WEBVTT\n\nNOTE nothing here\n\n", {"-D", "30"});
+  SourceRun run("WEBVTT\n\nNOTE nothing here\n\n", {"-D", "30"});
   EXPECT_EQ(run.result.status, 0);
   EXPECT_TRUE(run.Files().empty());
 }
@@ -191,7 +175,7 @@ TEST(BadInput, FailuresAndTheirStatuses) {
     EXPECT_TRUE(ListDir(dir / "out").empty()) << c.source;
   }
   // Malformed cues are dropped, the rest segmented.
-  SegmentRun mixed(
+  SourceRun mixed(
       "WEBVTT\n\nbroken\n\n00:01.000 --> 00:02.000\nA\n\n00:xx --> 00:03.000\nB\n\n"
       "00:04.000 --> 00:05.000\nC\n\n",
       {});
@@ -202,7 +186,7 @@ TEST(BadInput, FailuresAndTheirStatuses) {
 
 TEST(BadInput, AbsurdTimesFinishQuickly) {
   // A cue 10^20 hours away: the empty stretch before it is one segment, found without stepping.
-  SegmentRun run(
+  SourceRun run(
       "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n"
       "100000000000000000000:00:00.000 --> 100000000000000000000:00:01.000\nB\n\n",
       {"-t", "10"});

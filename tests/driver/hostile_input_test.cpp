@@ -10,7 +10,6 @@
 #include <thread>
 
 #include "driver/schedule_size.h"
-#include "media/core/memory_byte_stream.h"
 #include "media/formats/movie/movie_builder.h"
 #include "media/formats/webvtt/webvtt_parser.h"
 #include "test_support.h"
@@ -27,24 +26,6 @@ std::string Time(long seconds, int millis = 0) {
            seconds % 60, millis);
   return text;
 }
-
-// Runs the tool on `source` into an empty out/ (made unless `makeOut` is false) under a time
-// limit, so that a run that never ends fails the test instead of hanging it.
-struct ToolRun {
-  ScratchDir dir;
-  RunResult result;
-  ToolRun(const std::string& source, const std::vector<std::string>& options,
-          const std::string& name = "in.vtt") {
-    WriteFile(dir / name, source);
-    RunShell("mkdir -p '" + (dir / "out") + "'");
-    std::vector<std::string> args{"/usr/bin/timeout",       "60", ToolPath(),
-                                  "--no-output-timestamps", "-f", dir / "out"};
-    args.insert(args.end(), options.begin(), options.end());
-    args.push_back(dir / name);
-    result = RunBinary("/usr/bin/timeout", args);
-  }
-  std::vector<std::string> Files() const { return ListDir(dir / "out"); }
-};
 
 TEST(HostileInput, RefusedSourcesAndOptionsWriteNothing) {
   const std::string oneCue = "WEBVTT\n\n" + Cue("00:01.000", "00:02.000", "A");
@@ -83,7 +64,7 @@ TEST(HostileInput, RefusedSourcesAndOptionsWriteNothing) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     const auto began = std::chrono::steady_clock::now();
-    ToolRun run(c.source, c.options);
+    SourceRun run(c.source, c.options);
     EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(10));
     EXPECT_EQ(run.result.status, c.status);
     EXPECT_NE((run.result.out + run.result.err).find(c.message), std::string::npos)
@@ -130,7 +111,7 @@ TEST(HostileInput, MoviesBeyondTheOutputLimitsWriteNothing) {
     SCOPED_TRACE(c.name);
     const std::string file = movie_builder::Build(c.movie);
     const auto began = std::chrono::steady_clock::now();
-    ToolRun run(file, {"-t", "1"}, "in.mp4");
+    SourceRun run(file, {"-t", "1"}, "in.mp4");
     EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(10));
     EXPECT_EQ(run.result.status, 56);
     EXPECT_NE(run.result.out.find(run.dir / "in.mp4: " + c.message), std::string::npos)
@@ -145,7 +126,7 @@ TEST(HostileInput, SourcesThatAreReadWithAMessage) {
       "WEBVTT\n\n" + Cue("00:01.000", "00:02.000", "A") +
       Cue(std::string(400, '9') + ":00:00.000", std::string(400, '9') + ":00:01.000", "never") +
       Cue(std::string(400, '9') + ":00:00.000", "00:00:05.000", "never");
-  ToolRun dropped(infinite, {"-t", "10"});
+  SourceRun dropped(infinite, {"-t", "10"});
   EXPECT_EQ(dropped.result.status, 0);
   EXPECT_EQ(dropped.Files(), (std::vector<std::string>{"fileSequence0.webvtt", "prog_index.m3u8"}));
   EXPECT_EQ(ReadFile(dropped.dir / "out/fileSequence0.webvtt").find("never"), std::string::npos);
@@ -153,7 +134,7 @@ TEST(HostileInput, SourcesThatAreReadWithAMessage) {
   // UTF-16 text is not read: no cues, status 0, and a progress message naming the source.
   std::string utf16 = "\xff\xfe";
   for (char ch : "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n") utf16 += std::string{ch, '\0'};
-  ToolRun wide(utf16, {});
+  SourceRun wide(utf16, {});
   EXPECT_EQ(wide.result.status, 0);
   EXPECT_NE(wide.result.out.find(wide.dir / "in.vtt" + ": no cues found"), std::string::npos)
       << wide.result.out;
@@ -196,7 +177,7 @@ TEST(HostileInput, OverlongPathsAreRefusedBeforeAnythingIsWritten) {
 
 TEST(HostileInput, OutputFailuresNameTheDirectoryAndTheSource) {
   // A missing output directory is named once; the failure names the source, not a segment.
-  ToolRun missing(
+  SourceRun missing(
       "WEBVTT\n\n" + Cue("00:01.000", "00:02.000", "A") + Cue("00:11.000", "00:12.000", "B"),
       {"-t", "10", "-f", "/nonexistent/out"});
   EXPECT_EQ(missing.result.status, 2);
@@ -274,7 +255,7 @@ TEST(HostileInput, ScheduleSizeMatchesWhatIsWritten) {
   };
   for (const Case& c : cases) {
     const std::string source = "WEBVTT\n\n" + c.cues;
-    ToolRun run(source, {"-t", c.target});
+    SourceRun run(source, {"-t", c.target});
     ASSERT_EQ(run.result.status, 0);
     double segments = 0, copies = 0;
     for (const std::string& name : run.Files()) {
@@ -285,10 +266,8 @@ TEST(HostileInput, ScheduleSizeMatchesWhatIsWritten) {
     }
     WebVTTParser* parser = nullptr;
     ASSERT_EQ(WebVTTParserCreate(&parser, 0), kNoErr);
-    MxByteStreamRef stream;
-    ASSERT_EQ(MxByteStreamCreateForMemory(reinterpret_cast<const uint8_t*>(source.data()),
-                                          source.size(), &stream),
-              kNoErr);
+    MxByteStreamRef stream = MemoryStream(source);
+    ASSERT_TRUE(stream);
     ASSERT_EQ(WebVTTParserReadByteStream(parser, stream.get()), kNoErr);
     const ScheduleSize size = MeasureSchedule(*WebVTTParserGetCueStore(parser),
                                               static_cast<uint32_t>(std::stoul(c.target)));

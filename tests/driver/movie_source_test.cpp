@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "driver/movie_output_size.h"
-#include "driver/subtitle_variant_playlist.h"
 #include "media/formats/movie/movie_builder.h"
 #include "media/formats/movie/movie_reader_test_support.h"
 #include "test_support.h"
@@ -168,37 +167,6 @@ TEST(MovieSource, TracksBecomeStreamsWithTheirNamesAndFlags) {
 // even when it starts later; a cue past the boundary opens the next segment, which ends 10 s
 // after that cue's start; a cue exactly at the boundary stays. Empty samples write nothing. The
 // forced variant holds only the forced sample, on a grid of its own.
-// A fragment with CHARACTERISTICS merges into a master that the master tool then checks clean:
-// two English renditions that are both auto-selected differ in their characteristics.
-TEST(MovieSource, CaptionsFragmentMergesIntoACleanMaster) {
-  ScratchDir dir;
-  Track captions = Subtitles(1, "eng", {TextSample("[thunder]")}, {500});
-  captions.tagc = {kTranscribes, kDescribes};
-  Movie m;
-  m.tracks = {captions, Subtitles(2, "eng", {TextSample("hello")}, {500})};
-  Outcome o = Segment(dir, m);
-  ASSERT_EQ(o.run.status, 0) << o.run.err;
-  ASSERT_NE(o.variant.find("CHARACTERISTICS="), std::string::npos) << o.variant;
-  ASSERT_EQ(RunShell("mkdir '" + (dir / "low") + "' && touch '" + (dir / "low/index.m3u8") + "'"),
-            0);
-  WriteFile(dir / "master.m3u8",
-            "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=800000,CODECS=\"avc1.4d401e,mp4a.40.2\"\n"
-            "low/index.m3u8\n");
-  RunResult merge =
-      RunBinary(HLSVTT_MASTER_BINARY,
-                {"hlsvtt-master", "merge", "--conform", "master.m3u8", "out/subtitle_media.m3u8"},
-                dir.path());
-  ASSERT_EQ(merge.status, 0) << merge.err;
-  EXPECT_NE(ReadFile(dir / "master.m3u8")
-                .find(",CHARACTERISTICS=\"" + std::string(kTranscribes) + "," + kDescribes +
-                      "\",URI=\"out/en0/prog_index.m3u8\"\n"),
-            std::string::npos);
-  RunResult check =
-      RunBinary(HLSVTT_MASTER_BINARY, {"hlsvtt-master", "check", "master.m3u8"}, dir.path());
-  EXPECT_EQ(check.status, 0) << check.out << check.err;
-  EXPECT_EQ(check.out, "");
-}
-
 TEST(MovieSource, SegmentsStartAtTheCueThatOpensThem) {
   ScratchDir dir;
   Movie m;
@@ -475,13 +443,6 @@ TEST(MovieSource, OutputsStayInsideTheOutputDirectory) {
     for (const std::string& file : c.files) expected += "./" + file + "\n";
     EXPECT_EQ(listing, expected);
   }
-}
-
-TEST(MovieSource, VariantPlaylistNamesCannotBreakTheirLine) {
-  SubtitleVariantEntry e{"a \"b\"\r\nc", true, "en", false, true, "en0/prog_index.m3u8", ""};
-  EXPECT_EQ(FormatSubtitleVariantPlaylist({e}),
-            "#EXTM3U\n" + Line("a 'b'  c", "DEFAULT=YES,AUTOSELECT=NO,FORCED=YES", "en",
-                               "en0/prog_index.m3u8"));
 }
 
 // The variant playlist is written whole or not at all, and a failure is the run's status.

@@ -1,7 +1,6 @@
 // Sources that are not UTF-8, run through the tool: the warning by default, conversion with
 // --source-encoding, and output identical to that of the same source in UTF-8.
 #include <gtest/gtest.h>
-#include <unicode/ucnv.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -22,15 +21,6 @@ std::string SrtOf(const std::string& name) {
     srt += std::to_string(i) + timing + line + "\n\n";
   }
   return srt;
-}
-
-std::string Encode(const std::string& utf8, const char* encoding) {
-  std::string out(utf8.size() * 4 + 16, '\0');
-  UErrorCode error = U_ZERO_ERROR;
-  const int32_t n = ucnv_convert(encoding, "UTF-8", out.data(), static_cast<int32_t>(out.size()),
-                                 utf8.data(), static_cast<int32_t>(utf8.size()), &error);
-  out.resize(U_SUCCESS(error) ? static_cast<size_t>(n) : 0);
-  return out;
 }
 
 struct Outcome {

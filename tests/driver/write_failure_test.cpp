@@ -6,7 +6,6 @@
 
 #include "driver/cue_scheduler.h"
 #include "log_capture.h"
-#include "media/core/memory_byte_stream.h"
 #include "segments/chunk_file.h"
 #include "test_support.h"
 
@@ -25,10 +24,7 @@ Status RunSource(const ScratchDir& dir, bool encrypt, const RunEnvironment& envi
   settings.targetDuration = 10;
   settings.fileBase = dir.path().c_str();
   if (encrypt) settings.encryptKeyFile = settings.fileBase;  // generated keys
-  MxByteStreamRef stream;
-  EXPECT_EQ(MxByteStreamCreateForMemory(reinterpret_cast<const uint8_t*>(kSource.data()),
-                                        kSource.size(), &stream),
-            kNoErr);
+  MxByteStreamRef stream = MemoryStream(kSource);
   return RunWebVTTSource(settings, environment, stream.get());
 }
 

@@ -48,6 +48,17 @@ RunResult Master(const std::vector<std::string>& args, const std::string& dir) {
   return RunBinary(HLSVTT_MASTER_BINARY, argv, dir);
 }
 
+// hls-parser, when installed, reads `master` and finds `renditions` subtitle renditions in it.
+void ExpectClientsRead(const std::string& master, int renditions) {
+  if (!FileExists(HLSVTT_SOURCE_DIR "/tests/clients/node_modules")) return;
+  std::string output;
+  EXPECT_EQ(RunShell("node '" HLSVTT_SOURCE_DIR "/tests/clients/check_master.js' '" + master +
+                         "' subtitles " + std::to_string(renditions) + " 2>&1",
+                     &output),
+            0)
+      << output;
+}
+
 class MasterToolTest : public testing::Test {
  protected:
   void SetUp() override {
@@ -64,12 +75,17 @@ class MasterToolTest : public testing::Test {
     WriteFile(dir_ / "video/high/index.m3u8", "");
   }
 
+  RunResult Run(const std::vector<std::string>& args) { return Master(args, dir_.path()); }
+  void MergeConformed() {
+    ASSERT_EQ(Run({"merge", "--conform", "video/master.m3u8", "movie/subtitle_media.m3u8"}).status,
+              0);
+  }
+
   ScratchDir dir_;
 };
 
 TEST_F(MasterToolTest, MergeIsReadByClientsAndCheckedCleanAfterConform) {
-  RunResult merge =
-      Master({"merge", "video/master.m3u8", "movie/subtitle_media.m3u8"}, dir_.path());
+  RunResult merge = Run({"merge", "video/master.m3u8", "movie/subtitle_media.m3u8"});
   ASSERT_EQ(merge.status, 0) << merge.err;
   // The two deliberate breaks are kept and reported: one forced default, two extra defaults.
   EXPECT_EQ(Count(merge.err, "hlsvtt-master: warning: movie/subtitle_media.m3u8:"), 3u)
@@ -77,16 +93,9 @@ TEST_F(MasterToolTest, MergeIsReadByClientsAndCheckedCleanAfterConform) {
   std::string merged = ReadFile(dir_ / "video/master.m3u8");
   EXPECT_NE(merged.find("URI=\"../movie/en2-forced/prog_index.m3u8\"\n"), std::string::npos);
 
-  if (FileExists(HLSVTT_SOURCE_DIR "/tests/clients/node_modules")) {
-    std::string output;
-    EXPECT_EQ(RunShell("node '" HLSVTT_SOURCE_DIR "/tests/clients/check_master.js' '" +
-                           dir_ / "video/master.m3u8' subtitles 3 2>&1",
-                       &output),
-              0)
-        << output;
-  }
+  ExpectClientsRead(dir_ / "video/master.m3u8", 3);
 
-  RunResult check = Master({"check", "video/master.m3u8", "--root", "."}, dir_.path());
+  RunResult check = Run({"check", "video/master.m3u8", "--root", "."});
   EXPECT_EQ(check.status, 111);
   EXPECT_EQ(check.out,
             "video/master.m3u8:4: DEFAULT=YES needs AUTOSELECT=YES\n"
@@ -95,14 +104,13 @@ TEST_F(MasterToolTest, MergeIsReadByClientsAndCheckedCleanAfterConform) {
             "video/master.m3u8:5: a second DEFAULT=YES in group \"subtitles\" (the first is at "
             "video/master.m3u8:3)\n");
 
-  RunResult conform =
-      Master({"merge", "--conform", "video/master.m3u8", "movie/subtitle_media.m3u8"}, dir_.path());
+  RunResult conform = Run({"merge", "--conform", "video/master.m3u8", "movie/subtitle_media.m3u8"});
   ASSERT_EQ(conform.status, 0) << conform.err;
   EXPECT_NE(
       conform.err.find("changed movie/subtitle_media.m3u8:3 \"English (forced)\" to DEFAULT=NO"),
       std::string::npos)
       << conform.err;
-  check = Master({"check", "video/master.m3u8", "--root", "."}, dir_.path());
+  check = Run({"check", "video/master.m3u8", "--root", "."});
   EXPECT_EQ(check.status, 0) << check.out;
   EXPECT_EQ(check.out, "");
   EXPECT_EQ(ListDir(dir_ / "video"), (std::vector<std::string>{"high", "low", "master.m3u8"}));
@@ -110,17 +118,15 @@ TEST_F(MasterToolTest, MergeIsReadByClientsAndCheckedCleanAfterConform) {
 
 TEST_F(MasterToolTest, AddedRenditionsAreReadByClientsAndCheckedClean) {
   // The media playlists of WebVTT sources, one added at a time; the group is made by the first.
-  RunResult add = Master({"add", "video/master.m3u8", "movie/en2/prog_index.m3u8", "--language",
-                          "en", "--name", "English", "--default", "--characteristics",
-                          "public.accessibility.transcribes-spoken-dialog,"
-                          "public.accessibility.describes-music-and-sound"},
-                         dir_.path());
+  RunResult add = Run({"add", "video/master.m3u8", "movie/en2/prog_index.m3u8", "--language", "en",
+                       "--name", "English", "--default", "--characteristics",
+                       "public.accessibility.transcribes-spoken-dialog,"
+                       "public.accessibility.describes-music-and-sound"});
   ASSERT_EQ(add.status, 0) << add.err;
-  add = Master({"add", "video/master.m3u8", "movie/fr3/prog_index.m3u8", "--language=fr-CA",
-                "--name=Fran\xC3\xA7"
-                "ais",
-                "--autoselect"},
-               dir_.path());
+  add = Run({"add", "video/master.m3u8", "movie/fr3/prog_index.m3u8", "--language=fr-CA",
+             "--name=Fran\xC3\xA7"
+             "ais",
+             "--autoselect"});
   ASSERT_EQ(add.status, 0) << add.err;
   EXPECT_EQ(add.err, "");
   const std::string added = ReadFile(dir_ / "video/master.m3u8");
@@ -133,15 +139,8 @@ TEST_F(MasterToolTest, AddedRenditionsAreReadByClientsAndCheckedClean) {
                        "#EXT-X-STREAM-INF:"),
             std::string::npos)
       << added;
-  if (FileExists(HLSVTT_SOURCE_DIR "/tests/clients/node_modules")) {
-    std::string output;
-    EXPECT_EQ(RunShell("node '" HLSVTT_SOURCE_DIR "/tests/clients/check_master.js' '" +
-                           dir_ / "video/master.m3u8' subtitles 2 2>&1",
-                       &output),
-              0)
-        << output;
-  }
-  RunResult check = Master({"check", "video/master.m3u8", "--root", "."}, dir_.path());
+  ExpectClientsRead(dir_ / "video/master.m3u8", 2);
+  RunResult check = Run({"check", "video/master.m3u8", "--root", "."});
   EXPECT_EQ(check.status, 0) << check.out;
   EXPECT_EQ(check.out, "");
 
@@ -169,7 +168,7 @@ TEST_F(MasterToolTest, AddedRenditionsAreReadByClientsAndCheckedClean) {
   for (const Case& c : cases) {
     std::vector<std::string> args = {"add", "video/master.m3u8"};
     args.insert(args.end(), c.args.begin(), c.args.end());
-    RunResult run = Master(args, dir_.path());
+    RunResult run = Run(args);
     EXPECT_EQ(run.status, c.status) << c.message;
     EXPECT_EQ(run.err.rfind(c.message, 0), 0u) << run.err;
   }
@@ -179,9 +178,8 @@ TEST_F(MasterToolTest, AddedRenditionsAreReadByClientsAndCheckedClean) {
 
 TEST_F(MasterToolTest, OutputElsewhereLeavesTheMasterAndRefusalsChangeNothing) {
   ASSERT_EQ(RunShell("mkdir -p '" + dir_ / "site'"), 0);
-  RunResult merge = Master({"merge", "video/master.m3u8", "movie/subtitle_media.m3u8", "-o",
-                            "site/all.m3u8", "--group", "subs", "--conform"},
-                           dir_.path());
+  RunResult merge = Run({"merge", "video/master.m3u8", "movie/subtitle_media.m3u8", "-o",
+                         "site/all.m3u8", "--group", "subs", "--conform"});
   ASSERT_EQ(merge.status, 0) << merge.err;
   EXPECT_EQ(ReadFile(dir_ / "video/master.m3u8"), kMaster);
   std::string out = ReadFile(dir_ / "site/all.m3u8");
@@ -205,7 +203,7 @@ TEST_F(MasterToolTest, OutputElsewhereLeavesTheMasterAndRefusalsChangeNothing) {
       {{"frobnicate"}, 56, "unknown command frobnicate"},
   };
   for (const Case& c : cases) {
-    RunResult run = Master(c.args, dir_.path());
+    RunResult run = Run(c.args);
     EXPECT_EQ(run.status, c.status) << c.args[1];
     EXPECT_NE(run.err.find(c.message), std::string::npos) << run.err;
   }
@@ -214,15 +212,12 @@ TEST_F(MasterToolTest, OutputElsewhereLeavesTheMasterAndRefusalsChangeNothing) {
 }
 
 TEST_F(MasterToolTest, CheckFollowsUrisToPlaylistsAndSegments) {
-  ASSERT_EQ(
-      Master({"merge", "--conform", "video/master.m3u8", "movie/subtitle_media.m3u8"}, dir_.path())
-          .status,
-      0);
+  MergeConformed();
   ASSERT_EQ(unlink((dir_ / "movie/fr3/fileSequence1.webvtt").c_str()), 0);
   ASSERT_EQ(unlink((dir_ / "video/high/index.m3u8").c_str()), 0);
   WriteFile(dir_ / "movie/en2/fileSequence2.webvtt",
             "WEBVTT\n\n00:00:21.000 --> 00:00:24.000\nx\n");
-  RunResult check = Master({"check", "video/master.m3u8", "--root", "."}, dir_.path());
+  RunResult check = Run({"check", "video/master.m3u8", "--root", "."});
   EXPECT_EQ(check.status, 111);
   EXPECT_EQ(check.out,
             "movie/en2/fileSequence2.webvtt:1: no X-TIMESTAMP-MAP in the segment header\n"
@@ -234,11 +229,8 @@ TEST_F(MasterToolTest, CheckFollowsUrisToPlaylistsAndSegments) {
 
 TEST_F(MasterToolTest, CheckReadsNothingOutsideItsTree) {
   // Without --root the tree is the master's directory: the movie beside it is named, not read.
-  ASSERT_EQ(
-      Master({"merge", "--conform", "video/master.m3u8", "movie/subtitle_media.m3u8"}, dir_.path())
-          .status,
-      0);
-  RunResult check = Master({"check", "video/master.m3u8"}, dir_.path());
+  MergeConformed();
+  RunResult check = Run({"check", "video/master.m3u8"});
   EXPECT_EQ(check.status, 111);
   EXPECT_EQ(Count(check.out, "URI \"../movie/"), 3u) << check.out;
   EXPECT_NE(check.out.find("video/master.m3u8:3: URI \"../movie/en2/prog_index.m3u8\" leads "
@@ -265,7 +257,7 @@ TEST_F(MasterToolTest, CheckReadsNothingOutsideItsTree) {
   WriteFile(dir_ / "site/master.m3u8",
             master + "#EXT-X-STREAM-INF:BANDWIDTH=1,SUBTITLES=\"s\"\nv.m3u8\n");
   WriteFile(dir_ / "site/v.m3u8", "");
-  check = Master({"check", "site/master.m3u8"}, dir_.path());
+  check = Run({"check", "site/master.m3u8"});
   EXPECT_EQ(check.status, 111);
   EXPECT_EQ(check.out,
             "site/master.m3u8:2: URI \"../private.txt\" leads outside site; not read\n"
@@ -290,8 +282,7 @@ TEST_F(MasterToolTest, MergeInPlaceKeepsALinkAndLeavesNoTemporaryFile) {
                      "' && mkdir store && mv video/master.m3u8 store/ && ln -s "
                      "../store/master.m3u8 video/master.m3u8"),
             0);
-  RunResult merge =
-      Master({"merge", "video/master.m3u8", "movie/subtitle_media.m3u8"}, dir_.path());
+  RunResult merge = Run({"merge", "video/master.m3u8", "movie/subtitle_media.m3u8"});
   ASSERT_EQ(merge.status, 0) << merge.err;
   struct stat st;
   ASSERT_EQ(lstat((dir_ / "video/master.m3u8").c_str(), &st), 0);

@@ -144,24 +144,28 @@ TEST(PlaylistCheck, CleanTextsPassAndNameWhatToFollow) {
   std::vector<PlaylistProblem> problems;
   std::vector<PlaylistReference> references;
   // Groups are told apart by type and id together: an audio group may share the subtitle
-  // group's id, its own DEFAULT=YES and its NAMEs.
+  // group's id, its own DEFAULT=YES and its NAMEs. Two auto-selected renditions of one language
+  // may differ in their characteristics alone.
   CheckMasterPlaylistText(
       "m",
       std::string(kCleanMaster) +
-          "#EXT-X-MEDIA:TYPE=AUDIO,GROUP-ID=\"s\",NAME=\"English\",DEFAULT=YES\n",
+          "#EXT-X-MEDIA:TYPE=AUDIO,GROUP-ID=\"s\",NAME=\"English\",DEFAULT=YES\n"
+          "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"s\",NAME=\"SDH\",AUTOSELECT=YES,FORCED=NO,"
+          "LANGUAGE=\"en\",CHARACTERISTICS=\"public.accessibility.transcribes-spoken-dialog\","
+          "URI=\"sdh.m3u8\"\n",
       &problems, &references);
   CheckSubtitlePlaylistText("p", kCleanMedia, &problems, &references);
   CheckWebVttSegmentHead("s", kCleanSegment, &problems);
   CheckWebVttSegmentHead("s", "\xEF\xBB\xBFWEBVTT\r\nX-TIMESTAMP-MAP=LOCAL:01:00.500,MPEGTS:0\r\n",
                          &problems);
   EXPECT_TRUE(problems.empty()) << problems[0].file << ":" << problems[0].message;
-  ASSERT_EQ(references.size(), 5u);
+  ASSERT_EQ(references.size(), 6u);
   EXPECT_EQ(references[0].uri, "en/p.m3u8");
   EXPECT_TRUE(references[0].subtitles);
   EXPECT_EQ(references[2].uri, "v.m3u8");
   EXPECT_FALSE(references[2].subtitles);
-  EXPECT_EQ(references[4].uri, "b.webvtt");
-  EXPECT_EQ(references[4].line, 7u);
+  EXPECT_EQ(references[5].uri, "b.webvtt");
+  EXPECT_EQ(references[5].line, 7u);
 
   // Segments after a key other than NONE are marked as encrypted.
   references.clear();

@@ -8,7 +8,6 @@
 
 #include "driver/cue_scheduler.h"
 #include "log_capture.h"
-#include "media/core/memory_byte_stream.h"
 #include "segments/chunk_file.h"
 #include "test_support.h"
 
@@ -27,10 +26,7 @@ Status RunRotating(const ScratchDir& out, const std::string& keys,
   settings.fileBase = out.path().c_str();
   settings.encryptKeyFile = keys.c_str();
   settings.keyRotationPeriod = 1;  // a new key for every segment
-  MxByteStreamRef stream;
-  EXPECT_EQ(MxByteStreamCreateForMemory(reinterpret_cast<const uint8_t*>(kSource.data()),
-                                        kSource.size(), &stream),
-            kNoErr);
+  MxByteStreamRef stream = MemoryStream(kSource);
   return RunWebVTTSource(settings, environment, stream.get());
 }
 

@@ -1,13 +1,11 @@
 // Encoding detection, the converting stream and the UTF-8 check, on real texts in each family
 // of encodings, encoded here with ICU from their UTF-8 originals.
 #include <gtest/gtest.h>
-#include <unicode/ucnv.h>
 
 #include <string>
 
 #include "media/core/converting_byte_stream.h"
 #include "media/core/encoding_detection.h"
-#include "media/core/memory_byte_stream.h"
 #include "media/core/utf8_checking_byte_stream.h"
 #include "test_support.h"
 
@@ -15,24 +13,6 @@ namespace {
 
 std::string Text(const std::string& name) {
   return ReadFile(HLSVTT_SOURCE_DIR "/tests/data/encodings/" + name + ".txt");
-}
-
-std::string Encode(const std::string& utf8, const char* encoding) {
-  std::string out(utf8.size() * 4 + 16, '\0');
-  UErrorCode error = U_ZERO_ERROR;
-  const int32_t n = ucnv_convert(encoding, "UTF-8", out.data(), static_cast<int32_t>(out.size()),
-                                 utf8.data(), static_cast<int32_t>(utf8.size()), &error);
-  EXPECT_TRUE(U_SUCCESS(error)) << encoding << ": " << u_errorName(error);
-  out.resize(static_cast<size_t>(n));
-  return out;
-}
-
-MxByteStreamRef Memory(const std::string& bytes) {
-  MxByteStreamRef stream;
-  EXPECT_EQ(MxByteStreamCreateForMemory(reinterpret_cast<const uint8_t*>(bytes.data()),
-                                        bytes.size(), &stream),
-            kNoErr);
-  return stream;
 }
 
 // Reads a stream from start to end in pieces of `step` bytes, as a parser does.
@@ -50,13 +30,20 @@ std::string ReadAll(MxByteStream* stream, size_t step) {
 
 std::string Convert(const std::string& bytes, const char* encoding, int64_t start = 0,
                     size_t step = 1024, MxRef<ConvertingByteStream>* keep = nullptr) {
-  MxByteStreamRef source = Memory(bytes);
+  MxByteStreamRef source = MemoryStream(bytes);
   MxRef<ConvertingByteStream> converted;
   EXPECT_EQ(ConvertingByteStreamCreate(source.get(), encoding, start, &converted), kNoErr);
   if (!converted) return {};
   std::string text = ReadAll(converted.get(), step);
   if (keep) *keep = converted;
   return text;
+}
+
+EncodingGuess Guess(const std::string& bytes) {
+  EncodingGuess guess;
+  EXPECT_EQ(GuessEncoding(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(), &guess),
+            kNoErr);
+  return guess;
 }
 
 struct Family {
@@ -79,10 +66,7 @@ TEST(EncodingConversion, EachFamilyIsDetectedSurelyAndConvertsBack) {
     const std::string original = Text(f.text);
     const std::string encoded = Encode(original, f.encoding);
     ASSERT_NE(encoded, original);
-    EncodingGuess guess;
-    ASSERT_EQ(
-        GuessEncoding(reinterpret_cast<const uint8_t*>(encoded.data()), encoded.size(), &guess),
-        kNoErr);
+    const EncodingGuess guess = Guess(encoded);
     RecordProperty(std::string(f.text) + "_" + f.encoding,
                    guess.encoding + " " + std::to_string(guess.confidence) + "/" +
                        std::to_string(guess.runnerUp));
@@ -102,27 +86,18 @@ TEST(EncodingConversion, ALatinOneGuessConvertsCurlyQuotesBeyondTheSample) {
       "\xE2\x80\x9C"
       "d\xC3\xA9j\xC3\xA0 vu\xE2\x80\x9D\n";  // bytes 0x93 and 0x94
   const std::string encoded = Encode(original, "windows-1252");
-  EncodingGuess guess;
-  ASSERT_EQ(GuessEncoding(reinterpret_cast<const uint8_t*>(encoded.data()), encoded.size(), &guess),
-            kNoErr);
+  const EncodingGuess guess = Guess(encoded);
   EXPECT_EQ(Convert(encoded, guess.encoding.c_str()), original) << guess.encoding;
 }
 
 TEST(EncodingConversion, ShortTextsLeaveDetectionUnsure) {
-  const Family shortTexts[] = {
-      {"central_european", "windows-1250"},
-      {"cyrillic", "windows-1251"},
-      {"turkish", "windows-1254"},
-      {"japanese", "Shift_JIS"},
-  };
+  const Family shortTexts[] = {{"central_european", "windows-1250"},
+                               {"cyrillic", "windows-1251"},
+                               {"turkish", "windows-1254"},
+                               {"japanese", "Shift_JIS"}};
   for (const Family& f : shortTexts) {
-    SCOPED_TRACE(f.text);
-    const std::string encoded = Encode(Text(f.text).substr(0, 30), f.encoding);
-    EncodingGuess guess;
-    ASSERT_EQ(
-        GuessEncoding(reinterpret_cast<const uint8_t*>(encoded.data()), encoded.size(), &guess),
-        kNoErr);
-    EXPECT_FALSE(guess.sure()) << guess.encoding << " " << guess.confidence;
+    const EncodingGuess guess = Guess(Encode(Text(f.text).substr(0, 30), f.encoding));
+    EXPECT_FALSE(guess.sure()) << f.text << ": " << guess.encoding << " " << guess.confidence;
   }
 }
 
@@ -223,7 +198,7 @@ TEST(UTF8Check, FindsTheFirstInvalidSequenceFedWholeOrByteByByte) {
 TEST(UTF8Check, TheCheckingStreamSeesEachByteOnceAsItPasses) {
   std::string bytes(5000, 'a');
   bytes[4100] = '\xE9';
-  MxByteStreamRef source = Memory(bytes);
+  MxByteStreamRef source = MemoryStream(bytes);
   MxRef<UTF8CheckingByteStream> checking;
   ASSERT_EQ(UTF8CheckingByteStreamCreate(source.get(), &checking), kNoErr);
   char head[16];

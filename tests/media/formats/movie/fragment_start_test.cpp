@@ -6,8 +6,8 @@
 
 #include <optional>
 
-#include "media/core/memory_byte_stream.h"
 #include "media/formats/movie/movie_builder.h"
+#include "test_support.h"
 
 using namespace movie_builder;
 
@@ -87,14 +87,8 @@ struct Outcome {
 };
 
 Outcome Start(const std::string& init, const std::string& segment) {
-  MxByteStreamRef initStream, segmentStream;
+  MxByteStreamRef initStream = MemoryStream(init), segmentStream = MemoryStream(segment);
   Outcome o;
-  EXPECT_EQ(MxByteStreamCreateForMemory(reinterpret_cast<const uint8_t*>(init.data()), init.size(),
-                                        &initStream),
-            kNoErr);
-  EXPECT_EQ(MxByteStreamCreateForMemory(reinterpret_cast<const uint8_t*>(segment.data()),
-                                        segment.size(), &segmentStream),
-            kNoErr);
   FragmentStart start;
   o.status = ReadFragmentInitTrack(initStream.get(), &start, &o.problem);
   if (o.status == kNoErr)

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "media/core/memory_byte_stream.h"
+#include "test_support.h"
 
 namespace {
 
@@ -31,10 +31,7 @@ struct ParseResult {
 };
 
 ParseResult Parse(const std::string& source, uint32_t commaDecimal) {
-  MxByteStreamRef stream;
-  EXPECT_EQ(MxByteStreamCreateForMemory(reinterpret_cast<const uint8_t*>(source.data()),
-                                        source.size(), &stream),
-            kNoErr);
+  MxByteStreamRef stream = MemoryStream(source);
   WebVTTParser* parser = nullptr;
   EXPECT_EQ(WebVTTParserCreate(&parser, commaDecimal), kNoErr);
   ParseResult result{WebVTTParserReadByteStream(parser, stream.get()), {}};
