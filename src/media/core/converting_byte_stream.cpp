@@ -106,8 +106,11 @@ Status ConvertingByteStream::ConvertPiece() {
                    &error);
     AppendUTF8(units_.data(), static_cast<size_t>(target - units_.data()));
     if (error == U_BUFFER_OVERFLOW_ERROR) continue;
+    // Bytes that are not text in the encoding, or an escape sequence it does not know (stateful
+    // encodings such as ISO-2022-JP), are invalid input, not a failure of the stream.
     if (error == U_ILLEGAL_CHAR_FOUND || error == U_INVALID_CHAR_FOUND ||
-        error == U_TRUNCATED_CHAR_FOUND) {
+        error == U_TRUNCATED_CHAR_FOUND || error == U_ILLEGAL_ESCAPE_SEQUENCE ||
+        error == U_UNSUPPORTED_ESCAPE_SEQUENCE) {
       // The bad bytes are consumed; they may have begun in the previous piece.
       char bad[32];
       int8_t badLength = sizeof bad;
@@ -115,8 +118,10 @@ Status ConvertingByteStream::ConvertPiece() {
       ucnv_getInvalidChars(converter_, bad, &badLength, &badError);
       if (U_FAILURE(badError)) badLength = 0;
       const int64_t at = pieceOffset + (source - begin) - badLength;
-      if (firstInvalid_ < 0 || at < firstInvalid_) firstInvalid_ = at;
-      invalidCount_++;
+      if (pieceOffset >= countedTo_) {
+        if (firstInvalid_ < 0 || at < firstInvalid_) firstInvalid_ = at;
+        invalidCount_++;
+      }
       AppendUTF8(u"\uFFFD", 1);
       if (source < end || !flush) continue;
       break;
@@ -125,12 +130,14 @@ Status ConvertingByteStream::ConvertPiece() {
     break;
   }
   sourceOffset_ += static_cast<int64_t>(count);
+  if (count > 0) countedTo_ = std::max(countedTo_, sourceOffset_);
   if (flush) {
     if (pendingLead_ != 0) {
       pendingLead_ = 0;
       AppendCodePoint(0xFFFD);
     }
     sourceEnded_ = true;
+    countedTo_ = std::max(countedTo_, sourceOffset_ + 1);  // the end's report is counted once too
   }
   return kNoErr;
 }
@@ -153,7 +160,12 @@ Status ConvertingByteStream::Read(size_t size, int64_t offset, void* destination
       head_ = 0;
     }
     Status status = ConvertPiece();
-    if (status != kNoErr) return status;
+    if (status != kNoErr) {
+      // A failed piece leaves the converter mid-way: the next read starts over, so that it
+      // fails the same way instead of going on from a broken state.
+      Restart();
+      return status;
+    }
   }
   const int64_t available = outStart_ + static_cast<int64_t>(out_.size() - head_);
   if (offset >= available) return kMxErrEndOfStream;

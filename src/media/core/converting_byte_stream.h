@@ -50,6 +50,9 @@ class ConvertingByteStream final : public MxByteStream {
   std::vector<UChar> units_;
   uint64_t invalidCount_ = 0;
   int64_t firstInvalid_ = -1;
+  // Source bytes before this offset have been converted once: converting them again after a
+  // restart does not count their invalid sequences twice.
+  int64_t countedTo_ = 0;
 };
 
 // Converts the bytes of `source` from offset `sourceStart` on (past a byte-order mark, say)

@@ -163,6 +163,11 @@ TEST(EncodingConversion, InvalidSequencesBecomeReplacementsAtTheirSourceOffset) 
   ASSERT_EQ(converted->Read(3, 0, head, &n), kNoErr);
   EXPECT_EQ(std::string(head, n), "aaa");
   EXPECT_EQ(ReadAll(converted.get(), 4096), text);
+  EXPECT_EQ(converted->invalidCount(), 2u);  // bytes converted again are not counted again
+
+  // An escape sequence a stateful encoding does not know is invalid input like any other.
+  EXPECT_EQ(Convert("ab\x1B(Zcd", "ISO-2022-JP", 0, 1024, &converted), "ab\xEF\xBF\xBD(Zcd");
+  EXPECT_EQ(converted->firstInvalid(), 2);
 }
 
 TEST(UTF8Check, FindsTheFirstInvalidSequenceFedWholeOrByteByByte) {
