@@ -1,0 +1,78 @@
+#!/usr/bin/env bash
+# Benchmark: a two-hour TTML document of 1,500 paragraphs (styled spans, line breaks, a span with
+# its own timing in every tenth paragraph) against the same cues in a WebVTT source, both
+# segmented by hlsvtt with 10-second segments on tmpfs, side by side with imsc under Node parsing
+# the document and listing its time events. Prints a Markdown table of median wall time and peak
+# memory. Usage: bench/ttml.sh [runs] [paragraphs]   (default 5 runs, 1,500 paragraphs)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+runs="${1:-5}"
+paragraphs="${2:-1500}"
+scripts/build.sh normal >/dev/null
+(cd bench && [ -d node_modules/imsc ] || npm ci --silent --no-audit --no-fund >/dev/null)
+
+work=/dev/shm/hlsvtt-bench-ttml
+rm -rf "$work" && mkdir -p "$work"
+trap 'rm -rf "$work"' EXIT
+hlsvtt="$PWD/build/hlsvtt"
+limit=300
+
+python3 - "$paragraphs" "$work" <<'PY'
+import sys
+n, work = int(sys.argv[1]), sys.argv[2]
+words = "the quick brown fox jumps over a lazy dog while rain falls on quiet city streets".split()
+def clock(ms):
+    return "%02d:%02d:%02d.%03d" % (ms // 3600000, ms // 60000 % 60, ms // 1000 % 60, ms % 1000)
+ttml = ['<?xml version="1.0" encoding="UTF-8"?>\n<tt xmlns="http://www.w3.org/ns/ttml" '
+        'xmlns:tts="http://www.w3.org/ns/ttml#styling" xml:lang="en"><head><styling>'
+        '<style xml:id="it" tts:fontStyle="italic"/></styling></head><body><div>\n']
+vtt = ["WEBVTT\n\n"]
+step = 7200000 // n
+for i in range(n):
+    begin, end = i * step + 100, i * step + step - 200
+    a = " ".join(words[(i + k) % len(words)] for k in range(6))
+    b = " ".join(words[(i * 3 + k) % len(words)] for k in range(5))
+    if i % 10 == 9:
+        # The second line appears half-way through: two cues.
+        mid = (begin + end) // 2
+        ttml.append('<p begin="%s" end="%s">%s<br/><span begin="%dms">%s</span></p>\n'
+                    % (clock(begin), clock(end), a, mid - begin, b))
+        vtt.append("%s --> %s\n%s\n\n%s --> %s\n%s\n%s\n\n"
+                   % (clock(begin), clock(mid), a, clock(mid), clock(end), a, b))
+    else:
+        ttml.append('<p begin="%s" end="%s">%s<br/><span style="it">%s</span></p>\n'
+                    % (clock(begin), clock(end), a, b))
+        vtt.append("%s --> %s\n%s\n<i>%s</i>\n\n" % (clock(begin), clock(end), a, b))
+ttml.append("</div></body></tt>\n")
+open(work + "/doc.ttml", "w").write("".join(ttml))
+open(work + "/doc.vtt", "w").write("".join(vtt))
+PY
+
+# Both sources must give the same segments, or the comparison means nothing.
+mkdir -p "$work/a" "$work/b"
+"$hlsvtt" -q -t 10 -f "$work/a" "$work/doc.ttml"
+"$hlsvtt" -q -t 10 -f "$work/b" "$work/doc.vtt"
+if ! diff -rq "$work/a" "$work/b" >/dev/null; then
+  echo "the TTML and WebVTT sources do not give the same segments" >&2
+  exit 1
+fi
+
+measure() {
+  python3 bench/measure.py "$runs" "$limit" "$work/out" -- "$@"
+}
+echo "| run | size (KB) | wall (s) | peak memory (MiB) |"
+echo "|---|---|---|---|"
+row() {
+  local name="$1" input="$2"
+  shift 2
+  read -r t m <<<"$(measure "$@")"
+  awk -v n="$name" -v s="$(stat -c %s "$input")" -v t="$t" -v m="$m" \
+    'BEGIN { printf "| %s | %.0f | %.3f | %.1f |\n", n, s / 1e3, t, m / 1024 }'
+}
+row "hlsvtt, TTML source" "$work/doc.ttml" "$hlsvtt" -q -t 10 -f OUT "$work/doc.ttml"
+row "hlsvtt, the same cues as WebVTT" "$work/doc.vtt" "$hlsvtt" -q -t 10 -f OUT "$work/doc.vtt"
+row "imsc under Node: parse and list time events (whole process)" "$work/doc.ttml" \
+  node bench/imsc_events.js "$work/doc.ttml" 1
+read -r inside events <<<"$(node bench/imsc_events.js "$work/doc.ttml" "$runs")"
+echo
+echo "imsc inside Node, parse and list only (median of $runs): $inside s, $events time events."
