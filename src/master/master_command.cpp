@@ -127,10 +127,12 @@ Status ParseArguments(const std::vector<std::string>& args,
   return kNoErr;
 }
 
-// Reports the outcome of merge or add and, when it succeeded, writes the new master to `outPath`
-// (empty: in place).
-Status WriteMaster(const std::string& masterPath, std::string outPath, Status status,
-                   const MergeOutcome& outcome) {
+// Reports the outcome of merge or add and, when it succeeded, writes the new master to -o OUT,
+// else in place of MASTER (the first operand).
+Status WriteMaster(const Arguments& arguments, Status status, const MergeOutcome& outcome) {
+  const std::string& masterPath = arguments.operands[0];
+  const std::string* out = arguments.Value("-o");
+  std::string outPath = out ? *out : "";
   for (const std::string& note : outcome.notes) fprintf(stderr, "%s: %s\n", kTool, note.c_str());
   if (status != kNoErr) {
     fprintf(stderr, "%s: %s\n%s: nothing was written\n", kTool, outcome.error.c_str(), kTool);
@@ -203,8 +205,7 @@ Status RunMerge(const std::vector<std::string>& args) {
   MergeOutcome outcome;
   Status status = MergeSubtitleFragments(masterPath, masterText, fragments,
                                          ReadMergeOptions(arguments, "subtitles"), &outcome);
-  const std::string* out = arguments.Value("-o");
-  return WriteMaster(masterPath, out ? *out : "", status, outcome);
+  return WriteMaster(arguments, status, outcome);
 }
 
 Status RunAdd(const std::vector<std::string>& args) {
@@ -240,8 +241,7 @@ Status RunAdd(const std::vector<std::string>& args) {
   MergeOutcome outcome;
   Status status = AddSubtitleRendition(masterPath, masterText, added,
                                        ReadMergeOptions(arguments, ""), &outcome);
-  const std::string* out = arguments.Value("-o");
-  return WriteMaster(masterPath, out ? *out : "", status, outcome);
+  return WriteMaster(arguments, status, outcome);
 }
 
 Status RunCheck(const std::vector<std::string>& args) {

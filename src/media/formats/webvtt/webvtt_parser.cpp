@@ -51,7 +51,6 @@ void SkipBlanks(const char** p, size_t* remaining) {
 
 // A malformed block is counted and dropped; reading goes on.
 Status DropBlock(Status code) {
-  // Counted only: the block is dropped and reading goes on.
   static_cast<void>(QorSignalErrorAt(code));
   return kNoErr;
 }
