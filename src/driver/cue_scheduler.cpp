@@ -36,9 +36,7 @@ class CueScheduler {
       : settings_(settings),
         chunk_(chunk),
         cues_(cues),
-        // Only the low 32 bits, read as signed: -m 4294967295 prints 18446744073709551615.
-        timestampMapValue_(static_cast<uint64_t>(static_cast<int64_t>(
-            static_cast<int32_t>(static_cast<uint32_t>(settings.mpegtsStartOffset))))),
+        timestampMapValue_(TimestampMapValue(settings)),
         segmentEnd_(settings.targetDuration) {}
 
   // Returns the run's result. The chunk file is released (or given up on failure) either way.

@@ -290,9 +290,9 @@ Status MovieSegmenter::WriteStream(unsigned index, const StreamPaths& paths, boo
   }
   double lastSegmentDuration = 0, lastEndTime = 0;
   QorErrorOriginClear();
-  Status status = WriteTextTrackAsWebVTT(
-      chunk, forcedPass ? 1 : 0, s_.targetDuration, int32_t(uint32_t(s_.mpegtsStartOffset)),
-      reader_, track, sawForced, &lastSegmentDuration, &lastEndTime, maxDuration_);
+  Status status = WriteTextTrackAsWebVTT(chunk, forcedPass ? 1 : 0, s_.targetDuration,
+                                         TimestampMapValue(s_), reader_, track, sawForced,
+                                         &lastSegmentDuration, &lastEndTime, maxDuration_);
   if (status != kNoErr) {
     OutputMessage(0, "Failed to generate chunk files with index %u, file %s: %s", index,
                   s_.inputPath, DescribeStatus(status).c_str());

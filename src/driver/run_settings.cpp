@@ -46,6 +46,7 @@ const struct option kLongOptions[] = {
     {"no-output-timestamps", no_argument, nullptr, '8'},
     {"srt-markup", required_argument, nullptr, 'M'},
     {"source-encoding", required_argument, nullptr, 'E'},
+    {"timestamp-map-mpegts", required_argument, nullptr, 'T'},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -83,6 +84,27 @@ constexpr const char* kUsage =
     "\t-D <dur>   | --duration=<dur>                : Set duration in seconds of subtitle "
     "stream\n"
     "\t-h         | --help                          : show help\n\n";
+
+// The largest value of the 33-bit MPEG-TS clock.
+constexpr uint64_t kLatestMpegtsTime = (uint64_t{1} << 33) - 1;
+
+// A decimal number from 0 to kLatestMpegtsTime, digits only.
+bool ParseMpegtsTime(const char* text, uint64_t* value) {
+  if (*text == '\0') return false;
+  uint64_t result = 0;
+  for (const char* p = text; *p; p++) {
+    if (*p < '0' || *p > '9') return false;
+    result = result * 10 + static_cast<uint64_t>(*p - '0');
+    if (result > kLatestMpegtsTime) return false;
+  }
+  *value = result;
+  return true;
+}
+
+bool RefuseBothTimestampMapOptions(const char* program) {
+  fprintf(stderr, "%s: -m and --timestamp-map-mpegts cannot be given together\n", program);
+  return false;
+}
 
 // Values that end up inside playlist lines may not break them: no control characters.
 bool HasControlCharacter(const char* text) {
@@ -159,14 +181,25 @@ bool ApplyOption(int option, char* arg, const char* program, RunSettings* s) {
       }
       return true;
     case 'm': {
+      if (s->timestampMapMpegtsGiven) return RefuseBothTimestampMapOptions(program);
       unsigned long long offset = 0;
       if (sscanf(arg, "%llu", &offset) != 1) {
         fprintf(stderr, "%s: illegal mpegts value %s\n", program, arg);
         return false;
       }
       s->mpegtsStartOffset = offset;
+      s->mpegtsStartOffsetGiven = true;
       return true;
     }
+    case 'T':
+      if (s->mpegtsStartOffsetGiven) return RefuseBothTimestampMapOptions(program);
+      if (!ParseMpegtsTime(arg, &s->timestampMapMpegts)) {
+        fprintf(stderr, "%s: illegal timestamp-map-mpegts value %s (give 0 to 8589934591)\n",
+                program, arg);
+        return false;
+      }
+      s->timestampMapMpegtsGiven = true;
+      return true;
     case 'J':
       if (strcasecmp(arg, "sequence") == 0) {
         s->ivSequence = true;
@@ -271,7 +304,7 @@ bool ParseCommandLine(int argc, char** argv, RunSettings* settings, Status* resu
     if (option == ':') {
       fprintf(stderr, "%s: option %s requires an argument\n", program, argv[optind - 1]);
       ok = false;
-    } else if (option == '?' || !strchr("bBdDfGiJkKlmMnNPqst8E", option)) {
+    } else if (option == '?' || !strchr("bBdDfGiJkKlmMnNPqst8ET", option)) {
       fprintf(stderr, "%s: invalid option: %s\n", program, argv[optind - 1]);
       ok = false;
     } else {
@@ -289,6 +322,12 @@ bool ParseCommandLine(int argc, char** argv, RunSettings* settings, Status* resu
   }
   settings->inputPath = argv[optind];
   return true;
+}
+
+uint64_t TimestampMapValue(const RunSettings& settings) {
+  if (settings.timestampMapMpegtsGiven) return settings.timestampMapMpegts;
+  return static_cast<uint64_t>(static_cast<int64_t>(
+      static_cast<int32_t>(static_cast<uint32_t>(settings.mpegtsStartOffset))));
 }
 
 Status LoadStaticKey(RunSettings* s) {

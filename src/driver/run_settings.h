@@ -12,6 +12,11 @@ struct RunSettings {
   const char* subtitleVariantName = "subtitle_media.m3u8";
   bool outputTimestamps = true;
   uint64_t mpegtsStartOffset = 900000;  // ten seconds at 90 kHz
+  bool mpegtsStartOffsetGiven = false;
+  // --timestamp-map-mpegts: the timestamp map's MPEGTS value, written as given (0 to 2^33 - 1);
+  // it takes the place of -m, with which it cannot be combined.
+  bool timestampMapMpegtsGiven = false;
+  uint64_t timestampMapMpegts = 0;
   uint32_t keyRotationPeriod = 0;
   uint32_t ivRotateMegabytes = 50;
   double duration = 0.0;
@@ -43,6 +48,11 @@ bool ParseCommandLine(int argc, char** argv, RunSettings* settings, Status* resu
 Status LoadStaticKey(RunSettings* settings);
 
 void PrintUsage(const char* programName);
+
+// The MPEGTS value of every segment's timestamp map: --timestamp-map-mpegts as given, else the
+// low 32 bits of -m read as a signed number and widened with its sign (-m 4294967295 gives
+// 18446744073709551615).
+uint64_t TimestampMapValue(const RunSettings& settings);
 
 // Exposed for tests: the in-place slash trimming of path-like options and the character rule
 // for file-name options.

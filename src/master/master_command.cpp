@@ -64,7 +64,8 @@ constexpr const char* kUsage =
     "        URI that leads outside is a problem\n"
     "pts     prints the start of a video segment in 90 kHz units, the value to give hlsvtt\n"
     "        as -m: of an MPEG transport stream segment, of a fragmented MP4 media SEGMENT\n"
-    "        read with its INIT segment, or of the first segment of a local media PLAYLIST\n";
+    "        read with its INIT segment, or of the first segment of a local media PLAYLIST;\n"
+    "        a value above 2147483647 is given to hlsvtt as --timestamp-map-mpegts=VALUE\n";
 
 const char* kTool = "hlsvtt-master";
 
@@ -280,15 +281,24 @@ Status RunCheck(const std::vector<std::string>& args) {
 }
 
 // Prints a start time, and warns when hlsvtt -m cannot carry it: -m is read as a signed 32-bit
-// number.
+// number. A time on the 33-bit MPEG-TS clock past that range goes to --timestamp-map-mpegts.
 Status PrintStart(int64_t pts) {
-  printf("%lld\n", static_cast<long long>(pts));
-  if (pts > INT32_MAX)
-    fprintf(stderr, "%s: warning: %lld is above 2147483647, which hlsvtt -m cannot carry\n", kTool,
-            static_cast<long long>(pts));
+  constexpr int64_t kLatestMpegtsTime = (int64_t{1} << 33) - 1;
+  const long long value = static_cast<long long>(pts);
+  printf("%lld\n", value);
+  if (pts > kLatestMpegtsTime)
+    fprintf(stderr,
+            "%s: warning: %lld is above 8589934591, which neither hlsvtt -m nor "
+            "--timestamp-map-mpegts can carry\n",
+            kTool, value);
+  else if (pts > INT32_MAX)
+    fprintf(stderr,
+            "%s: warning: %lld is above 2147483647, which hlsvtt -m cannot carry: give hlsvtt "
+            "--timestamp-map-mpegts=%lld\n",
+            kTool, value, value);
   else if (pts < INT32_MIN)
     fprintf(stderr, "%s: warning: %lld is below -2147483648, which hlsvtt -m cannot carry\n", kTool,
-            static_cast<long long>(pts));
+            value);
   return kNoErr;
 }
 

@@ -29,11 +29,10 @@ const struct {
 
 class TrackConverter {
  public:
-  TrackConverter(ChunkFile* chunk, uint32_t targetDurationSecs, int32_t mpegTimestamp)
+  TrackConverter(ChunkFile* chunk, uint32_t targetDurationSecs, uint64_t timestampMapValue)
       : chunk_(chunk),
         target_(targetDurationSecs),
-        // Widened as a signed value: 2147483648 and above print from 18446744071562067968 up.
-        timestampMapValue_(uint64_t(int64_t(mpegTimestamp))),
+        timestampMapValue_(timestampMapValue),
         nextBoundary_(target_) {}
 
   // Writes one kept cue, opening a new segment first when it starts past the boundary.
@@ -132,7 +131,7 @@ double MillisecondSeconds(MxTime time) {
 }
 
 Status WriteTextTrackAsWebVTT(ChunkFile* chunk, uint32_t forcedOnly, uint32_t targetDurationSecs,
-                              int32_t mpegTimestamp, QorFormatReader* formatReader,
+                              uint64_t timestampMapValue, QorFormatReader* formatReader,
                               QorTrackReader* trackReader, uint8_t* sawForced,
                               double* lastSegmentDuration, double* lastEndTime,
                               double presentationEnd) {
@@ -176,7 +175,7 @@ Status WriteTextTrackAsWebVTT(ChunkFile* chunk, uint32_t forcedOnly, uint32_t ta
         nullptr, formatReader, trackReader, nullptr, 0, 0, &generator);
   }
 
-  TrackConverter converter(chunk, targetDurationSecs, mpegTimestamp);
+  TrackConverter converter(chunk, targetDurationSecs, timestampMapValue);
   const bool forcedPass = (forcedOnly & 0xFF) == 1;
   double lastEnd = 0.0;
   while (status == kNoErr) {

@@ -10,7 +10,8 @@
 #include "media/formatreader/format_reader.h"
 #include "segments/chunk_file.h"
 
-// Writes the samples of `trackReader` into `chunk`. With `forcedOnly` (low byte 1) only samples
+// Writes the samples of `trackReader` into `chunk`, each segment's timestamp map carrying
+// `timestampMapValue` as its MPEGTS value. With `forcedOnly` (low byte 1) only samples
 // marked forced are written. `sawForced` is set when any sample is marked forced (never cleared).
 // `lastSegmentDuration` and `lastEndTime` (seconds) are set whenever the sample loop ends,
 // including at the end of the track; they are meant for ChunkFileReleaseSecs. A last cue ending
@@ -18,7 +19,7 @@
 // success. A sample whose times lie outside 0 to kLatestOutputSeconds makes the movie malformed
 // (kMovieErrMalformed).
 Status WriteTextTrackAsWebVTT(ChunkFile* chunk, uint32_t forcedOnly, uint32_t targetDurationSecs,
-                              int32_t mpegTimestamp, QorFormatReader* formatReader,
+                              uint64_t timestampMapValue, QorFormatReader* formatReader,
                               QorTrackReader* trackReader, uint8_t* sawForced,
                               double* lastSegmentDuration, double* lastEndTime,
                               double presentationEnd);

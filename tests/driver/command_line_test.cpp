@@ -16,12 +16,19 @@ const std::string& Usage() {
 struct CliCase {
   std::vector<std::string> args;  // after argv[0], which is "hlsvtt"
   std::string out;
-  std::string err;  // "USAGE" stands for the usage text
+  std::string err;  // as expanded by Expand
   int status;
 };
 
+const char* const kBoth = "hlsvtt: -m and --timestamp-map-mpegts cannot be given together\nUSAGE";
+
+// "USAGE" stands for the usage text, "TMAP(x)" for the refusal of --timestamp-map-mpegts=x.
 std::string Expand(const std::string& text) {
   std::string result = text;
+  if (text.starts_with("TMAP(") && text.ends_with(")")) {
+    result = "hlsvtt: illegal timestamp-map-mpegts value " + text.substr(5, text.size() - 6) +
+             " (give 0 to 8589934591)\nUSAGE";
+  }
   size_t at = result.find("USAGE");
   if (at != std::string::npos) result.replace(at, 5, Usage());
   return result;
@@ -46,6 +53,19 @@ TEST(CommandLine, ExactMessagesStreamsAndStatuses) {
       {{"-N", "0", "x.vtt"}, "", "hlsvtt: illegal value of mbytes to change IV \"0\"\nUSAGE", 56},
       {{"-m", "zz", "x.vtt"}, "", "hlsvtt: illegal mpegts value zz\nUSAGE", 56},
       {{"-J", "foo", "x.vtt"}, "", "hlsvtt: illegal encrypt-iv foo\nUSAGE", 56},
+      // The timestamp map's value: 0 to 2^33 - 1 in digits only, never together with -m.
+      {{"--timestamp-map-mpegts=8589934592", "x.vtt"}, "", "TMAP(8589934592)", 56},
+      {{"--timestamp-map-mpegts=99999999999999999999999", "x.vtt"},
+       "",
+       "TMAP(99999999999999999999999)",
+       56},
+      {{"--timestamp-map-mpegts=-1", "x.vtt"}, "", "TMAP(-1)", 56},
+      {{"--timestamp-map-mpegts=+5", "x.vtt"}, "", "TMAP(+5)", 56},
+      {{"--timestamp-map-mpegts= 5", "x.vtt"}, "", "TMAP( 5)", 56},
+      {{"--timestamp-map-mpegts=5x", "x.vtt"}, "", "TMAP(5x)", 56},
+      {{"--timestamp-map-mpegts=", "x.vtt"}, "", "TMAP()", 56},
+      {{"-m", "0", "--timestamp-map-mpegts=0", "x.vtt"}, "", kBoth, 56},
+      {{"-timestamp-map-mpegts", "0", "--mpegts-start-offset=0", "x.vtt"}, "", kBoth, 56},
       {{"--srt-markup=WebVTT", "x.srt"},
        "",
        "hlsvtt: illegal srt-markup WebVTT (the one value is webvtt)\nUSAGE",

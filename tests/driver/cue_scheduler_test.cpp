@@ -75,6 +75,10 @@ TEST(CueScheduling, DurationAndTimestampMapOptions) {
       {{"-t", "10", "-m", "4294967295"}, "MPEGTS:18446744073709551615"},
       {{"-t", "10", "-m", "4294967296"}, "MPEGTS:0"},
       {{"-t", "10", "--no-output-timestamps"}, "MPEGTS:900000"},
+      // Written as given, on the whole 33-bit clock.
+      {{"-t", "10", "--timestamp-map-mpegts=0"}, "MPEGTS:0"},
+      {{"-t", "10", "--timestamp-map-mpegts=2700000000"}, "MPEGTS:2700000000"},
+      {{"-t", "10", "--timestamp-map-mpegts=8589934591"}, "MPEGTS:8589934591"},
   };
   for (const Case& c : cases) {
     SourceRun run("WEBVTT\n\n00:01.000 --> 00:05.500\nA\n\n", c.options);

@@ -230,6 +230,28 @@ TEST(MovieSource, MillisecondsAreRoundedNotCut) {
   EXPECT_NE(ReadFile(dir / "out/en0/prog_index.m3u8").find("#EXTINF:10.00200,"), std::string::npos);
 }
 
+// -m counts with its low 32 bits read as a signed number; --timestamp-map-mpegts is written as
+// given.
+TEST(MovieSource, TimestampMapValueFromEitherOption) {
+  const std::pair<std::vector<std::string>, std::string> cases[] = {
+      {{"-m", "4294967295"}, "18446744073709551615"},
+      {{"--timestamp-map-mpegts=8589934591"}, "8589934591"},
+  };
+  for (const auto& [options, value] : cases) {
+    ScratchDir dir;
+    Movie m;
+    m.duration = 600;
+    Track t = Subtitles(1, "eng", {TextSample("x")}, {600});
+    t.timescale = 600;
+    m.tracks = {t};
+    Outcome o = Segment(dir, m, options);
+    ASSERT_EQ(o.run.status, 0) << o.run.out;
+    EXPECT_EQ(ReadFile(dir / "out/en0/fileSequence0.webvtt"),
+              "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:" + value +
+                  ",LOCAL:00:00:00.000\n\n00:00:00.000 --> 00:00:01.000\nx\n\n");
+  }
+}
+
 // Each limit lets a movie through at its value and refuses it one below.
 TEST(MovieSource, OutputLimitsHoldAtTheirValue) {
   Movie m;

@@ -41,6 +41,7 @@ TEST(TimedTextSource, SameOutputAsTheSameCuesFromWebVTT) {
   const std::vector<std::vector<std::string>> optionSets = {
       {"-t", "10"},
       {"-t", "4", "-D", "60", "-m", "12345", "-B", "part", "-i", "list.m3u8"},
+      {"-t", "10", "--timestamp-map-mpegts=8589934591"},
       {"-t", "10", "-k", "KEY", "-K", "https://example.com/key", "-J", "sequence"},
   };
   for (const char* name : {"in.ttml", "in.DFXP", "in.xml"}) {

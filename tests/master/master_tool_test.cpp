@@ -361,6 +361,18 @@ TEST(MasterToolPts, PrintsTheFirstVideoTimeStampOfATransportStream) {
   EXPECT_EQ(pts.status, 0) << pts.err;
   EXPECT_EQ(pts.out, expected);
 
+  // A start past 2^31 is printed all the same, with the option of hlsvtt that carries it.
+  ASSERT_EQ(RunShell("cd '" + dir.path() +
+                     "' && ffmpeg -v error -f lavfi -i testsrc=size=160x120:rate=25 -t 1 -c:v "
+                     "mpeg2video -muxdelay 0 -output_ts_offset 30000 -f mpegts late.ts"),
+            0);
+  pts = Master({"pts", "late.ts"}, dir.path());
+  EXPECT_EQ(pts.status, 0) << pts.err;
+  EXPECT_EQ(pts.out, "2700000000\n");
+  EXPECT_EQ(pts.err,
+            "hlsvtt-master: warning: 2700000000 is above 2147483647, which hlsvtt -m cannot "
+            "carry: give hlsvtt --timestamp-map-mpegts=2700000000\n");
+
   WriteFile(dir / "text.ts", std::string(4096, 'x'));
   pts = Master({"pts", "text.ts"}, dir.path());
   EXPECT_EQ(pts.status, 85);  // -12971
@@ -373,17 +385,25 @@ TEST(MasterToolPts, PrintsTheStartOfFragmentedLadders) {
   ScratchDir dir;
   if (RunShell("command -v ffmpeg >/dev/null") != 0) GTEST_SKIP() << "ffmpeg not installed";
   const std::string offset = "-output_ts_offset 10 ";
-  const std::string discontinuous = offset + "-hls_segment_options movflags=+frag_discont ";
+  const std::string discontinuous = "-hls_segment_options movflags=+frag_discont ";
+  // Starts past 2^31 are printed all the same, with the option of hlsvtt that carries them.
   struct Ladder {
     const char* name;
     std::string options;
     const char* pts;
+    std::string warning{};
   } ladders[] = {
       {"plain", "-bf 0", "0\n"},
       {"bframes", "-bf 2", "7200\n"},
       {"offset", offset + "-bf 0", "0\n"},
-      {"discont", discontinuous + "-bf 0", "900000\n"},
-      {"discont-bframes", discontinuous + "-bf 2", "900000\n"},
+      {"discont", offset + discontinuous + "-bf 0", "900000\n"},
+      {"discont-bframes", offset + discontinuous + "-bf 2", "900000\n"},
+      {"late", "-output_ts_offset 30000 " + discontinuous + "-bf 0", "2700000000\n",
+       "hlsvtt-master: warning: 2700000000 is above 2147483647, which hlsvtt -m cannot carry: "
+       "give hlsvtt --timestamp-map-mpegts=2700000000\n"},
+      {"past-clock", "-output_ts_offset 100000 " + discontinuous + "-bf 0", "9000000000\n",
+       "hlsvtt-master: warning: 9000000000 is above 8589934591, which neither hlsvtt -m nor "
+       "--timestamp-map-mpegts can carry\n"},
   };
   for (const Ladder& l : ladders) {
     ASSERT_EQ(RunShell("mkdir '" + dir / l.name + "' && cd '" + dir / l.name +
@@ -395,8 +415,10 @@ TEST(MasterToolPts, PrintsTheStartOfFragmentedLadders) {
     RunResult pts = Master({"pts", "init.mp4", "video0.m4s"}, dir / l.name);
     EXPECT_EQ(pts.status, 0) << l.name << ": " << pts.err;
     EXPECT_EQ(pts.out, l.pts) << l.name;
+    EXPECT_EQ(pts.err, l.warning) << l.name;
     pts = Master({"pts", std::string(l.name) + "/video.m3u8"}, dir.path());
     EXPECT_EQ(pts.out, l.pts) << l.name << ": " << pts.err;
+    EXPECT_EQ(pts.err, l.warning) << l.name;
   }
   RunResult alone = Master({"pts", "plain/video0.m4s"}, dir.path());
   EXPECT_EQ(alone.status, 85);
