@@ -47,6 +47,9 @@ const struct option kLongOptions[] = {
     {"srt-markup", required_argument, nullptr, 'M'},
     {"source-encoding", required_argument, nullptr, 'E'},
     {"timestamp-map-mpegts", required_argument, nullptr, 'T'},
+    // "--t" and "-t=" abbreviate --target-duration; this exact name keeps them from being
+    // ambiguous with --timestamp-map-mpegts.
+    {"t", required_argument, nullptr, 't'},
     {nullptr, 0, nullptr, 0},
 };
 

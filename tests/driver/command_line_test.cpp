@@ -46,6 +46,8 @@ TEST(CommandLine, ExactMessagesStreamsAndStatuses) {
       {{"-D", "-1", "x.vtt"}, "hlsvtt: illegal duration -1\n", "USAGE", 56},
       {{"-D", "4294967296", "x.vtt"}, "hlsvtt: illegal duration 4294967296\n", "USAGE", 56},
       {{"-t", "abc", "x.vtt"}, "hlsvtt: illegal target duration abc\n", "USAGE", 56},
+      {{"--t=abc", "x.vtt"}, "hlsvtt: illegal target duration abc\n", "USAGE", 56},
+      {{"-t=abc", "x.vtt"}, "hlsvtt: illegal target duration abc\n", "USAGE", 56},
       {{"-G", "x", "x.vtt"},
        "hlsvtt: illegal (non-integer) parameter passed to generate-key: x\n",
        "USAGE",
