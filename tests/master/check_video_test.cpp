@@ -69,7 +69,7 @@ class CheckVideoTest : public testing::Test {
       EXPECT_EQ(RunShell("mkdir -p '" + *dir_ / sub + "'"), 0);
       std::vector<std::string> args = {"hlsvtt", "-q", "-t", "10", "-f", *dir_ / sub};
       for (std::string option : renditions[i].options) {
-        if (option.starts_with("KEY:")) option = *dir_ / sub / option.substr(4);
+        if (option.starts_with("KEY:")) option = *dir_ / (sub + "/" + option.substr(4));
         args.push_back(option);
       }
       args.push_back(HLSVTT_SOURCE_DIR "/examples/sample.vtt");
@@ -141,7 +141,7 @@ TEST_F(CheckVideoTest, SaysHowFarOffCuesShowAndTheValueThatFixesThem) {
     if (std::string(c.name) == "encrypted")
       for (const char* sub : {"subs/encrypted/1", "subs/encrypted/2"}) {
         ASSERT_EQ(RunShell("mkdir -p '" + *dir_ / sub + "'"), 0);
-        WriteFile(*dir_ / sub / "key.bin", "0123456789abcdef");
+        WriteFile(*dir_ / (sub + std::string("/key.bin")), "0123456789abcdef");
       }
     RunResult check = Check(c.name, c.variants, c.renditions);
     EXPECT_EQ(check.status, c.out.empty() ? 0 : 111) << c.name << ": " << check.err;
@@ -153,14 +153,18 @@ TEST_F(CheckVideoTest, SaysHowFarOffCuesShowAndTheValueThatFixesThem) {
 // when they cannot be looked at; never a crash.
 TEST_F(CheckVideoTest, BrokenFilesAreNamed) {
   const std::string dir = dir_->path();
-  ASSERT_EQ(RunShell("mkdir -p '" + dir + "/broken' && cd '" + dir +
-                     "/broken' && head -c 300 ../bframes/init.mp4 > init.mp4 && cp "
-                     "../bframes/video0.m4s . && head -c 4000 /dev/urandom > garbage.ts"),
+  ASSERT_EQ(RunShell("cd '" + dir +
+                     "' && mkdir -p broken/missing broken/garbage broken/cut broken/locked && "
+                     "head -c 300 bframes/init.mp4 > broken/cut/init.mp4 && cp bframes/video0.m4s "
+                     "broken/cut && head -c 4000 /dev/urandom > broken/garbage/video0.ts"),
             0);
   const std::string media = "#EXTM3U\n#EXT-X-TARGETDURATION:1\n";
-  WriteFile(dir + "/broken/missing.m3u8", media + "#EXTINF:1,\ngone.ts\n#EXT-X-ENDLIST\n");
-  WriteFile(dir + "/broken/garbage.m3u8", media + "#EXTINF:1,\ngarbage.ts\n#EXT-X-ENDLIST\n");
-  WriteFile(dir + "/broken/cut.m3u8",
+  const std::string segment = "#EXTINF:1,\nvideo0.ts\n#EXT-X-ENDLIST\n";
+  WriteFile(dir + "/broken/missing/video.m3u8", media + segment);
+  WriteFile(dir + "/broken/garbage/video.m3u8", media + segment);
+  WriteFile(dir + "/broken/locked/video.m3u8",
+            media + "#EXT-X-KEY:METHOD=AES-128,URI=\"k\"\n#EXTINF:1,\n../../ts/video0.ts\n");
+  WriteFile(dir + "/broken/cut/video.m3u8",
             media + "#EXT-X-MAP:URI=\"init.mp4\"\n#EXTINF:1,\nvideo0.m4s\n#EXT-X-ENDLIST\n");
   struct Case {
     const char* name;
@@ -176,20 +180,22 @@ TEST_F(CheckVideoTest, BrokenFilesAreNamed) {
        {},
        "",
        111,
-       "broken/missing.m3u8: the first segment does not resolve (broken/gone.ts: No such file"},
+       "broken/missing/video.m3u8: the first segment does not resolve "
+       "(broken/missing/video0.ts: No such file"},
       {"garbage",
        "broken/garbage",
        {},
        "",
        111,
-       "broken/garbage.m3u8: the start of the first segment cannot be read: broken/garbage.ts is "
-       "not an MPEG transport stream\n"},
+       "broken/garbage/video.m3u8: the start of the first segment cannot be read: "
+       "broken/garbage/video0.ts is not an MPEG transport stream\n"},
       {"cut",
        "broken/cut",
        {},
        "",
        111,
-       "broken/cut.m3u8: the start of the first segment cannot be read: broken/init.mp4: "},
+       "broken/cut/video.m3u8: the start of the first segment cannot be read: "
+       "broken/cut/init.mp4: "},
       {"no-header",
        "ts",
        {},
@@ -214,6 +220,14 @@ TEST_F(CheckVideoTest, BrokenFilesAreNamed) {
        "printf fedcba9876543210 > key.bin",
        111,
        "fileSequence0.webvtt: "},
+      {"locked-video",
+       "broken/locked",
+       {},
+       "",
+       0,
+       "broken/locked/video.m3u8: the first segment is encrypted (METHOD=AES-128); the variant's "
+       "start "
+       "is not checked\n"},
       {"remote-key",
        "ts",
        {"-k", "KEY:key.bin", "-K", "https://example.com/key.bin"},
@@ -235,6 +249,12 @@ TEST_F(CheckVideoTest, BrokenFilesAreNamed) {
     const std::string& seen = c.status == 0 ? check.err : check.out;
     EXPECT_NE(seen.find(c.expected), std::string::npos) << c.name << ": " << seen;
   }
+  RunResult pts = Master({"pts", "broken/locked/video.m3u8"});
+  EXPECT_EQ(pts.status, 112);
+  EXPECT_EQ(
+      pts.err,
+      "hlsvtt-master: broken/locked/video.m3u8: the first segment is encrypted (METHOD=AES-128); "
+      "it is not read\n");
   // Without --video none of the timing is read.
   RunResult plain = Master({"check", "master-garbage.m3u8"});
   EXPECT_EQ(plain.status, 0) << plain.out << plain.err;
@@ -282,8 +302,9 @@ TEST(SubtitleTiming, FindsTheMapInTheHeaderOnly) {
   for (const Case& c : cases) {
     std::optional<TimestampMap> map = FindTimestampMap(c.head);
     ASSERT_EQ(map.has_value(), c.found) << c.head;
-    if (map) EXPECT_EQ(map->mpegts, c.mpegts) << c.head;
-    if (map) EXPECT_EQ(map->localMilliseconds, c.local) << c.head;
+    if (!map) continue;
+    EXPECT_EQ(map->mpegts, c.mpegts) << c.head;
+    EXPECT_EQ(map->localMilliseconds, c.local) << c.head;
   }
 }
 
