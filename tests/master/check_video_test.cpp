@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <sstream>
 
 #include "master/subtitle_timing.h"
 #include "test_support.h"
@@ -169,78 +170,44 @@ TEST_F(CheckVideoTest, BrokenFilesAreNamed) {
   struct Case {
     const char* name;
     const char* variant;
-    std::vector<std::string> options;  // of the rendition
-    // Run on the rendition's directory before the check.
-    const char* damage;
+    const char* options;  // of hlsvtt for the rendition, separated by spaces
+    const char* damage;   // run in the rendition's directory before the check
     int status;
     const char* expected;  // in the output, or in the notices for status 0
   } cases[] = {
-      {"missing",
-       "broken/missing",
-       {},
-       "",
-       111,
+      {"missing", "broken/missing", "", "", 111,
        "broken/missing/video.m3u8: the first segment does not resolve "
        "(broken/missing/video0.ts: No such file"},
-      {"garbage",
-       "broken/garbage",
-       {},
-       "",
-       111,
+      {"garbage", "broken/garbage", "", "", 111,
        "broken/garbage/video.m3u8: the start of the first segment cannot be read: "
        "broken/garbage/video0.ts is not an MPEG transport stream\n"},
-      {"cut",
-       "broken/cut",
-       {},
-       "",
-       111,
+      {"cut", "broken/cut", "", "", 111,
        "broken/cut/video.m3u8: the start of the first segment cannot be read: "
        "broken/cut/init.mp4: "},
-      {"no-header",
-       "ts",
-       {},
-       "printf 'WEBVTT\\n\\n' > fileSequence0.webvtt",
-       111,
+      {"no-header", "ts", "", "printf 'WEBVTT\\n\\n' > fileSequence0.webvtt", 111,
        "fileSequence0.webvtt:1: no X-TIMESTAMP-MAP in the segment header\n"},
-      {"short-key",
-       "ts",
-       {"-k", "KEY:key.bin", "-K", "key.bin"},
-       "printf 12345 > key.bin",
-       111,
+      {"short-key", "ts", "-k KEY:key.bin -K key.bin", "printf 12345 > key.bin", 111,
        "key.bin: a key file must hold 16 bytes\n"},
-      {"no-key",
-       "ts",
-       {"-k", "KEY:key.bin", "-K", "key.bin"},
-       "rm key.bin",
-       111,
+      {"no-key", "ts", "-k KEY:key.bin -K key.bin", "rm key.bin", 111,
        "prog_index.m3u8: the key URI \"key.bin\" does not resolve"},
-      {"wrong-key",
-       "ts",
-       {"-k", "KEY:key.bin", "-K", "key.bin", "-J", "sequence"},
-       "printf fedcba9876543210 > key.bin",
-       111,
-       "fileSequence0.webvtt: "},
-      {"locked-video",
-       "broken/locked",
-       {},
-       "",
-       0,
-       "broken/locked/video.m3u8: the first segment is encrypted (METHOD=AES-128); the variant's "
-       "start "
-       "is not checked\n"},
-      {"remote-key",
-       "ts",
-       {"-k", "KEY:key.bin", "-K", "https://example.com/key.bin"},
-       "",
-       0,
+      // Decrypted with the wrong key, the padding or the header is broken.
+      {"wrong-key", "ts", "-k KEY:key.bin -K key.bin -J sequence",
+       "printf fedcba9876543210 > key.bin", 111, "fileSequence0.webvtt: "},
+      {"locked-video", "broken/locked", "", "", 0,
+       "broken/locked/video.m3u8: the first segment is encrypted (METHOD=AES-128); the "
+       "variant's start is not checked\n"},
+      {"remote-key", "ts", "-k KEY:key.bin -K https://example.com/key.bin", "", 0,
        "(METHOD=AES-128, URI \"https://example.com/key.bin\"); its timing is not checked\n"},
   };
   for (const Case& c : cases) {
     const std::string sub = dir + "/subs/" + c.name + "/1";
     ASSERT_EQ(RunShell("mkdir -p '" + sub + "' && printf 0123456789abcdef > '" + sub + "/key.bin'"),
               0);
+    std::vector<std::string> options;
+    std::istringstream words(c.options);
+    for (std::string word; words >> word;) options.push_back(word);
     // Segmented first, then damaged, then checked again.
-    RunResult check = Check(c.name, {c.variant}, {{"s", c.options}});
+    RunResult check = Check(c.name, {c.variant}, {{"s", options}});
     if (*c.damage) {
       ASSERT_EQ(RunShell(std::string("cd '") + sub + "' && " + c.damage), 0) << c.name;
       check = Master({"check", std::string("master-") + c.name + ".m3u8", "--video"});
