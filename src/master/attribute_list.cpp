@@ -1,5 +1,7 @@
 #include "master/attribute_list.h"
 
+#include <charconv>
+
 namespace {
 
 // Real tags carry a dozen attributes at most; the limit keeps the duplicate search short.
@@ -111,4 +113,12 @@ std::string AttributeList::Text() const {
     if (attribute.quoted) text += '"';
   }
   return text;
+}
+
+std::optional<uint64_t> ParseDecimalInteger(std::string_view text) {
+  uint64_t value = 0;
+  if (text.empty() || text.size() > 20) return std::nullopt;
+  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return value;
 }

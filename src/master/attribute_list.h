@@ -5,6 +5,8 @@
 // exactly as it was read.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,3 +40,6 @@ class AttributeList {
 
 // True when `value` may stand between the quotes of a quoted string.
 bool IsQuotableText(std::string_view value);
+
+// A decimal-integer value: 1 to 20 digits, at most 2^64 - 1.
+std::optional<uint64_t> ParseDecimalInteger(std::string_view text);

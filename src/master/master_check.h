@@ -18,5 +18,10 @@ struct MasterCheckReport {
 // Reads only files inside the directory `root` (the master's own directory when empty); a URI
 // that leads elsewhere is a problem, named and not followed. Fails only when the master or the
 // root cannot be read; problems found are in `report`.
+//
+// With `checkTiming`, also reads the start of every variant's first segment and the
+// X-TIMESTAMP-MAP of every subtitle rendition's first segment: variants that start apart, and a
+// rendition whose cues would show more than 1 ms off a variant of its group, are problems, given
+// with line 0 (no line) for a rendition.
 Status CheckMasterPlaylistFiles(const std::string& masterPath, const std::string& root,
-                                MasterCheckReport* report);
+                                bool checkTiming, MasterCheckReport* report);

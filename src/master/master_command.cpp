@@ -25,7 +25,6 @@
 #include "master/segment_pts.h"
 #include "master/text_file.h"
 #include "master/uri_reference.h"
-#include "media/core/four_cc.h"
 
 namespace {
 
@@ -34,7 +33,7 @@ constexpr const char* kUsage =
     "       hlsvtt-master add MASTER PLAYLIST --language TAG --name NAME [--default]\n"
     "                     [--autoselect] [--forced] [--characteristics LIST] [-o OUT]\n"
     "                     [--group ID] [--conform]\n"
-    "       hlsvtt-master check MASTER [--root DIR]\n"
+    "       hlsvtt-master check MASTER [--root DIR] [--video]\n"
     "       hlsvtt-master pts SEGMENT.ts | INIT SEGMENT | PLAYLIST\n"
     "\n"
     "merge   adds the subtitle renditions of each FRAGMENT (a file of\n"
@@ -62,6 +61,9 @@ constexpr const char* kUsage =
     "        prints one line per problem (FILE:LINE: problem) and exits 0 only when there\n"
     "        is none. It reads no file outside DIR (default: the directory of MASTER); a\n"
     "        URI that leads outside is a problem\n"
+    "  --video       also compares the start of every variant's first segment with the\n"
+    "                X-TIMESTAMP-MAP of every subtitle rendition of its group, and says\n"
+    "                how far off cues would show and the value that puts them in step\n"
     "pts     prints the start of a video segment in 90 kHz units, the value to give hlsvtt\n"
     "        as -m: of an MPEG transport stream segment, of a fragmented MP4 media SEGMENT\n"
     "        read with its INIT segment, or of the first segment of a local media PLAYLIST;\n"
@@ -248,8 +250,11 @@ Status RunAdd(const std::vector<std::string>& args) {
 Status RunCheck(const std::vector<std::string>& args) {
   std::vector<std::string> paths;
   std::string root;
+  bool video = false;
   for (size_t i = 0; i < args.size(); i++) {
-    if (args[i] == "--root") {
+    if (args[i] == "--video") {
+      video = true;
+    } else if (args[i] == "--root") {
       if (i + 1 == args.size()) return UsageError("missing value after ", "--root");
       root = args[++i];
       if (root.empty()) return UsageError("--root needs a directory");
@@ -269,14 +274,18 @@ Status RunCheck(const std::vector<std::string>& args) {
     }
   }
   MasterCheckReport report;
-  if (Status status = CheckMasterPlaylistFiles(paths[0], root, &report)) {
+  if (Status status = CheckMasterPlaylistFiles(paths[0], root, video, &report)) {
     fprintf(stderr, "%s: cannot read %s: %s\n", kTool, paths[0].c_str(), strerror(status));
     return status;
   }
   for (const std::string& notice : report.notices)
     fprintf(stderr, "%s: %s\n", kTool, notice.c_str());
-  for (const PlaylistProblem& problem : report.problems)
-    printf("%s:%zu: %s\n", problem.file.c_str(), problem.line, problem.message.c_str());
+  for (const PlaylistProblem& problem : report.problems) {
+    if (problem.line == 0)
+      printf("%s: %s\n", problem.file.c_str(), problem.message.c_str());
+    else
+      printf("%s:%zu: %s\n", problem.file.c_str(), problem.line, problem.message.c_str());
+  }
   return report.problems.empty() ? kNoErr : kErrPlaylistRule;
 }
 
@@ -302,52 +311,32 @@ Status PrintStart(int64_t pts) {
   return kNoErr;
 }
 
-Status RunTransportStreamPts(const std::string& file) {
-  const char* path = file.c_str();
+// Prints the start of the segment `files` names, or why it cannot be read.
+Status RunSegmentPts(const FirstSegmentFiles& files) {
   int64_t pts = 0;
-  Status status = ReadSegmentFirstPTS(file, &pts);
-  if (status == kMxErrNotMPEGStream && LooksLikeFragmentedMovie(file)) {
-    fprintf(stderr, "%s: %s is fragmented MP4: give its init segment first (pts INIT %s)\n", kTool,
-            path, path);
-  } else if (status == kMxErrNotMPEGStream) {
-    fprintf(stderr, "%s: %s is not an MPEG transport stream\n", kTool, path);
-  } else if (status == kMxErrPropertyNotAvailable) {
-    fprintf(stderr, "%s: %s has no video or audio stream with a time stamp near its start\n", kTool,
-            path);
-  } else if (status > 0) {
-    fprintf(stderr, "%s: cannot read %s: %s\n", kTool, path, strerror(status));
-  } else if (status != kNoErr) {
-    fprintf(stderr, "%s: cannot read %s as an MPEG transport stream (error %d)\n", kTool, path,
-            static_cast<int>(status));
+  std::string warning, error;
+  Status status = ReadSegmentStart(files, &pts, &warning, &error);
+  if (!warning.empty()) fprintf(stderr, "%s: %s\n", kTool, warning.c_str());
+  if (status != kNoErr) {
+    fprintf(stderr, "%s: %s\n", kTool, error.c_str());
+    return status;
   }
-  if (status != kNoErr) return status;
-  return PrintStart(pts);
-}
-
-Status RunFragmentedPts(const std::string& init, const std::string& segment) {
-  int64_t pts = 0;
-  FragmentStart start;
-  std::string problem, file;
-  Status status = ReadFragmentedSegmentStart(init, segment, &pts, &start, &problem, &file);
-  if (status > 0) {
-    fprintf(stderr, "%s: cannot read %s: %s\n", kTool, file.c_str(), strerror(status));
-  } else if (status != kNoErr) {
-    fprintf(stderr, "%s: %s: %s\n", kTool, file.c_str(),
-            problem.empty() ? "cannot be read as fragmented MP4" : problem.c_str());
-  }
-  if (status != kNoErr) return status;
-  if (start.handlerType != MxFourCC("vide"))
-    fprintf(stderr, "%s: %s has no video track; the start is that of track %u ('%s')\n", kTool,
-            init.c_str(), start.trackID, MxFourCCToString(start.handlerType).c_str());
   return PrintStart(pts);
 }
 
 Status RunPts(const std::vector<std::string>& args) {
-  if (args.size() == 2) return RunFragmentedPts(args[0], args[1]);
+  FirstSegmentFiles files;
+  if (args.size() == 2) {
+    files.init = args[0];
+    files.segment = args[1];
+    return RunSegmentPts(files);
+  }
   if (args.size() != 1)
     return UsageError("pts needs a segment, an init segment and a segment, or a media playlist");
-  if (!LooksLikePlaylist(args[0])) return RunTransportStreamPts(args[0]);
-  FirstSegmentFiles files;
+  if (!LooksLikePlaylist(args[0])) {
+    files.segment = args[0];
+    return RunSegmentPts(files);
+  }
   std::string error;
   if (Status status = FindFirstSegmentFiles(args[0], &files, &error)) {
     if (status > 0)
@@ -356,8 +345,12 @@ Status RunPts(const std::vector<std::string>& args) {
       fprintf(stderr, "%s: %s: %s\n", kTool, args[0].c_str(), error.c_str());
     return status;
   }
-  if (files.init.empty()) return RunTransportStreamPts(files.segment);
-  return RunFragmentedPts(files.init, files.segment);
+  if (!files.keyMethod.empty()) {
+    fprintf(stderr, "%s: %s: the first segment is encrypted (METHOD=%s); it is not read\n", kTool,
+            args[0].c_str(), files.keyMethod.c_str());
+    return kErrPlaylistSyntax;
+  }
+  return RunSegmentPts(files);
 }
 
 }  // namespace

@@ -54,15 +54,6 @@ size_t NextContentLine(const std::vector<PlaylistLine>& lines, size_t i) {
   return i;
 }
 
-// decimal-integer: 1 to 20 digits.
-std::optional<uint64_t> ParseDecimalInteger(std::string_view text) {
-  uint64_t value = 0;
-  if (text.empty() || text.size() > 20) return std::nullopt;
-  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return value;
-}
-
 // decimal-float: digits, optionally a point and more digits.
 std::optional<double> ParseDecimalFloat(std::string_view text) {
   size_t point = text.find('.');
@@ -109,13 +100,15 @@ void CheckMasterPlaylistText(const std::string& name, std::string_view text,
       rendition.line = line.number;
       const PlaylistAttribute* uri = rendition.attributes.Find("URI");
       if (uri) {
-        references->push_back(
-            {uri->value, line.number, rendition.attributes.Value("TYPE") == "SUBTITLES", false});
+        references->push_back({uri->value, line.number,
+                               rendition.attributes.Value("TYPE") == "SUBTITLES", false, false,
+                               std::string(rendition.attributes.Value("GROUP-ID"))});
       }
       renditions.push_back(std::move(rendition));
     } else if (tag == "#EXT-X-STREAM-INF") {
       streams++;
       AttributeList attributes;
+      std::string subtitleGroup;
       if (ParseAttributes(tag, line.text, line.number, &attributes, &problems)) {
         if (!attributes.Has("BANDWIDTH"))
           problems.Add(line.number, "#EXT-X-STREAM-INF has no BANDWIDTH");
@@ -123,7 +116,7 @@ void CheckMasterPlaylistText(const std::string& name, std::string_view text,
           if (!group->quoted)
             problems.Add(line.number, "SUBTITLES must be a quoted string");
           else
-            subtitleGroupUses.emplace_back(group->value, line.number);
+            subtitleGroupUses.emplace_back(subtitleGroup = group->value, line.number);
         }
       }
       size_t next = NextContentLine(lines, i);
@@ -132,13 +125,14 @@ void CheckMasterPlaylistText(const std::string& name, std::string_view text,
         problems.Add(line.number, "#EXT-X-STREAM-INF is not followed by a URI line");
       } else {
         variantUriLine = next;
-        references->push_back({std::string(lines[next].text), lines[next].number, false, false});
+        references->push_back(
+            {std::string(lines[next].text), lines[next].number, false, false, true, subtitleGroup});
       }
     } else if (tag == "#EXT-X-I-FRAME-STREAM-INF") {
       AttributeList attributes;
       if (!ParseAttributes(tag, line.text, line.number, &attributes, &problems)) continue;
       if (const PlaylistAttribute* uri = attributes.Find("URI"))
-        references->push_back({uri->value, line.number, false, false});
+        references->push_back({uri->value, line.number, false, false, false, ""});
       else
         problems.Add(line.number, "#EXT-X-I-FRAME-STREAM-INF has no URI");
     }
@@ -173,7 +167,7 @@ void CheckSubtitlePlaylistText(const std::string& name, std::string_view text,
     if (kind == PlaylistLineKind::kUri) {
       if (pendingExtinf == 0) problems.Add(line.number, "a segment URI without #EXTINF before it");
       pendingExtinf = 0;
-      segments->push_back({std::string(line.text), line.number, false, encrypted});
+      segments->push_back({std::string(line.text), line.number, false, encrypted, false, ""});
       continue;
     }
     std::string_view tag = PlaylistTagName(line.text);

@@ -19,6 +19,9 @@ struct PlaylistReference {
   size_t line = 0;
   bool subtitles = false;  // master: the media playlist of a subtitle rendition
   bool encrypted = false;  // media playlist: the segment is under an EXT-X-KEY other than NONE
+  bool variant = false;    // master: the media playlist of an #EXT-X-STREAM-INF
+  // master: the GROUP-ID of a rendition, the SUBTITLES group of a variant (empty when none)
+  std::string group;
 };
 
 void CheckMasterPlaylistText(const std::string& name, std::string_view text,

@@ -1,5 +1,6 @@
 #include "master/playlist_first_segment.h"
 
+#include <optional>
 #include <string_view>
 
 #include "master/attribute_list.h"
@@ -14,6 +15,11 @@ bool StartsWith(std::string_view text, std::string_view prefix) {
   return text.substr(0, prefix.size()) == prefix;
 }
 
+std::string BesidePlaylist(const std::string& playlist, const std::string& relative) {
+  const size_t slash = playlist.rfind('/');
+  return slash == std::string::npos ? relative : playlist.substr(0, slash + 1) + relative;
+}
+
 // `uri` as a path beside the playlist at `playlist`.
 Status LocalPath(const std::string& playlist, std::string_view uri, std::string* path,
                  std::string* error) {
@@ -22,8 +28,7 @@ Status LocalPath(const std::string& playlist, std::string_view uri, std::string*
     *error = "\"" + std::string(uri) + "\" is not a relative URI of a local file";
     return kErrPlaylistSyntax;
   }
-  const size_t slash = playlist.rfind('/');
-  *path = slash == std::string::npos ? relative : playlist.substr(0, slash + 1) + relative;
+  *path = BesidePlaylist(playlist, relative);
   return kNoErr;
 }
 
@@ -55,6 +60,32 @@ Status FindFirstSegmentFiles(const std::string& path, FirstSegmentFiles* files,
     if (StartsWith(line, "#EXT-X-BYTERANGE:")) {
       *error = "segments given as byte ranges are not read";
       return kErrPlaylistSyntax;
+    }
+    if (StartsWith(line, "#EXT-X-MEDIA-SEQUENCE:")) {
+      std::optional<uint64_t> sequence = ParseDecimalInteger(line.substr(22));
+      if (!sequence) {
+        *error = "EXT-X-MEDIA-SEQUENCE is not a whole number";
+        return kErrPlaylistSyntax;
+      }
+      files->mediaSequence = *sequence;
+      continue;
+    }
+    if (StartsWith(line, "#EXT-X-KEY:")) {
+      AttributeList attributes;
+      std::string attributeError;
+      if (AttributeList::Parse(line.substr(11), &attributes, &attributeError) != kNoErr) {
+        *error = "EXT-X-KEY: " + attributeError;
+        return kErrPlaylistSyntax;
+      }
+      const std::string_view method = attributes.Value("METHOD");
+      files->keyMethod = method == "NONE" ? "" : std::string(method);
+      files->keyUri = attributes.Value("URI");
+      files->keyIV = attributes.Value("IV");
+      files->keyFile.clear();
+      std::string relative;
+      if (!files->keyMethod.empty() && UriToLocalPath(files->keyUri, &relative))
+        files->keyFile = BesidePlaylist(path, relative);
+      continue;
     }
     if (StartsWith(line, "#EXT-X-MAP:")) {
       AttributeList attributes;

@@ -2,6 +2,7 @@
 // fragmented MP4, the init segment its EXT-X-MAP names.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "common/status.h"
@@ -9,6 +10,14 @@
 struct FirstSegmentFiles {
   std::string init;  // empty without EXT-X-MAP
   std::string segment;
+  // The EXT-X-KEY in force for the segment: its METHOD (empty without a key, or NONE), its URI
+  // as written and, when that URI is a relative reference, the key file's path; its IV
+  // attribute as written (empty when absent), and the segment's media sequence number.
+  std::string keyMethod;
+  std::string keyUri;
+  std::string keyFile;
+  std::string keyIV;
+  uint64_t mediaSequence = 0;
 };
 
 // True when the file starts with #EXTM3U (after an optional UTF-8 byte order mark).

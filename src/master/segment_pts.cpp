@@ -1,7 +1,10 @@
 #include "master/segment_pts.h"
 
+#include <cstring>
+
 #include "master/text_file.h"
 #include "media/core/file_byte_stream.h"
+#include "media/core/four_cc.h"
 #include "media/core/value.h"
 #include "media/formats/mpeg/mpeg_probe.h"
 #include "media/formats/probe_reader.h"
@@ -48,4 +51,43 @@ Status ReadFragmentedSegmentStart(const std::string& initPath, const std::string
     return status;
   }
   return kNoErr;
+}
+
+namespace {
+
+Status ReadTransportStreamStart(const std::string& path, int64_t* pts, std::string* error) {
+  Status status = ReadSegmentFirstPTS(path, pts);
+  if (status == kMxErrNotMPEGStream && LooksLikeFragmentedMovie(path)) {
+    *error = path + " is fragmented MP4: give its init segment first (pts INIT " + path + ")";
+  } else if (status == kMxErrNotMPEGStream) {
+    *error = path + " is not an MPEG transport stream";
+  } else if (status == kMxErrPropertyNotAvailable) {
+    *error = path + " has no video or audio stream with a time stamp near its start";
+  } else if (status > 0) {
+    *error = "cannot read " + path + ": " + strerror(status);
+  } else if (status != kNoErr) {
+    *error = "cannot read " + path + " as an MPEG transport stream (error " +
+             std::to_string(static_cast<int>(status)) + ")";
+  }
+  return status;
+}
+
+}  // namespace
+
+Status ReadSegmentStart(const FirstSegmentFiles& files, int64_t* pts, std::string* warning,
+                        std::string* error) {
+  if (files.init.empty()) return ReadTransportStreamStart(files.segment, pts, error);
+  FragmentStart start;
+  std::string problem, file;
+  Status status =
+      ReadFragmentedSegmentStart(files.init, files.segment, pts, &start, &problem, &file);
+  if (status > 0) {
+    *error = "cannot read " + file + ": " + strerror(status);
+  } else if (status != kNoErr) {
+    *error = file + ": " + (problem.empty() ? "cannot be read as fragmented MP4" : problem);
+  } else if (start.handlerType != MxFourCC("vide")) {
+    *warning = files.init + " has no video track; the start is that of track " +
+               std::to_string(start.trackID) + " ('" + MxFourCCToString(start.handlerType) + "')";
+  }
+  return status;
 }

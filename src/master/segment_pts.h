@@ -7,6 +7,7 @@
 #include <string>
 
 #include "common/status.h"
+#include "master/playlist_first_segment.h"
 #include "media/formats/movie/fragment_start.h"
 
 // 90 kHz units, of the first video stream, else of the first audio stream. kMxErrNotMPEGStream
@@ -23,3 +24,10 @@ bool LooksLikeFragmentedMovie(const std::string& path);
 Status ReadFragmentedSegmentStart(const std::string& initPath, const std::string& segmentPath,
                                   int64_t* pts, FragmentStart* start, std::string* problem,
                                   std::string* problemFile);
+
+// The start of the segment `files` names, in 90 kHz units: a transport stream when `init` is
+// empty, else a fragmented MP4 media segment with its init segment. On failure `error` says why,
+// naming the file at fault. `warning` is set, and the start is still given, when the init segment
+// has no video track and the start is that of another track.
+Status ReadSegmentStart(const FirstSegmentFiles& files, int64_t* pts, std::string* warning,
+                        std::string* error);
