@@ -279,6 +279,25 @@ function treeCues(roots) {
   return cues;
 }
 
+// The lines of text (spaces collapsed, empty ones dropped) and the styled characters (as
+// "<char> <b|-><i|-><u|->", spaces left out) of some cues, both sorted: what the screen shows
+// while these cues are active, whatever the order in which they are stacked.
+function screenContent(lines, styled) {
+  const norm = lines.map((l) => l.replace(/\s+/g, ' ').trim()).filter((l) => l !== '').sort();
+  const chars = styled.map((c) => `${c.c} ${c.b ? 'b' : '-'}${c.i ? 'i' : '-'}${c.u ? 'u' : '-'}`).filter((k) => !/^\s /.test(k)).sort();
+  return JSON.stringify({ lines: norm, chars });
+}
+
+function styledChars(canonical) {
+  const out = [];
+  const open = { b: false, i: false, u: false };
+  for (const m of canonical.matchAll(/<(\/?)([biu])>|([\s\S])/g)) {
+    if (m[2]) open[m[2]] = !m[1];
+    else out.push({ c: m[3], ...open });
+  }
+  return out;
+}
+
 // ---- the players -----------------------------------------------------------------------------
 
 const fmt = (t) => t.toFixed(3);
@@ -326,6 +345,36 @@ async function readTrack(browser, base, query, name) {
     const errors = await call(page, 'errors', async () => (await window.harness).errors);
     if (errors.length > 0 || pageErrors.length > 0) throw new Error(`player errors: ${[...errors, ...pageErrors].join('; ')}`);
     return { cues: [...seen.values()], appended };
+  } finally {
+    await within(5000, 'page close', page.close()).catch(() => {});
+  }
+}
+
+// Opens the side-loaded document in Shaka Player with its on-screen displayer and, at the middle
+// of every cue read from its cue trees, compares what is drawn over the video with the cues
+// active then. Returns one line per moment that differs.
+async function checkScreen(browser, base, query, label, cues) {
+  const page = await within(STEP_LIMIT_MS, 'new page', browser.newPage());
+  try {
+    await within(STEP_LIMIT_MS, 'page load', page.goto(`${base}page/ttml_player.html?${query}&display=screen`, { waitUntil: 'load' }));
+    await call(page, `select ${label}`, async (n) => {
+      const h = await window.harness;
+      return h.select(n);
+    }, label);
+    const lines = [];
+    for (const t of [...new Set(cues.map((c) => (c.start + c.end) / 2))].sort((a, b) => a - b)) {
+      await call(page, `seek to ${fmt(t)}`, async (time) => (await window.harness).seek(time), t);
+      const active = cues.filter((c) => c.start <= t && t < c.end);
+      const expected = screenContent(active.flatMap((c) => plain(c.text).split('\n')), active.flatMap((c) => styledChars(c.text)));
+      let drawn = null;
+      for (const deadline = Date.now() + SETTLE_LIMIT_MS; Date.now() < deadline; await sleep(50)) {
+        const screen = await call(page, 'screen', async () => (await window.harness).screen());
+        drawn = screenContent(screen.lines, screen.words.flatMap((w) => [...w.word].map((c) => ({ c, b: w.bold, i: w.italic, u: w.underline }))));
+        if (drawn === expected) break;
+      }
+      if (drawn !== expected) lines.push(`on screen at ${fmt(t)}: ${drawn}, expected ${expected}`);
+    }
+    return lines;
   } finally {
     await within(5000, 'page close', page.close()).catch(() => {});
   }
@@ -386,8 +435,9 @@ async function main() {
       const hlsjs = await readTrack(browser, base, `player=hlsjs&src=${src}`, doc.name);
       const shakaHls = await readTrack(browser, base, `player=shaka&src=${src}`, doc.name);
       const label = `${doc.name} (TTML)`;
-      const sideLoaded = await readTrack(browser, base, `player=shaka&src=${encodeURIComponent('/video/master.m3u8')}` +
-        `&ttml=${encodeURIComponent(`/${doc.file}`)}&label=${encodeURIComponent(label)}`, label);
+      const sideLoadQuery = `player=shaka&src=${encodeURIComponent('/video/master.m3u8')}` +
+        `&ttml=${encodeURIComponent(`/${doc.file}`)}&label=${encodeURIComponent(label)}`;
+      const sideLoaded = await readTrack(browser, base, sideLoadQuery, label);
       const fromDocument = asViewed(treeCues(sideLoaded.appended));
       const lines = [];
       const notes = new Set();
@@ -401,6 +451,9 @@ async function main() {
       for (const note of notes) console.log(`note ${doc.file}: inherited style: ${note}`);
       wrong += lines.length;
       compared += fromDocument.length;
+      const screen = await checkScreen(browser, base, sideLoadQuery, label, fromDocument);
+      for (const line of screen) console.log(`FAIL ${doc.file}: Shaka Player's reading of the document is not what it draws ${line}`);
+      wrong += screen.length;
       // The native track of the side-loaded document, for the record.
       const native = asViewed(sideLoaded.cues);
       const differs = (a, b) => a.filter((x) => !b.some((y) => sameTimes(x, y) && x.text === y.text));
