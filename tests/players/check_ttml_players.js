@@ -355,12 +355,11 @@ async function readTrack(browser, base, query, name) {
 // active then. Returns one line per moment that differs.
 async function checkScreen(browser, base, query, label, cues) {
   const page = await within(STEP_LIMIT_MS, 'new page', browser.newPage());
+  const pageErrors = [];
+  page.on('pageerror', (e) => pageErrors.push(String(e.message || e)));
   try {
     await within(STEP_LIMIT_MS, 'page load', page.goto(`${base}page/ttml_player.html?${query}&display=screen`, { waitUntil: 'load' }));
-    await call(page, `select ${label}`, async (n) => {
-      const h = await window.harness;
-      return h.select(n);
-    }, label);
+    await call(page, `select ${label}`, async (n) => (await window.harness).select(n), label);
     const lines = [];
     for (const t of [...new Set(cues.map((c) => (c.start + c.end) / 2))].sort((a, b) => a - b)) {
       await call(page, `seek to ${fmt(t)}`, async (time) => (await window.harness).seek(time), t);
@@ -374,7 +373,8 @@ async function checkScreen(browser, base, query, label, cues) {
       }
       if (drawn !== expected) lines.push(`on screen at ${fmt(t)}: ${drawn}, expected ${expected}`);
     }
-    return lines;
+    const errors = await call(page, 'errors', async () => (await window.harness).errors);
+    return [...lines, ...errors.map((e) => `player error: ${e}`), ...pageErrors.map((e) => `page error: ${e}`)];
   } finally {
     await within(5000, 'page close', page.close()).catch(() => {});
   }
