@@ -8,9 +8,9 @@
 // given time, each as its lines of text with the bold, italic and underline of every run.
 //
 // The sets of texts shown must be equal at each of our cues' start, midpoint and just before its
-// end, and in the middle of every interval between two of imsc's time events (which catches a
-// cue we never show). Our times are whole milliseconds, so the start is looked at 0.5 ms in and
-// the end 1 ms before it.
+// end, just outside it on either side, and in the middle of every interval between two of imsc's
+// time events (which catches a cue we never show). Our times are whole milliseconds, so the start
+// is looked at 0.5 ms in, the end 1 ms before it, and the outside 1 ms away.
 //
 // Usage: check_ttml.js <hlsvtt binary> <document dir> [--all]
 // Every document in the directory must be segmented; with --all, documents hlsvtt refuses are
@@ -169,14 +169,20 @@ function check(file) {
     // imsc knows only the current namespaces; the older drafts' elements mean the same.
     const xml = fs.readFileSync(file, 'utf8')
       .replace(/http:\/\/www\.w3\.org\/2006\/(04|10)\/ttaf1/g, 'http://www.w3.org/ns/ttml');
-    const doc = fromXML(xml, () => {});
+    // Our own documents must be read by imsc whole, and give cues.
+    const problems = [];
+    const report = (message) => { if (!all) problems.push(`imsc: ${message}`); };
+    const doc = fromXML(xml, { warn() {}, info() {}, error: report, fatal: report });
+    if (!all && cues.length === 0) problems.push('no cues');
     const times = [];
-    for (const c of cues) times.push(c.start + 0.0005, (c.start + c.end) / 2, c.end - 0.001);
+    for (const c of cues) {
+      times.push(c.start - 0.001, c.start + 0.0005, (c.start + c.end) / 2, c.end - 0.001,
+        c.end + 0.001);
+    }
     const events = doc.getMediaTimeEvents().filter((t) => Number.isFinite(t));
     for (let k = 0; k + 1 < events.length && k < 5000; ++k) {
       times.push((events[k] + events[k + 1]) / 2);
     }
-    const problems = [];
     for (const t of times) {
       const ours = shownAt(cues, t);
       const theirs = imscTexts(doc, t);
