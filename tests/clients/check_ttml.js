@@ -163,7 +163,7 @@ function check(file) {
       execFileSync(binary, ['-q', '-t', '6', '-f', out, file], { stdio: 'pipe' });
     } catch (e) {
       if (all && !fs.existsSync(path.join(out, 'prog_index.m3u8'))) return null;
-      return [`hlsvtt exited with ${e.status}: ${e.stderr.toString().trim()}`];
+      return [`hlsvtt exited with ${e.status}: ${e.stdout}${e.stderr}`.trim()];
     }
     const cues = ourCues(out);
     // imsc knows only the current namespaces; the older drafts' elements mean the same.

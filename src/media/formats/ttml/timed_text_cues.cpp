@@ -293,7 +293,10 @@ class CueBuilder {
       if (b.lineBreak) {
         lines.emplace_back();
       } else if (b.collapsible) {
-        if (!line.empty() && !line.back().collapsible) line.push_back({' ', b.style, true, false});
+        // Whitespace is dropped at the start of a line and after a space, kept or not.
+        if (!line.empty() && line.back().byte != ' ' && line.back().byte != '\t') {
+          line.push_back({' ', b.style, true, false});
+        }
       } else {
         line.push_back(b);
       }

@@ -113,6 +113,8 @@ TEST(TimedTextCues, ContentAndStyles) {
       {"xml:space preserve keeps spaces and newlines",
        "<span xml:space='preserve'>  a  b\nc</span>", "  a  b\nc"},
       {"empty lines are dropped", "a<br/><br/> <br/>b", "a\nb"},
+      {"whitespace after a kept space collapses into it",
+       "<span xml:space='preserve'>a </span> \n b<span xml:space='preserve'>\t</span> c", "a b\tc"},
       {"markup characters are escaped", "1 &lt; 2 &amp;&amp; 3 &gt; 2 --&gt; x",
        "1 &lt; 2 &amp;&amp; 3 &gt; 2 --&gt; x"},
       {"inline styles",
