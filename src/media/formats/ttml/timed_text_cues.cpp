@@ -35,6 +35,15 @@ uint8_t Apply(uint8_t bits, const TextStyleFlags& flags) {
   return bits;
 }
 
+// The styles of `inner` over those of `outer`: applying the result is applying both in turn.
+TextStyleFlags Compose(TextStyleFlags outer, const TextStyleFlags& inner) {
+  if (inner.bold != StyleFlag::kInherit) outer.bold = inner.bold;
+  if (inner.italic != StyleFlag::kInherit) outer.italic = inner.italic;
+  if (inner.underline != StyleFlag::kInherit) outer.underline = inner.underline;
+  if (inner.textAlign != TextAlign::kInherit) outer.textAlign = inner.textAlign;
+  return outer;
+}
+
 // A percentage as a cue setting gives it: at most three decimals, no trailing zeros.
 std::string Percent(double value) {
   char text[32];
@@ -96,7 +105,7 @@ class CueBuilder {
     begin_.assign(count, 0);
     end_.assign(count, 0);
     size_.assign(count, 1);
-    style_.assign(count, 0);
+    style_.assign(count, TextStyleFlags{});
     preserve_.assign(count, false);
     region_.assign(count, nullptr);
     // Children always follow their parent, so a backward pass sees children first and a forward
@@ -104,7 +113,7 @@ class CueBuilder {
     for (size_t i = count; i-- > 0;) ComputeExtent(i);
     begin_[0] = doc_.nodes[0].begin.value_or(0);
     end_[0] = begin_[0] + extent_[0];
-    style_[0] = Apply(ResolveReferences(0, doc_.nodes[0].styleRefs), doc_.nodes[0].inlineStyle);
+    style_[0] = Compose(ResolveReferences({}, doc_.nodes[0].styleRefs), doc_.nodes[0].inlineStyle);
     preserve_[0] = doc_.nodes[0].preserveSpace == StyleFlag::kOn;
     region_[0] = &doc_.nodes[0].region;
     for (size_t i = 0; i < count; ++i) PlaceChildren(i);
@@ -157,7 +166,11 @@ class CueBuilder {
       cursor = begin + extent;
       begin_[c] = std::min(begin, end_[i]);
       end_[c] = std::max(begin_[c], std::min(begin + extent, end_[i]));
-      style_[c] = Apply(ResolveReferences(style_[i], child.styleRefs), child.inlineStyle);
+      style_[c] = Compose(ResolveReferences(style_[i], child.styleRefs), child.inlineStyle);
+      // Content placed in another region than the one its ancestors name is shown nowhere.
+      if (!child.region.empty() && !region_[i]->empty() && child.region != *region_[i]) {
+        end_[c] = begin_[c];
+      }
       region_[c] = child.region.empty() ? region_[i] : &child.region;
       preserve_[c] = child.preserveSpace == StyleFlag::kInherit
                          ? preserve_[i]
@@ -165,26 +178,28 @@ class CueBuilder {
     }
   }
 
-  // `bits` with the referenced styles applied in order, each after the styles it references.
-  uint8_t ResolveReferences(uint8_t bits, const std::vector<std::string>& refs) {
+  // `flags` with the referenced styles over them in order, each over the styles it references.
+  TextStyleFlags ResolveReferences(TextStyleFlags flags, const std::vector<std::string>& refs) {
     for (const std::string& id : refs) {
       std::unordered_set<std::string> visiting;
-      bits = ApplyStyle(bits, id, &visiting);
+      flags = ApplyStyle(flags, id, &visiting);
     }
-    return bits;
+    return flags;
   }
 
-  uint8_t ApplyStyle(uint8_t bits, const std::string& id,
-                     std::unordered_set<std::string>* visiting) {
+  TextStyleFlags ApplyStyle(TextStyleFlags flags, const std::string& id,
+                            std::unordered_set<std::string>* visiting) {
     auto found = doc_.styles.find(id);
     // A missing style, a reference cycle or an overlong chain adds nothing more.
     if (found == doc_.styles.end() || visiting->size() >= kMaxStyleChain ||
         !visiting->insert(id).second) {
-      return bits;
+      return flags;
     }
-    for (const std::string& ref : found->second.styleRefs) bits = ApplyStyle(bits, ref, visiting);
+    for (const std::string& ref : found->second.styleRefs) {
+      flags = ApplyStyle(flags, ref, visiting);
+    }
     visiting->erase(id);
-    return Apply(bits, found->second.flags);
+    return Compose(flags, found->second.flags);
   }
 
   Status BuildParagraph(uint32_t p, std::vector<TimedTextCue>* cues, std::string* message) {
@@ -205,9 +220,16 @@ class CueBuilder {
                  " times";
       return kErrParse;
     }
-    auto region = doc_.regions.find(*region_[p]);
-    std::string settings =
-        PlacementSettings(style_[p], region == doc_.regions.end() ? nullptr : &region->second);
+    auto found = doc_.regions.find(*region_[p]);
+    const TimedTextRegion* region = found == doc_.regions.end() ? nullptr : &found->second;
+    // The content shown in a region inherits the region's styles, which start from the
+    // document's initial ones.
+    regionStyle_ = Apply(0, doc_.initial);
+    if (region != nullptr) {
+      regionStyle_ =
+          Apply(regionStyle_, Compose(ResolveReferences({}, region->styleRefs), region->flags));
+    }
+    std::string settings = PlacementSettings(Apply(regionStyle_, style_[p]), region);
     bool open = false;  // the last cue of this paragraph can be extended
     for (size_t k = 0; k + 1 < instants.size(); ++k) {
       double from = instants[k], to = instants[k + 1];
@@ -250,11 +272,11 @@ class CueBuilder {
       if (child.kind == Kind::kLineBreak) {
         bytes_.push_back({'\n', 0, false, true});
       } else if (child.kind == Kind::kText) {
+        auto style = static_cast<uint8_t>(Apply(regionStyle_, style_[c]) & kRunStyleMask);
         for (char b : child.text) {
           bool space = b == ' ' || b == '\t' || b == '\r' || b == '\n';
           if (preserve_[c] && b == '\r') continue;
-          bytes_.push_back({b, static_cast<uint8_t>(style_[c] & kRunStyleMask),
-                            space && !preserve_[c], preserve_[c] && b == '\n'});
+          bytes_.push_back({b, style, space && !preserve_[c], preserve_[c] && b == '\n'});
         }
       } else {
         Gather(c, from, to);
@@ -271,7 +293,10 @@ class CueBuilder {
       if (b.lineBreak) {
         lines.emplace_back();
       } else if (b.collapsible) {
-        if (!line.empty() && !line.back().collapsible) line.push_back({' ', b.style, true, false});
+        // Whitespace is dropped at the start of a line and after a space, kept or not.
+        if (!line.empty() && line.back().byte != ' ' && line.back().byte != '\t') {
+          line.push_back({' ', b.style, true, false});
+        }
       } else {
         line.push_back(b);
       }
@@ -304,7 +329,8 @@ class CueBuilder {
   const TimedTextDocument& doc_;
   std::vector<double> extent_, begin_, end_;
   std::vector<size_t> size_;
-  std::vector<uint8_t> style_;
+  std::vector<TextStyleFlags> style_;  // the styles given along the way from the body
+  uint8_t regionStyle_ = 0;            // what the paragraph being built inherits from its region
   std::vector<bool> preserve_;
   std::vector<const std::string*> region_;  // the region name in effect
   std::vector<StyledByte> bytes_;

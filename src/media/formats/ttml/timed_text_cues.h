@@ -14,7 +14,9 @@
 //
 // A paragraph's tts:textAlign becomes its cues' align setting; the region it is shown in, when
 // its origin and extent are given in percent, becomes the cue box: position (its left edge) and
-// size (its width), and a line at its top, middle or bottom as tts:displayAlign says.
+// size (its width), and a line at its top, middle or bottom as tts:displayAlign says. Content
+// that names another region than its ancestors do is not shown. The region's bold, italic,
+// underline and alignment are inherited by the content shown in it, below the content's own.
 #pragma once
 
 #include <string>

@@ -160,7 +160,7 @@ class DocumentReader {
 
  private:
   static constexpr uint32_t kNoNode = UINT32_MAX;
-  enum class Place : uint8_t { kRoot, kHead, kStyling, kLayout, kBody };
+  enum class Place : uint8_t { kRoot, kHead, kStyling, kLayout, kRegion, kBody };
 
   uint32_t Line() const { return static_cast<uint32_t>(XML_GetCurrentLineNumber(parser_)); }
 
@@ -212,10 +212,15 @@ class DocumentReader {
         if (element.local == "layout") return Enter(Place::kLayout, kNoNode);
         return Skip();
       case Place::kLayout:
-        if (element.local == "region") ReadRegionElement(attributes);
+        if (element.local != "region") return Skip();
+        ReadRegionElement(attributes);
+        return Enter(Place::kRegion, kNoNode);
+      case Place::kRegion:
+        if (element.local == "style" && region_ != nullptr) ReadNestedStyle(attributes);
         return Skip();
       case Place::kStyling:
         if (element.local == "style") ReadStyleElement(attributes);
+        if (element.local == "initial") ReadInitialElement(attributes);
         return Skip();
       case Place::kBody:
         return StartContent(element.local, attributes);
@@ -283,8 +288,12 @@ class DocumentReader {
     std::string_view frameRate, multiplier, subFrameRate, tickRate;
     for (const XML_Char** a = attributes; *a != nullptr; a += 2) {
       QualifiedName attribute = SplitName(a[0]);
-      if (!IsTimedTextNamespace(attribute.uri, "#parameter")) continue;
       std::string_view value = a[1];
+      if (attribute.uri == kXmlNamespace && attribute.local == "space") {
+        if (value == "preserve") rootPreserveSpace_ = StyleFlag::kOn;
+        if (value == "default") rootPreserveSpace_ = StyleFlag::kOff;
+      }
+      if (!IsTimedTextNamespace(attribute.uri, "#parameter")) continue;
       if (attribute.local == "frameRate") frameRate = value;
       if (attribute.local == "frameRateMultiplier") multiplier = value;
       if (attribute.local == "subFrameRate") subFrameRate = value;
@@ -313,6 +322,16 @@ class DocumentReader {
     if (!id.empty()) document_->styles.insert_or_assign(std::move(id), std::move(style));
   }
 
+  void ReadInitialElement(const XML_Char** attributes) {
+    for (const XML_Char** a = attributes; *a != nullptr; a += 2) {
+      QualifiedName attribute = SplitName(a[0]);
+      if (IsTimedTextNamespace(attribute.uri, "#styling")) {
+        ReadStyleAttribute(attribute.local, a[1], &document_->initial);
+      }
+    }
+  }
+
+  // Reads a region into the document and makes it the one nested styles go to.
   void ReadRegionElement(const XML_Char** attributes) {
     std::string id;
     TimedTextRegion region;
@@ -321,7 +340,10 @@ class DocumentReader {
       QualifiedName attribute = SplitName(a[0]);
       std::string_view value = a[1];
       if (attribute.uri == kXmlNamespace && attribute.local == "id") id = value;
+      if (attribute.uri.empty() && attribute.local == "style")
+        region.styleRefs = SplitTokens(value);
       if (!IsTimedTextNamespace(attribute.uri, "#styling")) continue;
+      ReadStyleAttribute(attribute.local, value, &region.flags);
       if (attribute.local == "origin") origin = ReadPercentPair(value, &region.x, &region.y);
       if (attribute.local == "extent") {
         extent = ReadPercentPair(value, &region.width, &region.height);
@@ -332,7 +354,26 @@ class DocumentReader {
       }
     }
     region.hasArea = origin && extent;
-    if (!id.empty()) document_->regions.insert_or_assign(std::move(id), region);
+    region_ = nullptr;
+    if (!id.empty()) {
+      region_ = &document_->regions.insert_or_assign(std::move(id), region).first->second;
+    }
+  }
+
+  // A style element inside a region: what it sets and the region's own attributes leave open.
+  void ReadNestedStyle(const XML_Char** attributes) {
+    TextStyleFlags nested;
+    for (const XML_Char** a = attributes; *a != nullptr; a += 2) {
+      QualifiedName attribute = SplitName(a[0]);
+      if (IsTimedTextNamespace(attribute.uri, "#styling")) {
+        ReadStyleAttribute(attribute.local, a[1], &nested);
+      }
+    }
+    TextStyleFlags& flags = region_->flags;
+    if (flags.bold == StyleFlag::kInherit) flags.bold = nested.bold;
+    if (flags.italic == StyleFlag::kInherit) flags.italic = nested.italic;
+    if (flags.underline == StyleFlag::kInherit) flags.underline = nested.underline;
+    if (flags.textAlign == TextAlign::kInherit) flags.textAlign = nested.textAlign;
   }
 
   uint32_t NewNode() {
@@ -388,6 +429,9 @@ class DocumentReader {
     document_->nodes[index] = std::move(node);
     if (kind == Kind::kBody) {
       document_->hasBody = true;
+      // The body inherits the root's whitespace handling.
+      TimedTextNode& body = document_->nodes[index];
+      if (body.preserveSpace == StyleFlag::kInherit) body.preserveSpace = rootPreserveSpace_;
     } else {
       document_->nodes[nodes_.back()].children.push_back(index);
     }
@@ -403,8 +447,10 @@ class DocumentReader {
   bool sawRoot_ = false;
   std::vector<Place> places_;
   std::vector<size_t> placeDepths_;
-  std::vector<uint32_t> nodes_;  // the open body elements (kNoNode outside the body)
+  std::vector<uint32_t> nodes_;        // the open body elements (kNoNode outside the body)
+  TimedTextRegion* region_ = nullptr;  // the region being read, when it has an id
   size_t paragraphBytes_ = 0;
+  StyleFlag rootPreserveSpace_ = StyleFlag::kInherit;
 };
 
 }  // namespace

@@ -41,8 +41,12 @@ struct TextStyleFlags {
 };
 
 // A region's area, in percent of the root container, when its origin and extent are both given
-// in percent; and where in it the text sits vertically (tts:displayAlign).
+// in percent; and where in it the text sits vertically (tts:displayAlign). Its styles are
+// inherited by the content shown in it: `flags` holds its own attributes with those of the style
+// elements nested in it below them, `styleRefs` the styles it references, below both.
 struct TimedTextRegion {
+  TextStyleFlags flags;
+  std::vector<std::string> styleRefs;
   bool hasArea = false;
   double x = 0, y = 0, width = 0, height = 0;
   enum class DisplayAlign : uint8_t {
@@ -77,6 +81,7 @@ struct TimedTextDocument {
   bool hasBody = false;
   std::unordered_map<std::string, TimedTextStyle> styles;    // by xml:id
   std::unordered_map<std::string, TimedTextRegion> regions;  // by xml:id
+  TextStyleFlags initial;  // what the document's initial elements make of the initial style
 };
 
 // Reads a whole document. On failure returns kErrParse with `*message` saying what is wrong;

@@ -113,6 +113,8 @@ TEST(TimedTextCues, ContentAndStyles) {
       {"xml:space preserve keeps spaces and newlines",
        "<span xml:space='preserve'>  a  b\nc</span>", "  a  b\nc"},
       {"empty lines are dropped", "a<br/><br/> <br/>b", "a\nb"},
+      {"whitespace after a kept space collapses into it",
+       "<span xml:space='preserve'>a </span> \n b<span xml:space='preserve'>\t</span> c", "a b\tc"},
       {"markup characters are escaped", "1 &lt; 2 &amp;&amp; 3 &gt; 2 --&gt; x",
        "1 &lt; 2 &amp;&amp; 3 &gt; 2 --&gt; x"},
       {"inline styles",
@@ -135,11 +137,38 @@ TEST(TimedTextCues, ContentAndStyles) {
     std::string body = std::string("><div><p begin='0s' end='1s'>") + c.paragraph + "</p></div>";
     EXPECT_EQ(Cues(Document("", head, body)), std::string("0-1000 ") + c.want + "\n") << c.name;
   }
+  // An initial element changes where styles start from, below regions and content.
+  EXPECT_EQ(Cues(Document("", "<styling><initial tts:fontStyle='italic'/></styling>",
+                          "><div><p begin='0s' end='1s'>a <span tts:fontStyle='normal'>b</span>"
+                          "</p></div>")),
+            "0-1000 <i>a </i>b\n");
+  // Whitespace handling given on the root reaches the paragraphs.
+  EXPECT_EQ(
+      Cues(Document("xml:space='preserve'", "", "><div><p begin='0s' end='1s'>a\n b</p></div>")),
+      "0-1000 a\n b\n");
   // Styles given on the body and div reach the paragraphs.
   EXPECT_EQ(Cues(Document("", head,
                           " style='i'><div tts:textDecoration='underline'>"
                           "<p begin='0s' end='1s'>x</p></div>")),
             "0-1000 <i><u>x</u></i>\n");
+  // A region's styles (referenced, nested, its own) reach the text shown in it, below every
+  // style of the content.
+  const std::string regions =
+      std::string(head) +
+      "<layout><region xml:id='r1' style='b' tts:fontStyle='italic'>"
+      "<style tts:textDecoration='underline' tts:fontStyle='normal'/></region>"
+      "<region xml:id='r2' tts:textAlign='center' tts:textDecoration='underline'/></layout>";
+  EXPECT_EQ(Cues(Document("", regions,
+                          "><div><p begin='0s' end='1s' region='r1'>a <span "
+                          "tts:fontWeight='normal'>b</span></p>"
+                          "<p begin='1s' end='2s' region='r2' style='b'>c <span "
+                          "tts:textDecoration='none'>d</span></p></div>")),
+            "0-1000 <b><i><u>a </u></i></b><i><u>b</u></i>\n"
+            "1000-2000 {align:center} <b><u>c </u></b><b>d</b>\n");
+  EXPECT_EQ(Cues(Document("", regions,
+                          " region='r1' tts:fontWeight='normal'><div><p begin='0s' end='1s' "
+                          "tts:fontStyle='normal'>e</p></div>")),
+            "0-1000 <u>e</u>\n");
 }
 
 TEST(TimedTextCues, Placement) {
@@ -173,6 +202,11 @@ TEST(TimedTextCues, Placement) {
     std::string body = std::string("><div begin='0s' end='1s'") + c.div + "</div>";
     EXPECT_EQ(Cues(Document("", head, body)), std::string("0-1000 ") + c.want + "\n") << c.name;
   }
+  // Content cannot leave the region its ancestors name.
+  EXPECT_EQ(Cues(Document("", head,
+                          " region='top'><div begin='0s' end='1s'><p region='bottom'>gone</p>"
+                          "<p region='top'>a<span region='middle'>gone</span></p></div>")),
+            "0-1000 {line:5% position:25%,line-left size:75% align:start} a\n");
 }
 
 TEST(TimedTextCues, RefusedDocuments) {
