@@ -34,7 +34,7 @@ const REPO = path.resolve(HERE, '../..');
 const TOLERANCE = 0.001 + 1e-6; // 1 ms, plus the players' own floating-point slack
 const EDGE = 0.05; // how far inside and outside a cue's interval the screen is checked
 const SUBTITLE_TARGET = 4; // subtitle segment grid: boundaries at 4, 8, 12, 16, ...
-const TEST_LIMIT_MS = 110000;
+const TEST_LIMIT_MS = 170000;
 const STEP_LIMIT_MS = 15000; // any single browser call
 const CUE_LOAD_LIMIT_MS = 3000; // a cue's segment being fetched and shown after a seek
 
