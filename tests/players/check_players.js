@@ -26,7 +26,7 @@
 const fs = require('fs');
 const os = require('os');
 const path = require('path');
-const { execFileSync, spawn } = require('child_process');
+const { execFileSync, spawn, spawnSync } = require('child_process');
 const puppeteer = require('puppeteer-core');
 
 const HERE = __dirname;
@@ -74,6 +74,8 @@ const VIDEOS = {
     type: 'fmp4', rate: 25, seconds: 20,
     args: [...BASELINE, '-output_ts_offset', '10', '-hls_segment_options', 'movflags=+frag_discont'],
   },
+  // The first PTS is 30000 s, past 2^31 on the 33-bit clock: more than -m carries.
+  'start-30000s': { type: 'ts', rate: 10, seconds: 20, args: [...BASELINE, '-muxdelay', '0', '-output_ts_offset', '30000'] },
 };
 // `mpegts` is what -m is given: 'first-pts' for the video's first PTS, null for the default.
 // A built case is { name, video, master, shift, players, renditions: [{ name, cues }] }: the
@@ -126,6 +128,7 @@ const MOVIE_CASES = [
   { name: 'movie_fmp4', video: 'fmp4', merged: true },
   { name: 'movie_fmp4_bframes', video: 'fmp4-bframes', merged: true },
   { name: 'movie_fmp4_start_10s', video: 'fmp4-start-10s', merged: true },
+  { name: 'movie_start_30000s', video: 'start-30000s', merged: true },
 ];
 
 function parseOptions(argv) {
@@ -186,6 +189,24 @@ function runChecked(program, args) {
   }
 }
 
+// Runs `hlsvtt-master check MASTER --video` over the whole work directory (renditions may lie in
+// a sibling directory of the master). In step, it must pass; cues `shift` seconds off, it must
+// fail and say by how much, as the players show them.
+function checkTiming(options, work, master, shift) {
+  const args = ['check', path.join(work, master), '--root', work, '--video'];
+  const result = spawnSync(options.master, args, { timeout: 30000, killSignal: 'SIGKILL', encoding: 'utf8' });
+  const said = `${result.stdout || ''}${result.stderr || ''}`.trim();
+  const command = `hlsvtt-master ${args.join(' ')}`;
+  if (shift === 0) {
+    if (result.status !== 0) throw new Error(`${command}: status ${result.status}: ${said.split('\n').slice(-3).join(' | ')}`);
+    return;
+  }
+  const offset = `cues will show ${fmt(Math.abs(shift))} s ${shift > 0 ? 'late' : 'early'}`;
+  if (result.status === 0 || !said.includes(offset)) {
+    throw new Error(`${command}: status ${result.status}, not saying "${offset}": ${said.split('\n').slice(-3).join(' | ')}`);
+  }
+}
+
 // A test-pattern video ladder of one rung in 2-second segments. For MPEG-TS returns its first
 // video PTS (90 kHz), read back from the first segment with ffprobe; for fragmented MP4 null:
 // there only the players tell where the video starts.
@@ -233,8 +254,8 @@ function buildWebvttCase(work, options, c, firstPts) {
   const name = `${c.video}_m-${c.mpegts === null ? 'default' : mpegts}`;
   const dir = path.join(work, name);
   const streams = [
-    { dir: 'webvtt', file: 'source.vtt', text: webvttSource(WEBVTT_CUES), cues: WEBVTT_CUES, title: 'WebVTT source', isDefault: 'YES' },
-    { dir: 'subrip', file: 'source.srt', text: subripSource(SUBRIP_CUES), cues: SUBRIP_CUES, title: 'SubRip source', isDefault: 'NO', encoding: 'windows-1251' },
+    { dir: 'webvtt', file: 'source.vtt', text: webvttSource(WEBVTT_CUES), cues: WEBVTT_CUES, title: 'WebVTT source', isDefault: 'YES', language: 'en' },
+    { dir: 'subrip', file: 'source.srt', text: subripSource(SUBRIP_CUES), cues: SUBRIP_CUES, title: 'SubRip source', isDefault: 'NO', language: 'ru', encoding: 'windows-1251' },
   ];
   const variant = ['#EXTM3U'];
   for (const s of streams) {
@@ -247,15 +268,17 @@ function buildWebvttCase(work, options, c, firstPts) {
     if (c.mpegts !== null) args.push('-m', String(mpegts));
     run(options.hlsvtt, [...args, path.join(dir, s.file)]);
     variant.push(`#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID="subtitles",NAME="${s.title}",DEFAULT=${s.isDefault},` +
-      `AUTOSELECT=YES,FORCED=NO,LANGUAGE="en",URI="${s.dir}/prog_index.m3u8"`);
+      `AUTOSELECT=YES,FORCED=NO,LANGUAGE="${s.language}",URI="${s.dir}/prog_index.m3u8"`);
   }
   const lines = mediaLines(variant.join('\n') + '\n', '.');
   fs.writeFileSync(path.join(dir, 'master.m3u8'), masterPlaylist(lines, `../${c.video}/video.m3u8`));
+  const shift = (mpegts - firstPts) / 90000;
+  checkTiming(options, work, `${name}/master.m3u8`, shift);
   return {
     name,
     video: c.video,
     master: `${name}/master.m3u8`,
-    shift: (mpegts - firstPts) / 90000,
+    shift,
     // When MPEGTS is not the video's first PTS, cues lie outside the time span their segment has
     // in the playlist. Shaka Player fetches and keeps text by those spans and so loses such cues
     // after a seek or once the playhead passes the span; only hls.js is held to that case.
@@ -353,11 +376,20 @@ function buildMovieCase(work, options, c, movie, firstPts, starts) {
   let mpegts = DEFAULT_MPEGTS;
   const args = ['-q', '-t', String(SUBTITLE_TARGET), '-f', out];
   if (c.merged) {
-    const said = runChecked(options.master, ['pts', path.join(videoDir, 'video.m3u8')]).trim();
-    if (!/^\d+$/.test(said)) throw new Error(`hlsvtt-master pts said "${said}"`);
+    const playlist = path.join(videoDir, 'video.m3u8');
+    const pts = spawnSync(options.master, ['pts', playlist], { timeout: 30000, killSignal: 'SIGKILL', encoding: 'utf8' });
+    const said = (pts.stdout || '').trim();
+    if (pts.status !== 0 || !/^\d+$/.test(said)) throw new Error(`hlsvtt-master pts ${playlist}: status ${pts.status}, said "${said}" ${pts.stderr}`);
     mpegts = Number(said);
     starts[c.video] = mpegts;
-    args.push('-m', said);
+    if (mpegts <= 2147483647) {
+      args.push('-m', said);
+    } else {
+      // -m cannot carry it: pts names the option that does, with the value.
+      const named = /(--[a-z][a-z-]*)=(\d+)/.exec(pts.stderr || '');
+      if (!named || named[2] !== said) throw new Error(`hlsvtt-master pts gives ${said} and names no option for it: "${(pts.stderr || '').trim()}"`);
+      args.push(`${named[1]}=${said}`);
+    }
   }
   runChecked(options.hlsvtt, [...args, movie]);
   const fragment = path.join(out, 'subtitle_media.m3u8');
@@ -367,13 +399,14 @@ function buildMovieCase(work, options, c, movie, firstPts, starts) {
     master = `${c.video}/${c.name}.m3u8`;
     runChecked(options.master, ['merge', path.join(videoDir, 'master.m3u8'), fragment,
       '-o', path.join(work, master), '--conform']);
-    // The renditions lie in a sibling directory: the tree checked is the whole work directory.
-    runChecked(options.master, ['check', path.join(work, master), '--root', work]);
   } else {
+    // Pasted as it is, the fragment keeps what --conform would change, which check reports.
     master = `${c.name}/master.m3u8`;
     const lines = mediaLines(fs.readFileSync(fragment, 'utf8'), 'movie');
     fs.writeFileSync(path.join(dir, 'master.m3u8'), masterPlaylist(lines, `../${c.video}/video.m3u8`));
   }
+  const shift = firstPts === null ? 0 : (mpegts - firstPts) / 90000;
+  if (c.merged) checkTiming(options, work, master, shift);
   const renditions = [];
   for (const [i, track] of MOVIE_TRACKS.entries()) {
     const cues = extractCues(movie, i);
@@ -396,7 +429,7 @@ function buildMovieCase(work, options, c, movie, firstPts, starts) {
     master,
     // Without a first PTS of its own the ladder is held to the value `pts` gives: the players must
     // then show every cue at its source time after the first frame.
-    shift: firstPts === null ? 0 : (mpegts - firstPts) / 90000,
+    shift,
     players: PLAYERS,
     renditions,
   };
