@@ -14,8 +14,10 @@
 // are written. A movie with mov_text subtitle tracks is made by ffmpeg from another table and
 // segmented by hlsvtt; its expected cues are extracted from the movie by ffmpeg, and every stream
 // of its subtitle_media.m3u8 is checked, once pasted into a master playlist by hand and, over
-// every ladder, merged by `hlsvtt-master merge` with -m taken from `hlsvtt-master pts` of the
-// ladder's media playlist.
+// every ladder, merged by `hlsvtt-master merge` with -m (or, past what -m carries, the option
+// `pts` names) taken from `hlsvtt-master pts` of the ladder's media playlist. Every master but
+// the pasted one also goes through `hlsvtt-master check --video`, which must find it in step or
+// name the offset the players are expected to show.
 //
 // Usage: check_players.js [--hlsvtt BIN] [--master BIN] [--chromium PATH] [--work DIR]
 //                         [--screenshot PNG] [--keep]
