@@ -2,20 +2,22 @@
 // Plays hlsvtt's output in headless Chromium through hls.js and Shaka Player and compares the
 // cues on the video's text track with the source cues.
 //
-// For each case the test makes a test-pattern video (H.264 in MPEG-TS HLS segments) with ffmpeg,
-// segments subtitle sources with hlsvtt, writes a master playlist whose EXT-X-MEDIA lines put
-// every subtitle stream in one TYPE=SUBTITLES group, serves it on 127.0.0.1 and, per player and
-// stream, checks that every source cue
+// For each case the test makes a test-pattern video ladder (H.264 in MPEG-TS or fragmented MP4
+// HLS segments) with ffmpeg, segments subtitle sources with hlsvtt, writes a master playlist
+// whose EXT-X-MEDIA lines put every subtitle stream in one TYPE=SUBTITLES group, serves it on
+// 127.0.0.1 and, per player and stream, checks that every source cue
 //  - is on the text track exactly once (a cue repeated whole in several segments shows once),
-//  - at source time + (MPEGTS - first video PTS) / 90000 (within 1 ms), the players presenting
-//    the video's first frame at time 0,
+//  - at source time + (MPEGTS - first video PTS) / 90000 (within 1 ms) after the time at which
+//    the player presents the video's first frame (the start of what it buffers first),
 //  - and is in activeCues just inside both ends of its interval and not just outside them.
 // Expected cues of the WebVTT and SRT sources come from the tables below, from which the sources
 // are written. A movie with mov_text subtitle tracks is made by ffmpeg from another table and
 // segmented by hlsvtt; its expected cues are extracted from the movie by ffmpeg, and every stream
-// of its subtitle_media.m3u8 is checked, once pasted into a master playlist by hand and once
-// merged by `hlsvtt-master merge` with -m taken from `hlsvtt-master pts` of the first video
-// segment.
+// of its subtitle_media.m3u8 is checked, once pasted into a master playlist by hand and, over
+// every ladder, merged by `hlsvtt-master merge` with -m (or, past what -m carries, the option
+// `pts` names) taken from `hlsvtt-master pts` of the ladder's media playlist. Every master but
+// the pasted one also goes through `hlsvtt-master check --video`, which must find it in step or
+// name the offset the players are expected to show.
 //
 // Usage: check_players.js [--hlsvtt BIN] [--master BIN] [--chromium PATH] [--work DIR]
 //                         [--screenshot PNG] [--keep]
@@ -26,7 +28,7 @@
 const fs = require('fs');
 const os = require('os');
 const path = require('path');
-const { execFileSync, spawn } = require('child_process');
+const { execFileSync, spawn, spawnSync } = require('child_process');
 const puppeteer = require('puppeteer-core');
 
 const HERE = __dirname;
@@ -34,8 +36,7 @@ const REPO = path.resolve(HERE, '../..');
 const TOLERANCE = 0.001 + 1e-6; // 1 ms, plus the players' own floating-point slack
 const EDGE = 0.05; // how far inside and outside a cue's interval the screen is checked
 const SUBTITLE_TARGET = 4; // subtitle segment grid: boundaries at 4, 8, 12, 16, ...
-const VIDEO_SECONDS = 30;
-const TEST_LIMIT_MS = 110000;
+const TEST_LIMIT_MS = 170000;
 const STEP_LIMIT_MS = 15000; // any single browser call
 const CUE_LOAD_LIMIT_MS = 3000; // a cue's segment being fetched and shown after a seek
 
@@ -59,11 +60,24 @@ const SUBRIP_CUES = [
   { start: 18.25, end: 19.5, text: 'subrip: последняя реплика' },
 ];
 
+// The video ladders: segment type, frame rate, length in seconds and further ffmpeg options.
+const BASELINE = ['-profile:v', 'baseline', '-level:v', '3.0'];
 const VIDEOS = {
   // ffmpeg's default start: the first PTS is 1.4 s.
-  'start-1.4s': [],
+  'start-1.4s': { type: 'ts', rate: 10, seconds: 30, args: BASELINE },
   // The first PTS is 10 s, hlsvtt's default MPEGTS value.
-  'start-10s': ['-muxdelay', '0', '-output_ts_offset', '10'],
+  'start-10s': { type: 'ts', rate: 10, seconds: 30, args: [...BASELINE, '-muxdelay', '0', '-output_ts_offset', '10'] },
+  // Fragmented MP4 starting at 0.
+  'fmp4': { type: 'fmp4', rate: 25, seconds: 20, args: BASELINE },
+  // B-frames: every frame is shown two frames (0.08 s) after it is decoded, the first one too.
+  'fmp4-bframes': { type: 'fmp4', rate: 25, seconds: 20, args: ['-profile:v', 'main', '-bf', '2'] },
+  // Every fragment's decode time counts from 10 s.
+  'fmp4-start-10s': {
+    type: 'fmp4', rate: 25, seconds: 20,
+    args: [...BASELINE, '-output_ts_offset', '10', '-hls_segment_options', 'movflags=+frag_discont'],
+  },
+  // The first PTS is 30000 s, past 2^31 on the 33-bit clock: more than -m carries.
+  'start-30000s': { type: 'ts', rate: 10, seconds: 20, args: [...BASELINE, '-muxdelay', '0', '-output_ts_offset', '30000'] },
 };
 // `mpegts` is what -m is given: 'first-pts' for the video's first PTS, null for the default.
 // A built case is { name, video, master, shift, players, renditions: [{ name, cues }] }: the
@@ -109,10 +123,14 @@ const MOVIE_TRACKS = [
 ];
 // A movie case is segmented with the default MPEGTS value over the video starting at 10 s, its
 // subtitle_media.m3u8 lines pasted into the master playlist; or with -m from `hlsvtt-master pts`
-// over the video starting at 1.4 s, merged into that video's master playlist by `merge --conform`.
+// of a ladder's media playlist, merged into that ladder's master playlist by `merge --conform`.
 const MOVIE_CASES = [
   { name: 'movie_pasted', video: 'start-10s', merged: false },
   { name: 'movie_merged', video: 'start-1.4s', merged: true },
+  { name: 'movie_fmp4', video: 'fmp4', merged: true },
+  { name: 'movie_fmp4_bframes', video: 'fmp4-bframes', merged: true },
+  { name: 'movie_fmp4_start_10s', video: 'fmp4-start-10s', merged: true },
+  { name: 'movie_start_30000s', video: 'start-30000s', merged: true },
 ];
 
 function parseOptions(argv) {
@@ -173,16 +191,38 @@ function runChecked(program, args) {
   }
 }
 
-// A test-pattern video in 2-second MPEG-TS segments; returns its first video PTS (90 kHz),
-// read back from the first segment with ffprobe.
-function makeVideo(dir, extraArgs) {
+// Runs `hlsvtt-master check MASTER --video` over the whole work directory (renditions may lie in
+// a sibling directory of the master). In step, it must pass; cues `shift` seconds off, it must
+// fail and say by how much, as the players show them.
+function checkTiming(options, work, master, shift) {
+  const args = ['check', path.join(work, master), '--root', work, '--video'];
+  const result = spawnSync(options.master, args, { timeout: 30000, killSignal: 'SIGKILL', encoding: 'utf8' });
+  const said = `${result.stdout || ''}${result.stderr || ''}`.trim();
+  const command = `hlsvtt-master ${args.join(' ')}`;
+  if (shift === 0) {
+    if (result.status !== 0) throw new Error(`${command}: status ${result.status}: ${said.split('\n').slice(-3).join(' | ')}`);
+    return;
+  }
+  const offset = `cues will show ${fmt(Math.abs(shift))} s ${shift > 0 ? 'late' : 'early'}`;
+  if (result.status === 0 || !said.includes(offset)) {
+    throw new Error(`${command}: status ${result.status}, not saying "${offset}": ${said.split('\n').slice(-3).join(' | ')}`);
+  }
+}
+
+// A test-pattern video ladder of one rung in 2-second segments. For MPEG-TS returns its first
+// video PTS (90 kHz), read back from the first segment with ffprobe; for fragmented MP4 null:
+// there only the players tell where the video starts.
+function makeVideo(dir, video) {
   fs.mkdirSync(dir, { recursive: true });
-  run('ffmpeg', ['-hide_banner', '-loglevel', 'error', '-f', 'lavfi',
-    '-i', `testsrc2=size=320x180:rate=10`, '-t', String(VIDEO_SECONDS),
-    '-c:v', 'libx264', '-preset', 'ultrafast', '-profile:v', 'baseline', '-level:v', '3.0',
-    '-pix_fmt', 'yuv420p', '-g', '10', '-b:v', '200k', ...extraArgs,
-    '-f', 'hls', '-hls_time', '2', '-hls_playlist_type', 'vod', '-master_pl_name', 'master.m3u8',
-    '-hls_segment_filename', path.join(dir, 'v%03d.ts'), path.join(dir, 'video.m3u8')]);
+  const fmp4 = video.type === 'fmp4';
+  const segments = fmp4 ? ['-hls_segment_type', 'fmp4', '-hls_fmp4_init_filename', 'init.mp4'] : [];
+  runChecked('ffmpeg', ['-hide_banner', '-loglevel', 'error', '-f', 'lavfi',
+    '-i', `testsrc2=size=320x180:rate=${video.rate}`, '-t', String(video.seconds),
+    '-c:v', 'libx264', '-preset', 'ultrafast', '-pix_fmt', 'yuv420p', '-g', '10', '-b:v', '200k',
+    ...video.args, '-f', 'hls', '-hls_time', '2', '-hls_playlist_type', 'vod', '-master_pl_name', 'master.m3u8',
+    ...segments, '-hls_segment_filename', path.join(dir, fmp4 ? 'v%03d.m4s' : 'v%03d.ts'),
+    path.join(dir, 'video.m3u8')]);
+  if (fmp4) return null;
   const probe = JSON.parse(run('ffprobe', ['-v', 'error', '-select_streams', 'v:0',
     '-show_entries', 'packet=pts', '-of', 'json', path.join(dir, 'v000.ts')]));
   const pts = (probe.packets || []).map((p) => p.pts);
@@ -216,8 +256,8 @@ function buildWebvttCase(work, options, c, firstPts) {
   const name = `${c.video}_m-${c.mpegts === null ? 'default' : mpegts}`;
   const dir = path.join(work, name);
   const streams = [
-    { dir: 'webvtt', file: 'source.vtt', text: webvttSource(WEBVTT_CUES), cues: WEBVTT_CUES, title: 'WebVTT source', isDefault: 'YES' },
-    { dir: 'subrip', file: 'source.srt', text: subripSource(SUBRIP_CUES), cues: SUBRIP_CUES, title: 'SubRip source', isDefault: 'NO', encoding: 'windows-1251' },
+    { dir: 'webvtt', file: 'source.vtt', text: webvttSource(WEBVTT_CUES), cues: WEBVTT_CUES, title: 'WebVTT source', isDefault: 'YES', language: 'en' },
+    { dir: 'subrip', file: 'source.srt', text: subripSource(SUBRIP_CUES), cues: SUBRIP_CUES, title: 'SubRip source', isDefault: 'NO', language: 'ru', encoding: 'windows-1251' },
   ];
   const variant = ['#EXTM3U'];
   for (const s of streams) {
@@ -230,15 +270,17 @@ function buildWebvttCase(work, options, c, firstPts) {
     if (c.mpegts !== null) args.push('-m', String(mpegts));
     run(options.hlsvtt, [...args, path.join(dir, s.file)]);
     variant.push(`#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID="subtitles",NAME="${s.title}",DEFAULT=${s.isDefault},` +
-      `AUTOSELECT=YES,FORCED=NO,LANGUAGE="en",URI="${s.dir}/prog_index.m3u8"`);
+      `AUTOSELECT=YES,FORCED=NO,LANGUAGE="${s.language}",URI="${s.dir}/prog_index.m3u8"`);
   }
   const lines = mediaLines(variant.join('\n') + '\n', '.');
   fs.writeFileSync(path.join(dir, 'master.m3u8'), masterPlaylist(lines, `../${c.video}/video.m3u8`));
+  const shift = (mpegts - firstPts) / 90000;
+  checkTiming(options, work, `${name}/master.m3u8`, shift);
   return {
     name,
     video: c.video,
     master: `${name}/master.m3u8`,
-    shift: (mpegts - firstPts) / 90000,
+    shift,
     // When MPEGTS is not the video's first PTS, cues lie outside the time span their segment has
     // in the playlist. Shaka Player fetches and keeps text by those spans and so loses such cues
     // after a seek or once the playhead passes the span; only hls.js is held to that case.
@@ -326,8 +368,9 @@ function extractCues(movie, index) {
 }
 
 // Segments the movie for a case, puts its streams into a master playlist and names the streams
-// it must offer with their cues as ffmpeg reads them from the movie.
-function buildMovieCase(work, options, c, movie, firstPts) {
+// it must offer with their cues as ffmpeg reads them from the movie. `firstPts` is the ladder's
+// first video PTS when known; `starts` gets the value `pts` gives for the ladder.
+function buildMovieCase(work, options, c, movie, firstPts, starts) {
   const dir = path.join(work, c.name);
   const out = path.join(dir, 'movie');
   fs.mkdirSync(out, { recursive: true });
@@ -335,10 +378,20 @@ function buildMovieCase(work, options, c, movie, firstPts) {
   let mpegts = DEFAULT_MPEGTS;
   const args = ['-q', '-t', String(SUBTITLE_TARGET), '-f', out];
   if (c.merged) {
-    const said = runChecked(options.master, ['pts', path.join(videoDir, 'v000.ts')]).trim();
-    if (!/^\d+$/.test(said)) throw new Error(`hlsvtt-master pts said "${said}"`);
+    const playlist = path.join(videoDir, 'video.m3u8');
+    const pts = spawnSync(options.master, ['pts', playlist], { timeout: 30000, killSignal: 'SIGKILL', encoding: 'utf8' });
+    const said = (pts.stdout || '').trim();
+    if (pts.status !== 0 || !/^\d+$/.test(said)) throw new Error(`hlsvtt-master pts ${playlist}: status ${pts.status}, said "${said}" ${pts.stderr}`);
     mpegts = Number(said);
-    args.push('-m', said);
+    starts[c.video] = mpegts;
+    if (mpegts <= 2147483647) {
+      args.push('-m', said);
+    } else {
+      // -m cannot carry it: pts names the option that does, with the value.
+      const named = /(--[a-z][a-z-]*)=(\d+)/.exec(pts.stderr || '');
+      if (!named || named[2] !== said) throw new Error(`hlsvtt-master pts gives ${said} and names no option for it: "${(pts.stderr || '').trim()}"`);
+      args.push(`${named[1]}=${said}`);
+    }
   }
   runChecked(options.hlsvtt, [...args, movie]);
   const fragment = path.join(out, 'subtitle_media.m3u8');
@@ -348,13 +401,14 @@ function buildMovieCase(work, options, c, movie, firstPts) {
     master = `${c.video}/${c.name}.m3u8`;
     runChecked(options.master, ['merge', path.join(videoDir, 'master.m3u8'), fragment,
       '-o', path.join(work, master), '--conform']);
-    // The renditions lie in a sibling directory: the tree checked is the whole work directory.
-    runChecked(options.master, ['check', path.join(work, master), '--root', work]);
   } else {
+    // Pasted as it is, the fragment keeps what --conform would change, which check reports.
     master = `${c.name}/master.m3u8`;
     const lines = mediaLines(fs.readFileSync(fragment, 'utf8'), 'movie');
     fs.writeFileSync(path.join(dir, 'master.m3u8'), masterPlaylist(lines, `../${c.video}/video.m3u8`));
   }
+  const shift = firstPts === null ? 0 : (mpegts - firstPts) / 90000;
+  if (c.merged) checkTiming(options, work, master, shift);
   const renditions = [];
   for (const [i, track] of MOVIE_TRACKS.entries()) {
     const cues = extractCues(movie, i);
@@ -375,7 +429,9 @@ function buildMovieCase(work, options, c, movie, firstPts) {
     name: c.name,
     video: c.video,
     master,
-    shift: (mpegts - firstPts) / 90000,
+    // Without a first PTS of its own the ladder is held to the value `pts` gives: the players must
+    // then show every cue at its source time after the first frame.
+    shift,
     players: PLAYERS,
     renditions,
   };
@@ -503,10 +559,10 @@ function probes(expected, duration) {
   return list;
 }
 
-// Checks one stream in one player; returns one line per wrong cue.
-async function checkRendition(page, rendition, testCase, duration) {
+// Checks one stream in one player, its cues expected `shift` seconds after their source times;
+// returns one line per wrong cue.
+async function checkRendition(page, rendition, shift, duration) {
   await call(page, `select ${rendition.name}`, async (name) => (await window.harness).select(name), rendition.name);
-  const shift = testCase.shift;
   const expected = rendition.cues.map((c) => ({ start: c.start + shift, end: c.end + shift, text: c.text }));
   const problems = expected.map(() => new Set());
   for (const { t, i, inside } of probes(expected, duration)) {
@@ -567,12 +623,16 @@ async function takeScreenshot(browser, base, testCase, file) {
       `${base}page/player.html?player=hlsjs&src=/${testCase.master}`, { waitUntil: 'load' }));
     const rendition = testCase.renditions[0];
     const cue = rendition.cues.find((c) => c.text.includes('\n'));
-    await call(page, 'select', async (name) => (await window.harness).select(name), rendition.name);
-    const t = (cue.start + cue.end) / 2 + testCase.shift;
+    const shift = testCase.shift + await call(page, 'select', async (name) => {
+      const h = await window.harness;
+      await h.select(name);
+      return h.start;
+    }, rendition.name);
+    const t = (cue.start + cue.end) / 2 + shift;
     const painted = await call(page, 'seek for the screenshot',
       async (time) => (await window.harness).seekAndPaint(time), t);
     if (!painted) return [`screenshot: no frame near ${fmt(t)} was painted`];
-    const now = await waitOnScreen(page, { ...cue, start: cue.start + testCase.shift, end: cue.end + testCase.shift }, t);
+    const now = await waitOnScreen(page, { ...cue, start: cue.start + shift, end: cue.end + shift }, t);
     if (!now.shown) return [`screenshot: the cue is not on screen at ${fmt(t)}`];
     await sleep(200);
     await within(STEP_LIMIT_MS, 'screenshot', page.screenshot({
@@ -595,7 +655,7 @@ async function checkCase(browser, base, player, testCase) {
       `${base}page/player.html?player=${player}&src=/${testCase.master}`, { waitUntil: 'load' }));
     const info = await call(page, 'player start', async () => {
       const h = await window.harness;
-      return { renditions: h.renditions(), duration: h.duration() };
+      return { renditions: h.renditions(), duration: h.duration(), start: h.start };
     });
     const lines = [];
     const offered = info.renditions;
@@ -604,7 +664,7 @@ async function checkCase(browser, base, player, testCase) {
         lines.push(`[${rendition.name}] not offered by the player (it offers ${JSON.stringify(offered)})`);
         continue;
       }
-      lines.push(...await checkRendition(page, rendition, testCase, info.duration));
+      lines.push(...await checkRendition(page, rendition, testCase.shift + info.start, info.duration));
     }
     const errors = await call(page, 'errors', async () => (await window.harness).errors);
     lines.push(...errors.map((e) => `player error: ${e}`), ...pageErrors.map((e) => `page error: ${e}`));
@@ -623,10 +683,11 @@ async function main() {
   const work = fs.mkdtempSync(path.join(parent, 'players-'));
 
   const firstPts = {};
-  for (const [name, args] of Object.entries(VIDEOS)) firstPts[name] = makeVideo(path.join(work, name), args);
+  for (const [name, video] of Object.entries(VIDEOS)) firstPts[name] = makeVideo(path.join(work, name), video);
   const cases = CASES.map((c) => buildWebvttCase(work, options, c, firstPts[c.video]));
   const movie = makeMovie(work);
-  cases.push(...MOVIE_CASES.map((c) => buildMovieCase(work, options, c, movie, firstPts[c.video])));
+  const starts = {};
+  cases.push(...MOVIE_CASES.map((c) => buildMovieCase(work, options, c, movie, firstPts[c.video], starts)));
 
   const base = await startServer(work);
   const browser = await startBrowser(options.chromium);
@@ -653,7 +714,8 @@ async function main() {
   }
   if (wrong === 0 && !options.keep) fs.rmSync(work, { recursive: true, force: true });
   else console.log(`fixtures are in ${work}`);
-  console.log(`players: ${checked} cue checks (first PTS ${Object.entries(firstPts).map(([k, v]) => `${k} ${v}`).join(', ')}), ${wrong} wrong`);
+  const list = (values) => Object.entries(values).filter(([, v]) => v !== null).map(([k, v]) => `${k} ${v}`).join(', ');
+  console.log(`players: ${checked} cue checks (first PTS ${list(firstPts)}; pts ${list(starts)}), ${wrong} wrong`);
   return wrong === 0 ? 0 : 1;
 }
 
