@@ -28,8 +28,10 @@
 const fs = require('fs');
 const os = require('os');
 const path = require('path');
-const { execFileSync, spawn, spawnSync } = require('child_process');
+const { execFileSync, spawnSync } = require('child_process');
 const puppeteer = require('puppeteer-core');
+const { run, runChecked, stopProcesses, within, startServer, startBrowser, call, fmt, sleep, STEP_LIMIT_MS } =
+  require('./browser_session');
 
 const HERE = __dirname;
 const REPO = path.resolve(HERE, '../..');
@@ -37,7 +39,6 @@ const TOLERANCE = 0.001 + 1e-6; // 1 ms, plus the players' own floating-point sl
 const EDGE = 0.05; // how far inside and outside a cue's interval the screen is checked
 const SUBTITLE_TARGET = 4; // subtitle segment grid: boundaries at 4, 8, 12, 16, ...
 const TEST_LIMIT_MS = 170000;
-const STEP_LIMIT_MS = 15000; // any single browser call
 const CUE_LOAD_LIMIT_MS = 3000; // a cue's segment being fetched and shown after a seek
 
 // Cue tables, in source order. Times are exact in milliseconds.
@@ -174,21 +175,6 @@ function webvttSource(cues) {
 
 function subripSource(cues) {
   return cues.map((c, i) => `${i + 1}\n${clock(c.start, ',')} --> ${clock(c.end, ',')}\n${c.text}\n\n`).join('');
-}
-
-function run(program, args, limitMs = 30000) {
-  return execFileSync(program, args, { timeout: limitMs, killSignal: 'SIGKILL', encoding: 'utf8', stdio: ['ignore', 'pipe', 'pipe'] });
-}
-
-// Runs a program that must succeed; on failure the error names it with what it printed.
-function runChecked(program, args) {
-  try {
-    return run(program, args);
-  } catch (e) {
-    const said = `${e.stdout || ''}${e.stderr || ''}`.trim();
-    throw new Error(`${path.basename(program)} ${args.join(' ')}: ${e.status === null ? e.signal : `status ${e.status}`}` +
-      (said ? `: ${said.split('\n').slice(-3).join(' | ')}` : ''));
-  }
 }
 
 // Runs `hlsvtt-master check MASTER --video` over the whole work directory (renditions may lie in
@@ -437,81 +423,10 @@ function buildMovieCase(work, options, c, movie, firstPts, starts) {
   };
 }
 
-// ---- processes -------------------------------------------------------------------------------
-
-const owned = { server: null, browser: null };
-
-// Stops the HTTP server and the browser (with the processes it started, which share its
-// process group) by process id. Safe to call more than once and from an exit handler.
-function stopProcesses() {
-  for (const key of ['browser', 'server']) {
-    const pid = owned[key];
-    if (!pid) continue;
-    owned[key] = null;
-    for (const target of key === 'browser' ? [-pid, pid] : [pid]) {
-      try {
-        process.kill(target, 'SIGKILL');
-      } catch {
-        // already gone
-      }
-    }
-  }
-}
-
-function within(ms, what, promise) {
-  let timer;
-  const timeout = new Promise((_resolve, reject) => {
-    timer = setTimeout(() => reject(new Error(`${what}: no answer within ${ms} ms`)), ms);
-  });
-  return Promise.race([promise, timeout]).finally(() => clearTimeout(timer));
-}
-
-async function startServer(root) {
-  const child = spawn(process.execPath, [path.join(HERE, 'static_server.js'), root,
-    `/page=${HERE}`,
-    `/lib/hls.js=${path.join(HERE, 'node_modules/hls.js/dist')}`,
-    `/lib/shaka-player=${path.join(HERE, 'node_modules/shaka-player/dist')}`],
-  { stdio: ['ignore', 'pipe', 'inherit'] });
-  owned.server = child.pid;
-  const firstLine = new Promise((resolve, reject) => {
-    let buffered = '';
-    child.stdout.on('data', (d) => {
-      buffered += d;
-      if (buffered.includes('\n')) resolve(buffered.split('\n')[0]);
-    });
-    child.on('exit', (code) => reject(new Error(`HTTP server exited with ${code}`)));
-  });
-  const base = await within(5000, 'HTTP server start', firstLine);
-  if (!/^http:\/\/127\.0\.0\.1:\d+\/$/.test(base)) throw new Error(`HTTP server said "${base}"`);
-  return base;
-}
-
-async function startBrowser(executablePath) {
-  const browser = await within(30000, 'browser start', puppeteer.launch({
-    executablePath,
-    headless: true,
-    handleSIGINT: false,
-    handleSIGTERM: false,
-    handleSIGHUP: false,
-    args: ['--no-sandbox', '--no-zygote', '--disable-gpu', '--disable-quic', '--no-first-run',
-      '--disable-background-networking', '--disable-component-update', '--disable-sync',
-      '--disable-extensions', '--mute-audio', '--window-size=800,600'],
-  }));
-  owned.browser = browser.process().pid;
-  return browser;
-}
-
 // ---- checks ----------------------------------------------------------------------------------
 
-const fmt = (t) => t.toFixed(3);
 const sameTimes = (a, b) => Math.abs(a.start - b.start) <= TOLERANCE && Math.abs(a.end - b.end) <= TOLERANCE;
 const sameCue = (a, b) => a.text === b.text && sameTimes(a, b);
-const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
-
-async function call(page, what, fn, ...args) {
-  return within(STEP_LIMIT_MS, what, page.evaluate(fn, ...args));
-}
-
 async function seek(page, t) {
   return call(page, `seek to ${fmt(t)}`, async (time) => (await window.harness).seek(time), t);
 }
@@ -690,7 +605,7 @@ async function main() {
   cases.push(...MOVIE_CASES.map((c) => buildMovieCase(work, options, c, movie, firstPts[c.video], starts)));
 
   const base = await startServer(work);
-  const browser = await startBrowser(options.chromium);
+  const browser = await startBrowser(puppeteer, options.chromium);
   let wrong = 0;
   let checked = 0;
   try {

@@ -32,7 +32,8 @@
 const fs = require('fs');
 const os = require('os');
 const path = require('path');
-const { execFileSync, spawn } = require('child_process');
+const { runChecked: run, stopProcesses, within, startServer, startBrowser, call, fmt, sleep, STEP_LIMIT_MS } =
+  require('./browser_session');
 
 const HERE = __dirname;
 const REPO = path.resolve(HERE, '../..');
@@ -41,7 +42,6 @@ const TOLERANCE = 0.001 + 1e-6; // 1 ms, plus the players' own floating-point sl
 const SUBTITLE_TARGET = 4;
 const VIDEO_SECONDS = 20;
 const TEST_LIMIT_MS = 100000;
-const STEP_LIMIT_MS = 15000; // any single browser call
 const SETTLE_MS = 400; // a track's cues unchanged this long after a seek are all it gets there
 const SETTLE_LIMIT_MS = 4000;
 
@@ -69,17 +69,6 @@ function parseOptions(argv) {
 }
 
 // ---- fixtures --------------------------------------------------------------------------------
-
-// Runs a program that must succeed; on failure the error names it with what it printed.
-function run(program, args) {
-  try {
-    return execFileSync(program, args, { timeout: 30000, killSignal: 'SIGKILL', encoding: 'utf8', stdio: ['ignore', 'pipe', 'pipe'] });
-  } catch (e) {
-    const said = `${e.stdout || ''}${e.stderr || ''}`.trim();
-    throw new Error(`${path.basename(program)} ${args.join(' ')}: ${e.status === null ? e.signal : `status ${e.status}`}` +
-      (said ? `: ${said.split('\n').slice(-3).join(' | ')}` : ''));
-  }
-}
 
 // A test-pattern video in 2-second MPEG-TS segments with ffmpeg's master playlist beside it.
 function makeVideo(dir) {
@@ -113,70 +102,6 @@ function buildPresentation(work, options) {
   }
   run(options.master, ['check', master, '--root', work]);
   return documents;
-}
-
-// ---- processes -------------------------------------------------------------------------------
-
-const owned = { server: null, browser: null };
-
-// Stops the HTTP server and the browser (with the processes it started, which share its
-// process group) by process id. Safe to call more than once and from an exit handler.
-function stopProcesses() {
-  for (const key of ['browser', 'server']) {
-    const pid = owned[key];
-    if (!pid) continue;
-    owned[key] = null;
-    for (const target of key === 'browser' ? [-pid, pid] : [pid]) {
-      try {
-        process.kill(target, 'SIGKILL');
-      } catch {
-        // already gone
-      }
-    }
-  }
-}
-
-function within(ms, what, promise) {
-  let timer;
-  const timeout = new Promise((_resolve, reject) => {
-    timer = setTimeout(() => reject(new Error(`${what}: no answer within ${ms} ms`)), ms);
-  });
-  return Promise.race([promise, timeout]).finally(() => clearTimeout(timer));
-}
-
-async function startServer(root) {
-  const child = spawn(process.execPath, [path.join(HERE, 'static_server.js'), root,
-    `/page=${HERE}`,
-    `/lib/hls.js=${path.join(HERE, 'node_modules/hls.js/dist')}`,
-    `/lib/shaka-player=${path.join(HERE, 'node_modules/shaka-player/dist')}`],
-  { stdio: ['ignore', 'pipe', 'inherit'] });
-  owned.server = child.pid;
-  const firstLine = new Promise((resolve, reject) => {
-    let buffered = '';
-    child.stdout.on('data', (d) => {
-      buffered += d;
-      if (buffered.includes('\n')) resolve(buffered.split('\n')[0]);
-    });
-    child.on('exit', (code) => reject(new Error(`HTTP server exited with ${code}`)));
-  });
-  const base = await within(5000, 'HTTP server start', firstLine);
-  if (!/^http:\/\/127\.0\.0\.1:\d+\/$/.test(base)) throw new Error(`HTTP server said "${base}"`);
-  return base;
-}
-
-async function startBrowser(puppeteer, executablePath) {
-  const browser = await within(30000, 'browser start', puppeteer.launch({
-    executablePath,
-    headless: true,
-    handleSIGINT: false,
-    handleSIGTERM: false,
-    handleSIGHUP: false,
-    args: ['--no-sandbox', '--no-zygote', '--disable-gpu', '--disable-quic', '--no-first-run',
-      '--disable-background-networking', '--disable-component-update', '--disable-sync',
-      '--disable-extensions', '--mute-audio', '--window-size=800,600'],
-  }));
-  owned.browser = browser.process().pid;
-  return browser;
 }
 
 // ---- what a viewer reads ---------------------------------------------------------------------
@@ -300,13 +225,7 @@ function styledChars(canonical) {
 
 // ---- the players -----------------------------------------------------------------------------
 
-const fmt = (t) => t.toFixed(3);
-const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
 const key = (c) => `${c.text}\u0000${c.start}\u0000${c.end}`;
-
-async function call(page, what, fn, ...args) {
-  return within(STEP_LIMIT_MS, what, page.evaluate(fn, ...args));
-}
 
 // Opens the page for one player and stream, selects the stream and walks the timeline one
 // subtitle segment at a time, so that every segment is fetched, collecting every cue the
