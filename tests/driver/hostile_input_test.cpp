@@ -73,7 +73,7 @@ TEST(HostileInput, RefusedSourcesAndOptionsWriteNothing) {
   expect("line break in -K", oneCue, {"-K", "k\r\nx"}, 56, "-K contains");
   expect("line break in -i", oneCue, {"-i", "a\nb.m3u8"}, 56, "-i contains");
   expect("tab in -B", oneCue, {"-B", "seq\t"}, 56, "-B contains");
-  expect("escape in -n", oneCue, {"-n", "k\x1b"}, 56, "-n contains");
+  expect("delete in -n", oneCue, {"-n", "k\x7f"}, 56, "-n contains");
   expect("line break in -s", oneCue, {"-s", "s\n.m3u8"}, 56, "-s contains");
   expect("empty source", "", {}, 47, "/in.vtt: cannot read the source: the file is empty");
   expect("cue ending at 0 after a good one",

@@ -22,7 +22,6 @@
 
 namespace {
 
-
 enum Family { kMPEG, kAVI, kDV, kAudioFile, kAudioStream };
 
 Status RunProbe(Family family, ProbeReader& reader, ContainerProbe* out) {
