@@ -25,19 +25,10 @@ namespace {
 enum Family { kMPEG, kAVI, kDV, kAudioFile, kAudioStream };
 
 Status RunProbe(Family family, ProbeReader& reader, ContainerProbe* out) {
-  switch (family) {
-    case kMPEG:
-      return MPEGProbe(reader, false, out);
-    case kAVI:
-      return AVIProbe(reader, out);
-    case kDV:
-      return DVProbe(reader, out);
-    case kAudioFile:
-      return AudioFileProbe(reader, out);
-    case kAudioStream:
-      return AudioStreamProbe(reader, out);
-  }
-  return kMxErrInvalidParameter;
+  if (family == kMPEG) return MPEGProbe(reader, false, out);
+  Status (*const probes[])(ProbeReader&, ContainerProbe*) = {nullptr, AVIProbe, DVProbe,
+                                                             AudioFileProbe, AudioStreamProbe};
+  return probes[family](reader, out);
 }
 
 // A reader over the first `length` bytes of `bytes`, which must outlive it.
