@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <functional>
 
+#include "driver/schedule_size.h"
 #include "test_support.h"
 
 namespace {
@@ -22,46 +23,79 @@ std::string Playlist(int target, const std::vector<std::string>& extinf) {
   return text + "#EXT-X-ENDLIST\n";
 }
 
-TEST(CueScheduling, EmptyStretchesFoldIntoTheNextSegment) {
-  // Identifier, settings and payload line breaks are copied as they are.
-  SourceRun run(
-      "WEBVTT\n\nintro\n00:01.000 --> 00:03.000 align:start\nA\r\nB\n\n"
-      "00:25.000 --> 00:27.000\nB\n\n",
-      {"-t", "10"});
-  EXPECT_EQ(run.result.status, 0);
-  EXPECT_EQ(run.Files(), (std::vector<std::string>{"fileSequence0.webvtt", "fileSequence1.webvtt",
-                                                   "prog_index.m3u8"}));
-  EXPECT_EQ(run.Out("fileSequence0.webvtt"),
-            kHeader + "intro\n00:00:01.000 --> 00:00:03.000 align:start\nA\r\nB\n\n");
-  EXPECT_EQ(run.Out("fileSequence1.webvtt"), kHeader + "00:00:25.000 --> 00:00:27.000\nB\n\n");
-  EXPECT_EQ(run.Out("prog_index.m3u8"), Playlist(17, {"10.00000", "17.00000"}));
-}
-
-TEST(CueScheduling, SpanningCuesRepeatWholeAndBoundaryCuesStartTheNextSegment) {
-  SourceRun run(
-      "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:08.000 --> 00:32.000\nlong\n\n"
-      "00:10.000 --> 00:10.500\nat ten\n\n00:35.000 --> 00:36.000\nD\n\n",
-      {"-t", "10", "-D", "45"});
-  EXPECT_EQ(run.result.status, 0);
+// Each source's segments and playlist, and the schedule measured before anything is written
+// against what is written: segment files, and cue copies counted by their timing lines.
+TEST(CueScheduling, SegmentsFollowTheCues) {
   const std::string longCue = "00:00:08.000 --> 00:00:32.000\nlong\n\n";
-  EXPECT_EQ(run.Out("fileSequence0.webvtt"),
-            kHeader + "00:00:01.000 --> 00:00:02.000\nA\n\n" + longCue);
-  EXPECT_EQ(run.Out("fileSequence1.webvtt"),
-            kHeader + longCue + "00:00:10.000 --> 00:00:10.500\nat ten\n\n");
-  EXPECT_EQ(run.Out("fileSequence2.webvtt"), kHeader + longCue);
-  EXPECT_EQ(run.Out("fileSequence3.webvtt"),
-            kHeader + longCue + "00:00:35.000 --> 00:00:36.000\nD\n\n");
-  // -D longer than the last cue lengthens the last segment to end there.
-  EXPECT_EQ(run.Out("prog_index.m3u8"),
-            Playlist(15, {"10.00000", "10.00000", "10.00000", "15.00000"}));
-}
-
-TEST(CueScheduling, ACueStillRunningAtTheEndLengthensTheLastSegment) {
-  SourceRun run("WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:08.000 --> 00:32.000\nlong\n\n",
-                {"-t", "10"});
-  EXPECT_EQ(run.result.status, 0);
-  EXPECT_EQ(run.Files().size(), 2u);  // one segment and the playlist
-  EXPECT_EQ(run.Out("prog_index.m3u8"), Playlist(32, {"32.00000"}));
+  // `cues` follow the signature; `options` start with -t; `files` counts the output files, the
+  // playlist included, and `contents` holds some of them.
+  auto expect = [](const char* name, const std::string& cues, std::vector<std::string> options,
+                   size_t files, std::vector<std::pair<std::string, std::string>> contents) {
+    SCOPED_TRACE(name);
+    const std::string source = "WEBVTT\n\n" + cues;
+    SourceRun run(source, options);
+    ASSERT_EQ(run.result.status, 0);
+    EXPECT_EQ(run.Files().size(), files);
+    for (const auto& [file, text] : contents) EXPECT_EQ(run.Out(file), text) << file;
+    double segments = 0, copies = 0;
+    for (const std::string& file : run.Files()) {
+      if (!file.ends_with(".webvtt")) continue;
+      segments++;
+      const std::string text = run.Out(file);
+      for (size_t at = 0; (at = text.find("-->", at)) != std::string::npos; at += 3) copies++;
+    }
+    WebVTTParser* parser = nullptr;
+    ASSERT_EQ(WebVTTParserCreate(&parser, 0), kNoErr);
+    MxByteStreamRef stream = MemoryStream(source);
+    ASSERT_EQ(WebVTTParserReadByteStream(parser, stream.get()), kNoErr);
+    const ScheduleSize size =
+        MeasureSchedule(*WebVTTParserGetCueStore(parser), uint32_t(std::stoul(options[1])));
+    EXPECT_EQ(size.segments, segments);
+    EXPECT_EQ(size.cueCopies, copies);
+    EXPECT_EQ(WebVTTParserRelease(parser), kNoErr);
+  };
+  // Identifier, settings and payload line breaks are copied as they are.
+  expect("empty stretches fold into the next segment",
+         "intro\n00:01.000 --> 00:03.000 align:start\nA\r\nB\n\n00:25.000 --> 00:27.000\nB\n\n",
+         {"-t", "10"}, 3,
+         {{"fileSequence0.webvtt",
+           kHeader + "intro\n00:00:01.000 --> 00:00:03.000 align:start\nA\r\nB\n\n"},
+          {"fileSequence1.webvtt", kHeader + "00:00:25.000 --> 00:00:27.000\nB\n\n"},
+          {"prog_index.m3u8", Playlist(17, {"10.00000", "17.00000"})}});
+  // A spanning cue repeats whole; a cue at a boundary starts the next segment; -D longer
+  // than the last cue lengthens the last segment to end there.
+  expect("spanning and boundary cues",
+         "00:01.000 --> 00:02.000\nA\n\n00:08.000 --> 00:32.000\nlong\n\n"
+         "00:10.000 --> 00:10.500\nat ten\n\n00:35.000 --> 00:36.000\nD\n\n",
+         {"-t", "10", "-D", "45"}, 5,
+         {{"fileSequence0.webvtt", kHeader + "00:00:01.000 --> 00:00:02.000\nA\n\n" + longCue},
+          {"fileSequence1.webvtt", kHeader + longCue + "00:00:10.000 --> 00:00:10.500\nat ten\n\n"},
+          {"fileSequence2.webvtt", kHeader + longCue},
+          {"fileSequence3.webvtt", kHeader + longCue + "00:00:35.000 --> 00:00:36.000\nD\n\n"},
+          {"prog_index.m3u8", Playlist(15, {"10.00000", "10.00000", "10.00000", "15.00000"})}});
+  expect("a cue still running at the end lengthens the last segment",
+         "00:01.000 --> 00:02.000\nA\n\n00:08.000 --> 00:32.000\nlong\n\n", {"-t", "10"}, 2,
+         {{"prog_index.m3u8", Playlist(32, {"32.00000"})}});
+  expect("malformed cues are dropped, the rest segmented",
+         "broken\n\n00:01.000 --> 00:02.000\nA\n\n00:xx --> 00:03.000\nB\n\n"
+         "00:04.000 --> 00:05.000\nC\n\n",
+         {"-t", "10"}, 2,
+         {{"fileSequence0.webvtt",
+           kHeader + "00:00:01.000 --> 00:00:02.000\nA\n\n00:00:04.000 --> 00:00:05.000\nC\n\n"}});
+  expect("no cues, nothing written", "NOTE nothing here\n\n", {"-t", "10", "-D", "30"}, 0, {});
+  // The empty stretch before a cue 10^20 hours away is one segment, found without stepping.
+  expect("absurd times finish quickly",
+         "00:01.000 --> 00:02.000\nA\n\n"
+         "100000000000000000000:00:00.000 --> 100000000000000000000:00:01.000\nB\n\n",
+         {"-t", "10"}, 3, {});
+  expect("a ten-hour cue on a 7-second grid",
+         "00:00.000 --> 10:00:00.000\nlong\n\n00:05.000 --> 00:06.000\nB\n\n"
+         "00:30:00.000 --> 00:30:01.000\nC\n\n",
+         {"-t", "7"}, 259, {});
+  expect("a backwards cue, and cues on the grid line",
+         "00:05.000 --> 00:01.000\nbackwards\n\n00:10.000 --> 00:20.000\nedge\n\n"
+         "00:20.000 --> 00:21.000\non the line\n\n",
+         {"-t", "10"}, 4, {});
 }
 
 TEST(CueScheduling, DurationAndTimestampMapOptions) {
@@ -154,12 +188,6 @@ TEST(CueScheduling, SrtMarkupRewrittenOnRequest) {
   EXPECT_EQ(errors(converted), "0 3\n");
 }
 
-TEST(CueScheduling, SourceWithoutCuesWritesNothing) {
-  SourceRun run("WEBVTT\n\nNOTE nothing here\n\n", {"-D", "30"});
-  EXPECT_EQ(run.result.status, 0);
-  EXPECT_TRUE(run.Files().empty());
-}
-
 TEST(BadInput, FailuresAndTheirStatuses) {
   ScratchDir dir;
   RunShell("mkdir " + (dir / "dir.vtt") + " " + (dir / "plaindir") + " " + (dir / "out"));
@@ -178,24 +206,6 @@ TEST(BadInput, FailuresAndTheirStatuses) {
     EXPECT_EQ(r.status, c.status) << c.source;
     EXPECT_TRUE(ListDir(dir / "out").empty()) << c.source;
   }
-  // Malformed cues are dropped, the rest segmented.
-  SourceRun mixed(
-      "WEBVTT\n\nbroken\n\n00:01.000 --> 00:02.000\nA\n\n00:xx --> 00:03.000\nB\n\n"
-      "00:04.000 --> 00:05.000\nC\n\n",
-      {});
-  EXPECT_EQ(mixed.result.status, 0);
-  EXPECT_EQ(mixed.Out("fileSequence0.webvtt"),
-            kHeader + "00:00:01.000 --> 00:00:02.000\nA\n\n00:00:04.000 --> 00:00:05.000\nC\n\n");
-}
-
-TEST(BadInput, AbsurdTimesFinishQuickly) {
-  // A cue 10^20 hours away: the empty stretch before it is one segment, found without stepping.
-  SourceRun run(
-      "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n"
-      "100000000000000000000:00:00.000 --> 100000000000000000000:00:01.000\nB\n\n",
-      {"-t", "10"});
-  EXPECT_EQ(run.result.status, 0);
-  EXPECT_EQ(run.Files().size(), 3u);
 }
 
 // Writes `size` bytes of `c` in large pieces.

@@ -69,13 +69,17 @@ constexpr char kDescribes[] = "public.accessibility.describes-music-and-sound";
 
 TEST(MovieSource, TracksBecomeStreamsWithTheirNamesAndFlags) {
   const std::string forcedSample = TextSample("forced", Box("frcd", ""));
-  struct Case {
-    const char* name;
-    std::vector<Track> tracks;
-    std::vector<std::string> options;
-    std::string variant;  // after "#EXTM3U\n"
+  // `variant` follows "#EXTM3U\n".
+  auto expect = [](const char* name, std::vector<Track> tracks, std::vector<std::string> options,
+                   const std::string& variant) {
+    SCOPED_TRACE(name);
+    ScratchDir dir;
+    Movie m;
+    m.tracks = tracks;
+    Outcome o = Segment(dir, m, options);
+    ASSERT_EQ(o.run.status, 0) << o.run.out;
+    EXPECT_EQ(o.variant, "#EXTM3U\n" + variant);
   };
-  std::vector<Case> cases;
   {
     // Track 2 refers to track 3 as its forced subtitles.
     Track english = Subtitles(2, "eng", {TextSample("hello")}, {1000});
@@ -84,34 +88,27 @@ TEST(MovieSource, TracksBecomeStreamsWithTheirNamesAndFlags) {
     Track french = Subtitles(3, "fra", {TextSample("bonjour")}, {1000});
     french.name = "Forced";
     french.tkhdFlags = 0;
-    cases.push_back(
-        {"forced by reference",
-         {Video(1), english, french},
-         {},
-         Line("English", "DEFAULT=YES,AUTOSELECT=YES,FORCED=NO", "en", "en1/prog_index.m3u8") +
-             Line("Forced (forced)", "DEFAULT=NO,AUTOSELECT=YES,FORCED=YES", "fr",
-                  "fr2-forced/prog_index.m3u8")});
+    expect("forced by reference", {Video(1), english, french}, {},
+           Line("English", "DEFAULT=YES,AUTOSELECT=YES,FORCED=NO", "en", "en1/prog_index.m3u8") +
+               Line("Forced (forced)", "DEFAULT=NO,AUTOSELECT=YES,FORCED=YES", "fr",
+                    "fr2-forced/prog_index.m3u8"));
   }
   {
     Track t = Subtitles(1, "deu", {TextSample("a"), TextSample("b")}, {500, 500});
     t.sampleEntry = TextSampleEntry(0xC0000000);
-    cases.push_back({"forced by display flags",
-                     {t},
-                     {"-b", "media"},
-                     Line("de (forced) 1", "DEFAULT=YES,AUTOSELECT=YES,FORCED=YES", "de",
-                          "media/de0-forced/prog_index.m3u8")});
+    expect("forced by display flags", {t}, {"-b", "media"},
+           Line("de (forced) 1", "DEFAULT=YES,AUTOSELECT=YES,FORCED=YES", "de",
+                "media/de0-forced/prog_index.m3u8"));
   }
   {
     Track t = Subtitles(1, "eng", {TextSample("normal"), forcedSample}, {500, 500});
     t.elng = "en-GB";
     t.tagc = {"public.auxiliary-content"};
-    cases.push_back(
-        {"forced samples make a forced variant",
-         {Video(1), t},
-         {},
-         Line("en-GB 1", "DEFAULT=YES,AUTOSELECT=NO,FORCED=NO", "en-GB", "en-GB1/prog_index.m3u8") +
-             Line("en-GB (forced) 2", "DEFAULT=YES,AUTOSELECT=NO,FORCED=YES", "en-GB",
-                  "en-GB1-forced/prog_index.m3u8")});
+    expect(
+        "forced samples make a forced variant", {Video(1), t}, {},
+        Line("en-GB 1", "DEFAULT=YES,AUTOSELECT=NO,FORCED=NO", "en-GB", "en-GB1/prog_index.m3u8") +
+            Line("en-GB (forced) 2", "DEFAULT=YES,AUTOSELECT=NO,FORCED=YES", "en-GB",
+                 "en-GB1-forced/prog_index.m3u8"));
   }
   {
     // All samples forced without the "forced subtitles present" bit: not a forced track, but
@@ -121,15 +118,12 @@ TEST(MovieSource, TracksBecomeStreamsWithTheirNamesAndFlags) {
     t.name = "Espa\xC3\xB1ol";
     Track second = Subtitles(2, "ita", {TextSample("due")}, {500});
     second.tkhdFlags = 0;
-    cases.push_back(
-        {"all samples forced; forced variants count in generated names",
-         {t, second},
-         {},
-         Line("Espa\xC3\xB1ol", "DEFAULT=YES,AUTOSELECT=YES,FORCED=NO", "es",
-              "es0/prog_index.m3u8") +
-             Line("Espa\xC3\xB1ol (forced)", "DEFAULT=YES,AUTOSELECT=NO,FORCED=YES", "es",
-                  "es0-forced/prog_index.m3u8") +
-             Line("it 3", "DEFAULT=NO,AUTOSELECT=YES,FORCED=NO", "it", "it1/prog_index.m3u8")});
+    expect("all samples forced; forced variants count in generated names", {t, second}, {},
+           Line("Espa\xC3\xB1ol", "DEFAULT=YES,AUTOSELECT=YES,FORCED=NO", "es",
+                "es0/prog_index.m3u8") +
+               Line("Espa\xC3\xB1ol (forced)", "DEFAULT=YES,AUTOSELECT=NO,FORCED=YES", "es",
+                    "es0-forced/prog_index.m3u8") +
+               Line("it 3", "DEFAULT=NO,AUTOSELECT=YES,FORCED=NO", "it", "it1/prog_index.m3u8"));
   }
   {
     // Captions tags become CHARACTERISTICS in a fixed order, each only when tagged; other tags
@@ -141,25 +135,13 @@ TEST(MovieSource, TracksBecomeStreamsWithTheirNamesAndFlags) {
     Track other = Subtitles(3, "eng", {TextSample("plain")}, {500});
     other.tagc = {"public.easy-to-read", std::string(kTranscribes) + "x"};
     const std::string pair = std::string(kTranscribes) + "," + kDescribes;
-    cases.push_back(
-        {"captions tags",
-         {both, one, other},
-         {},
-         Line("en 1", "DEFAULT=YES,AUTOSELECT=NO,FORCED=NO", "en", "en0/prog_index.m3u8", pair) +
-             Line("en (forced) 2", "DEFAULT=YES,AUTOSELECT=NO,FORCED=YES", "en",
-                  "en0-forced/prog_index.m3u8", pair) +
-             Line("en 3", "DEFAULT=YES,AUTOSELECT=YES,FORCED=NO", "en", "en1/prog_index.m3u8",
-                  kDescribes) +
-             Line("en 4", "DEFAULT=YES,AUTOSELECT=YES,FORCED=NO", "en", "en2/prog_index.m3u8")});
-  }
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    ScratchDir dir;
-    Movie m;
-    m.tracks = c.tracks;
-    Outcome o = Segment(dir, m, c.options);
-    ASSERT_EQ(o.run.status, 0) << o.run.out;
-    EXPECT_EQ(o.variant, "#EXTM3U\n" + c.variant);
+    expect("captions tags", {both, one, other}, {},
+           Line("en 1", "DEFAULT=YES,AUTOSELECT=NO,FORCED=NO", "en", "en0/prog_index.m3u8", pair) +
+               Line("en (forced) 2", "DEFAULT=YES,AUTOSELECT=NO,FORCED=YES", "en",
+                    "en0-forced/prog_index.m3u8", pair) +
+               Line("en 3", "DEFAULT=YES,AUTOSELECT=YES,FORCED=NO", "en", "en1/prog_index.m3u8",
+                    kDescribes) +
+               Line("en 4", "DEFAULT=YES,AUTOSELECT=YES,FORCED=NO", "en", "en2/prog_index.m3u8"));
   }
 }
 
@@ -291,72 +273,66 @@ TEST(MovieSource, OutputLimitsHoldAtTheirValue) {
 // duration can carry make the movie malformed, and the message naming the track gives the cause.
 TEST(MovieSource, EndsAndFailuresWithTheirStatusAndMessage) {
   const std::string longName(1100, 'x');
-  struct Case {
-    const char* name;
-    Movie movie;
-    std::vector<std::string> options;
-    int status;
-    const char* message;
-    const char* cause;  // in the message that names the track
-    bool variantWritten;
-  };
-  std::vector<Case> cases;
-  auto add = [&](const char* name, std::vector<Track> tracks, std::vector<std::string> options,
-                 int status, const char* message, const char* cause = "",
-                 bool variantWritten = false, uint64_t duration = 6000, uint32_t timescale = 600) {
+  // `cause` is in the message that names the track.
+  auto expect = [](const char* name, std::vector<Track> tracks, std::vector<std::string> options,
+                   int status, const char* message, const char* cause = "",
+                   bool variantWritten = false, uint64_t duration = 6000,
+                   uint32_t timescale = 600) {
+    SCOPED_TRACE(name);
     Movie m;
     m.tracks = std::move(tracks);
     m.duration = duration;
     m.timescale = timescale;
-    cases.push_back({name, m, std::move(options), status, message, cause, variantWritten});
+    ScratchDir dir;
+    Outcome o = Segment(dir, m, options);
+    EXPECT_EQ(o.run.status, status) << o.run.out;
+    EXPECT_NE(o.run.out.find(message), std::string::npos) << o.run.out;
+    EXPECT_NE(o.run.out.find(cause), std::string::npos) << o.run.out;
+    EXPECT_EQ(!o.variant.empty(), variantWritten);
+    if (status != 0) {
+      // A failed stream leaves no playlist that looks complete.
+      EXPECT_FALSE(FileExists(dir / "out/en0/prog_index.m3u8"));
+    }
   };
   const Track good = Subtitles(1, "eng", {TextSample("hi")}, {1000});
-  add("only video", {Video(1)}, {}, 0, "No subtitle tracks found.");
-  add("-D shorter than the movie", {good}, {"-D", "5"}, 56,
-      "Duration of presentation is longer than specified duration; please re-issue without "
-      "duration command");
-  add("-D longer extends the last segment", {good}, {"-D", "25"}, 0,
-      "last PTS is 1 - making 25 to change to match presentation", "", true);
-  add("a sample that fails to decode",
-      {Subtitles(1, "eng", {TextSample("hi"), U16(40) + "short"}, {500, 500})}, {}, -12742 & 0xFF,
-      "Failed to generate chunk files with index 0, file ");
-  add("a path too long for its buffer", {good}, {"-b", longName}, 36, "shorten -f, -b");
-  add("a variant playlist path too long", {good}, {"-s", longName}, 36, "shorten -f or -s");
-  add("a long variant name without subtitle tracks", {Video(1)}, {"-s", longName}, 0,
-      "No subtitle tracks found.");
+  // A classic movie's timed text has the handler 'text': no subtitle track either.
+  Track classic = good;
+  classic.handler = "text";
+  classic.trackID = 2;
+  expect("only video and classic timed text", {Video(1), classic}, {}, 0,
+         "No subtitle tracks found.");
+  expect("-D shorter than the movie", {good}, {"-D", "5"}, 56,
+         "Duration of presentation is longer than specified duration; please re-issue without "
+         "duration command");
+  expect("-D longer extends the last segment", {good}, {"-D", "25"}, 0,
+         "last PTS is 1 - making 25 to change to match presentation", "", true);
+  expect("a sample that fails to decode",
+         {Subtitles(1, "eng", {TextSample("hi"), U16(40) + "short"}, {500, 500})}, {},
+         -12742 & 0xFF, "Failed to generate chunk files with index 0, file ");
+  expect("a path too long for its buffer", {good}, {"-b", longName}, 36, "shorten -f, -b");
+  expect("a variant playlist path too long", {good}, {"-s", longName}, 36, "shorten -f or -s");
+  expect("a long variant name without subtitle tracks", {Video(1)}, {"-s", longName}, 0,
+         "No subtitle tracks found.");
   const char* malformed = "a box or table of the movie is malformed (-12890)";
   const char* outside = "outside the times a cue can carry (0 to 4294967295 seconds)";
   Track t = Subtitles(1, "eng", {TextSample("a"), TextSample("b")}, {1000, 1000});
   t.ctts = std::vector<int32_t>{-5, 0};
   t.cttsVersion = 1;
-  add("a composition offset before 0", {t}, {}, -12890 & 0xFF, outside, malformed);
+  expect("a composition offset before 0", {t}, {}, -12890 & 0xFF, outside, malformed);
   t = Subtitles(1, "eng", {TextSample("a"), TextSample("b")}, {4294967295u, 1});
   t.timescale = 1;
-  add("a sample ending after the latest time", {t}, {}, -12890 & 0xFF, outside, malformed);
+  expect("a sample ending after the latest time", {t}, {}, -12890 & 0xFF, outside, malformed);
   t = Subtitles(1, "eng", {TextSample("a")}, {1000});
   t.edits = std::vector<Edit>{{uint64_t(INT64_MAX), -1}, {1000, 0}};
   t.wideEdits = true;
-  add("an empty edit of 2^63-1", {t}, {}, -12890 & 0xFF, outside, malformed);
-  add("a movie longer than the latest time", {good}, {}, -12890 & 0xFF, "The duration of ",
-      "lies outside 0 to 4294967295 seconds", false, 4294967296u, 1);
+  expect("an empty edit of 2^63-1", {t}, {}, -12890 & 0xFF, outside, malformed);
+  expect("a movie longer than the latest time", {good}, {}, -12890 & 0xFF, "The duration of ",
+         "lies outside 0 to 4294967295 seconds", false, 4294967296u, 1);
   t = good;
   t.sampleEntry = Box("tx3g", std::string(2, '\0'));
-  add("a sample description cut short", {t}, {}, -12714 & 0xFF,
-      "Can't read the sample descriptions of track with index 0",
-      "the sample description is malformed (-12714)");
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    ScratchDir dir;
-    Outcome o = Segment(dir, c.movie, c.options);
-    EXPECT_EQ(o.run.status, c.status) << o.run.out;
-    EXPECT_NE(o.run.out.find(c.message), std::string::npos) << o.run.out;
-    EXPECT_NE(o.run.out.find(c.cause), std::string::npos) << o.run.out;
-    EXPECT_EQ(!o.variant.empty(), c.variantWritten);
-    if (c.status != 0) {
-      // A failed stream leaves no playlist that looks complete.
-      EXPECT_FALSE(FileExists(dir / "out/en0/prog_index.m3u8"));
-    }
-  }
+  expect("a sample description cut short", {t}, {}, -12714 & 0xFF,
+         "Can't read the sample descriptions of track with index 0",
+         "the sample description is malformed (-12714)");
 }
 
 // Outputs stay where they belong: language tags that are paths and links planted at output
@@ -364,61 +340,60 @@ TEST(MovieSource, EndsAndFailuresWithTheirStatusAndMessage) {
 // their quoted string, and the variant playlist lists only streams that have a playlist.
 TEST(MovieSource, OutputsStayInsideTheOutputDirectory) {
   const char* flags = "DEFAULT=YES,AUTOSELECT=YES,FORCED=NO";
-  struct Case {
-    const char* name;
-    std::vector<Track> tracks;
-    std::string setup;  // run in the scratch directory once out/ exists
-    int status;
-    const char* message;
-    std::string variant;             // after "#EXTM3U\n"; empty: no variant playlist
-    std::vector<std::string> files;  // under out/, each with a cue
+  // `setup` runs in the scratch directory once out/ exists; `variant` follows "#EXTM3U\n", and
+  // without it there is no variant playlist; `files` lie under out/, each with a cue.
+  auto expect = [](const char* name, std::vector<Track> tracks, const std::string& setup,
+                   int status, const char* message, const std::string& variant,
+                   std::vector<std::string> files) {
+    SCOPED_TRACE(name);
+    ScratchDir dir;
+    ASSERT_EQ(RunShell("cd '" + dir.path() + "' && mkdir elsewhere && echo keep >victim"), 0);
+    Movie m;
+    m.tracks = tracks;
+    Outcome o = Segment(dir, m, {}, setup);
+    EXPECT_EQ(o.run.status, status) << o.run.out;
+    EXPECT_NE(o.run.out.find(message), std::string::npos) << o.run.out;
+    EXPECT_EQ(o.variant, variant.empty() ? "" : "#EXTM3U\n" + variant);
+    EXPECT_TRUE(ListDir(dir / "elsewhere").empty());
+    EXPECT_EQ(ListDir(dir.path()),
+              (std::vector<std::string>{"elsewhere", "in.mp4", "out", "victim"}));
+    EXPECT_EQ(ReadFile(dir / "victim"), "keep\n");
+    std::string listing;
+    RunShell("cd '" + (dir / "out") + "' && find . -name '*.webvtt' | sort", &listing);
+    std::string expected;
+    for (const std::string& file : files) {
+      expected += "./" + file + "\n";
+      const std::string stream = dir / ("out/" + file.substr(0, file.find('/')));
+      EXPECT_TRUE(ReadFile(stream + "/prog_index.m3u8").starts_with("#EXTM3U\n")) << file;
+    }
+    EXPECT_EQ(listing, expected);
   };
-  std::vector<Case> cases;
+
   const Track english = Subtitles(1, "eng", {TextSample("hi")}, {1000});
   {
     Track up = english, root = Subtitles(2, "eng", {TextSample("hi")}, {1000});
     up.elng = "../../../escaped";
     root.elng = "/tmp";
-    cases.push_back({"language tags that are paths",
-                     {up, root},
-                     "",
-                     0,
-                     "",
-                     Line("en 1", flags, "en", "en0/prog_index.m3u8") +
-                         Line("en 2", flags, "en", "en1/prog_index.m3u8"),
-                     {"en0/fileSequence0.webvtt", "en1/fileSequence0.webvtt"}});
+    expect("language tags that are paths", {up, root}, "", 0, "",
+           Line("en 1", flags, "en", "en0/prog_index.m3u8") +
+               Line("en 2", flags, "en", "en1/prog_index.m3u8"),
+           {"en0/fileSequence0.webvtt", "en1/fileSequence0.webvtt"});
   }
-  cases.push_back({"a link at the variant playlist's name is replaced",
-                   {english},
-                   "ln -s ../victim out/subtitle_media.m3u8",
-                   0,
-                   "",
-                   Line("en 1", flags, "en", "en0/prog_index.m3u8"),
-                   {"en0/fileSequence0.webvtt"}});
-  cases.push_back({"a directory at the variant playlist's name",
-                   {english},
-                   "mkdir out/subtitle_media.m3u8",
-                   0,
-                   "/out/subtitle_media.m3u8 is a directory; need a file name",
-                   "",
-                   {"en0/fileSequence0.webvtt"}});
-  cases.push_back({"a link at a track directory's name",
-                   {english},
-                   "ln -s ../elsewhere out/en0",
-                   ENOTDIR,
-                   "/out/en0 is already created, and is not a directory",
-                   "",
-                   {}});
+  expect("links at the playlists' names are replaced", {english},
+         "ln -s ../victim out/subtitle_media.m3u8 && mkdir out/en0 && "
+         "ln -s ../../victim out/en0/prog_index.m3u8",
+         0, "", Line("en 1", flags, "en", "en0/prog_index.m3u8"), {"en0/fileSequence0.webvtt"});
+  expect("a directory at the variant playlist's name", {english}, "mkdir out/subtitle_media.m3u8",
+         0, "/out/subtitle_media.m3u8 is a directory; need a file name", "",
+         {"en0/fileSequence0.webvtt"});
+  expect("a link at a track directory's name", {english}, "ln -s ../elsewhere out/en0", ENOTDIR,
+         "/out/en0 is already created, and is not a directory", "", {});
   {
     Track named = english;
     named.name = "English \"SDH\",URI=\"x\"";
-    cases.push_back({"quotes in a track name",
-                     {named},
-                     "",
-                     0,
-                     "",
-                     Line("English 'SDH',URI='x'", flags, "en", "en0/prog_index.m3u8"),
-                     {"en0/fileSequence0.webvtt"}});
+    expect("quotes in a track name", {named}, "", 0, "",
+           Line("English 'SDH',URI='x'", flags, "en", "en0/prog_index.m3u8"),
+           {"en0/fileSequence0.webvtt"});
   }
   {
     // "x-a1" at index 1 and "x-a" at index 11 both make "x-a11".
@@ -428,43 +403,16 @@ TEST(MovieSource, OutputsStayInsideTheOutputDirectory) {
     tracks[1].elng = "x-a1";
     tracks[11] = Subtitles(12, "eng", {TextSample("eleven")}, {1000});
     tracks[11].elng = "x-a";
-    cases.push_back({"two tracks whose directory names meet",
-                     tracks,
-                     "",
-                     0,
-                     "",
-                     Line("x-a1 1", flags, "x-a1", "x-a11/prog_index.m3u8") +
-                         Line("x-a 2", flags, "x-a", "x-a11_2/prog_index.m3u8"),
-                     {"x-a11/fileSequence0.webvtt", "x-a11_2/fileSequence0.webvtt"}});
+    expect("two tracks whose directory names meet", tracks, "", 0, "",
+           Line("x-a1 1", flags, "x-a1", "x-a11/prog_index.m3u8") +
+               Line("x-a 2", flags, "x-a", "x-a11_2/prog_index.m3u8"),
+           {"x-a11/fileSequence0.webvtt", "x-a11_2/fileSequence0.webvtt"});
   }
-  cases.push_back({"a track without cues is left out",
-                   {Subtitles(1, "fra", {TextSample("")}, {1000}),
-                    Subtitles(2, "eng", {TextSample("hi")}, {1000})},
-                   "",
-                   0,
-                   "Track 0 of ",
-                   Line("en 1", flags, "en", "en1/prog_index.m3u8"),
-                   {"en1/fileSequence0.webvtt"}});
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    ScratchDir dir;
-    ASSERT_EQ(RunShell("cd '" + dir.path() + "' && mkdir elsewhere && echo keep >victim"), 0);
-    Movie m;
-    m.tracks = c.tracks;
-    Outcome o = Segment(dir, m, {}, c.setup);
-    EXPECT_EQ(o.run.status, c.status) << o.run.out;
-    EXPECT_NE(o.run.out.find(c.message), std::string::npos) << o.run.out;
-    EXPECT_EQ(o.variant, c.variant.empty() ? "" : "#EXTM3U\n" + c.variant);
-    EXPECT_TRUE(ListDir(dir / "elsewhere").empty());
-    EXPECT_EQ(ListDir(dir.path()),
-              (std::vector<std::string>{"elsewhere", "in.mp4", "out", "victim"}));
-    EXPECT_EQ(ReadFile(dir / "victim"), "keep\n");
-    std::string listing;
-    RunShell("cd '" + (dir / "out") + "' && find . -name '*.webvtt' | sort", &listing);
-    std::string expected;
-    for (const std::string& file : c.files) expected += "./" + file + "\n";
-    EXPECT_EQ(listing, expected);
-  }
+  expect("a track without cues is left out",
+         {Subtitles(1, "fra", {TextSample("")}, {1000}),
+          Subtitles(2, "eng", {TextSample("hi")}, {1000})},
+         "", 0, "Track 0 of ", Line("en 1", flags, "en", "en1/prog_index.m3u8"),
+         {"en1/fileSequence0.webvtt"});
 }
 
 // The variant playlist is written whole or not at all, and a failure is the run's status.
@@ -490,7 +438,7 @@ TEST(MovieSource, VariantPlaylistCutShortFailsTheRun) {
 }
 
 // A malformed movie fails with its status and level-0 message; where the movie reader found the
-// fault follows at level 1.
+// fault (each place is tested with the reader) follows at level 1.
 TEST(MovieSource, MalformedMoviesSayWhereTheFaultLies) {
   struct Case {
     const char* name;
@@ -499,34 +447,24 @@ TEST(MovieSource, MalformedMoviesSayWhereTheFaultLies) {
     std::string message;
     std::string cause;  // in the message that names the track, or the level-1 origin after it
   };
-  std::vector<Case> cases;
-  // The movie of `t` with `bytes` written over it `after` bytes past the start of box `type`,
-  // which a reader refuses to open for `reason`.
-  auto damaged = [&](const char* name, const Track& t, const char* type, size_t after,
-                     const std::string& bytes, const std::string& reason) {
-    Movie m;
-    m.tracks = {t};
-    std::string file = Build(m);
-    const size_t box = file.find(type) - 4;
-    file.replace(box + after, bytes.size(), bytes);
-    cases.push_back({name, file, -12890 & 0xFF, "can't create format reader ",
-                     std::string("'") + type + "' at byte " + std::to_string(box) + ": " + reason});
-  };
-  Track pair = Subtitles(1, "eng", {TextSample("a"), TextSample("b")}, {1000, 1000});
-  damaged("'stsz' entries beyond the box", pair, "stsz", 16, U32(0x7FFFFFFF),
-          "2,147,483,647 entries do not fit in 8 bytes");
-  damaged("'stts' entries beyond the box", pair, "stts", 12, U32(3),
-          "3 entries do not fit in 8 bytes");
-  damaged("'mdhd' timescale 0", pair, "mdhd", 20, U32(0), "the timescale is 0");
+  Movie m;
+  m.tracks = {Subtitles(1, "eng", {TextSample("a"), TextSample("b")}, {1000, 1000})};
+  const std::string good = Build(m);
+  // A sample-size count beyond its box: the reader refuses to open the movie.
+  std::string stszFile = good;
+  const size_t stsz = good.find("stsz") - 4;
+  stszFile.replace(stsz + 16, 4, U32(0x7FFFFFFF));
   // A sample past the end of the file is found when the track is read.
-  Movie pastEnd;
-  pastEnd.tracks = {pair};
-  std::string file = Build(pastEnd);
-  file.replace(file.find("stco") + 12, 4, U32(0x7FFFFF00));
-  cases.push_back({"a sample past the end", file, kMovieErrSampleOutOfRange & 0xFF,
-                   "Failed to generate chunk files with index 0, file ",
-                   "a sample of 3 bytes at byte 2,147,483,392 ends past the " +
-                       std::to_string(file.size()) + " byte file"});
+  std::string pastEnd = good;
+  pastEnd.replace(good.find("stco") + 12, 4, U32(0x7FFFFF00));
+  const Case cases[] = {
+      {"'stsz' entries beyond the box", stszFile, -12890 & 0xFF, "can't create format reader ",
+       "'stsz' at byte " + std::to_string(stsz) + ": 2,147,483,647 entries do not fit in 8 bytes"},
+      {"a sample past the end", pastEnd, kMovieErrSampleOutOfRange & 0xFF,
+       "Failed to generate chunk files with index 0, file ",
+       "a sample of 3 bytes at byte 2,147,483,392 ends past the " + std::to_string(good.size()) +
+           " byte file"},
+  };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     ScratchDir dir;
@@ -540,14 +478,13 @@ TEST(MovieSource, MalformedMoviesSayWhereTheFaultLies) {
   }
 
   // With -q the level-0 message alone is printed, as it is without the origin.
-  const Case& stsz = cases[cases.size() - 4];
   ScratchDir dir;
-  Outcome quiet = SegmentFile(dir, stsz.file, {"-q"});
-  EXPECT_EQ(quiet.run.status, stsz.status);
+  Outcome quiet = SegmentFile(dir, stszFile, {"-q"});
+  EXPECT_EQ(quiet.run.status, cases[0].status);
   EXPECT_NE(quiet.run.out.find("can't create format reader " + (dir / "in.mp4") + " -12890\n"),
             std::string::npos)
       << quiet.run.out;
-  EXPECT_EQ(quiet.run.out.find(stsz.cause), std::string::npos) << quiet.run.out;
+  EXPECT_EQ(quiet.run.out.find(cases[0].cause), std::string::npos) << quiet.run.out;
 }
 
 }  // namespace

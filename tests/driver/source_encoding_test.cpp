@@ -25,30 +25,25 @@ std::string SrtOf(const std::string& name) {
 
 struct Outcome {
   RunResult run;
-  std::string files;  // every output file, name and contents
+  std::string source;  // its path
+  std::string files;   // every output file, name and contents
 };
 
-Outcome Segment(const ScratchDir& dir, const std::string& name, const std::string& source,
-                const std::vector<std::string>& options = {}) {
-  WriteFile(dir / name, source);
-  const std::string out = dir / (name + ".out");
-  RunShell("mkdir -p " + out);
-  std::vector<std::string> args{"hlsvtt", "-q", "-t", "10", "--no-output-timestamps", "-f", out};
-  args.insert(args.end(), options.begin(), options.end());
-  args.push_back(dir / name);
-  Outcome o{RunTool(args), ""};
-  for (const std::string& file : ListDir(out)) o.files += file + "\n" + ReadFile(out + "/" + file);
+Outcome Segment(const std::string& source, std::vector<std::string> options = {}) {
+  options.insert(options.begin(), {"-q", "-t", "10"});
+  SourceRun run(source, options, "in.srt");
+  Outcome o{run.result, run.dir / "in.srt", ""};
+  for (const std::string& file : run.Files()) o.files += file + "\n" + run.Out(file);
   return o;
 }
 
 TEST(SourceEncoding, ConvertedSourcesSegmentLikeTheirUTF8Original) {
-  ScratchDir dir;
   const std::string utf8 = SrtOf("cyrillic");
-  const Outcome reference = Segment(dir, "utf8.srt", utf8);
+  const Outcome reference = Segment(utf8);
   ASSERT_EQ(reference.run.status, 0);
   EXPECT_EQ(reference.run.out, "");
   // UTF-8 stays as it is with "auto" too: same output, no word said.
-  const Outcome same = Segment(dir, "same.srt", utf8, {"--source-encoding=auto"});
+  const Outcome same = Segment(utf8, {"--source-encoding=auto"});
   EXPECT_EQ(same.files, reference.files);
   EXPECT_EQ(same.run.out, "");
 
@@ -64,11 +59,9 @@ TEST(SourceEncoding, ConvertedSourcesSegmentLikeTheirUTF8Original) {
       // Valid UTF-8 for more than the bounded opening sample, then windows-1251: read again.
       {Encode(std::string(70000, '\n') + utf8, "windows-1251"), {"--source-encoding=auto"}},
   };
-  int n = 0;
   for (const auto& c : cases) {
     SCOPED_TRACE(c.options.back() + " " + std::to_string(c.source.size()));
-    const Outcome converted =
-        Segment(dir, "converted" + std::to_string(n++) + ".srt", c.source, c.options);
+    const Outcome converted = Segment(c.source, c.options);
     EXPECT_EQ(converted.run.status, 0);
     EXPECT_EQ(converted.run.out, "");
     EXPECT_EQ(converted.files, reference.files);
@@ -76,15 +69,14 @@ TEST(SourceEncoding, ConvertedSourcesSegmentLikeTheirUTF8Original) {
 }
 
 TEST(SourceEncoding, WithoutTheOptionTheBytesAreKeptAndOneWarningNamesTheEncoding) {
-  ScratchDir dir;
   const std::string utf8 = SrtOf("greek");
   const std::string greek = Encode(utf8, "ISO-8859-7");
-  const Outcome kept = Segment(dir, "greek.srt", greek);
+  const Outcome kept = Segment(greek);
   EXPECT_EQ(kept.run.status, 0);
   size_t firstHigh = 0;
   while (static_cast<unsigned char>(greek[firstHigh]) < 0x80) firstHigh++;
   const std::string& err = kept.run.out;
-  EXPECT_EQ(err.find((dir / "greek.srt") + ": not UTF-8 from byte " + std::to_string(firstHigh) +
+  EXPECT_EQ(err.find(kept.source + ": not UTF-8 from byte " + std::to_string(firstHigh) +
                      " on: most likely ISO-8859-7 (confidence "),
             0u)
       << err;
@@ -92,7 +84,7 @@ TEST(SourceEncoding, WithoutTheOptionTheBytesAreKeptAndOneWarningNamesTheEncodin
   EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1);
   EXPECT_NE(kept.files.find(greek.substr(greek.find("\n\n2\n") - 40, 40)), std::string::npos);
 
-  const Outcome bom = Segment(dir, "bom.srt", "\xFE\xFF" + Encode(utf8, "UTF-16BE"));
+  const Outcome bom = Segment("\xFE\xFF" + Encode(utf8, "UTF-16BE"));
   EXPECT_NE(bom.run.out.find("not UTF-8 from byte 0 on: most likely UTF-16BE (confidence 100 of "
                              "100, from its byte-order mark); the segments keep its bytes"),
             std::string::npos)
@@ -100,23 +92,21 @@ TEST(SourceEncoding, WithoutTheOptionTheBytesAreKeptAndOneWarningNamesTheEncodin
 }
 
 TEST(SourceEncoding, AShortSourceIsNotConvertedOnAnUnsureGuess) {
-  ScratchDir dir;
   const std::string source =
       Encode("1\n00:00:01,000 --> 00:00:02,000\nČas běží\n\n", "windows-1250");
-  const Outcome o = Segment(dir, "short.srt", source, {"--source-encoding=auto"});
+  const Outcome o = Segment(source, {"--source-encoding=auto"});
   EXPECT_EQ(o.run.status, 0);
   EXPECT_NE(o.run.out.find("its encoding is unclear: most likely"), std::string::npos) << o.run.out;
-  EXPECT_EQ(o.files, Segment(dir, "short2.srt", source).files);  // the bytes are kept
+  EXPECT_EQ(o.files, Segment(source).files);  // the bytes are kept
   // Named, it converts.
-  const Outcome named = Segment(dir, "named.srt", source, {"--source-encoding=windows-1250"});
+  const Outcome named = Segment(source, {"--source-encoding=windows-1250"});
   EXPECT_NE(named.files.find("Čas běží"), std::string::npos);
   EXPECT_EQ(named.run.out, "");
 }
 
 TEST(SourceEncoding, InvalidBytesInTheNamedEncodingAreReportedAtTheirSourceOffset) {
-  ScratchDir dir;
-  const Outcome o = Segment(dir, "bad.srt", "1\n00:00:01,000 --> 00:00:02,000\nab\x81\x7F\n\n",
-                            {"--source-encoding=Shift_JIS"});
+  const Outcome o =
+      Segment("1\n00:00:01,000 --> 00:00:02,000\nab\x81\x7F\n\n", {"--source-encoding=Shift_JIS"});
   EXPECT_EQ(o.run.status, 0);
   EXPECT_NE(o.run.out.find("1 byte sequences are not valid Shift_JIS, the first at byte 34"),
             std::string::npos)

@@ -1,7 +1,6 @@
 // The finished playlist reaches the disk whole or not at all: written beside its name and
 // renamed over it, every failure reported with a non-zero status.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -45,21 +44,6 @@ void ExpectCompletePlaylist(const std::string& dir, int entries) {
     at = end;
   }
   EXPECT_EQ(listed, entries);
-}
-
-TEST(PlaylistReplacement, ALinkAtThePlaylistNameIsReplacedNotFollowed) {
-  ScratchDir dir;
-  WriteFile(dir / "in.vtt", Source(3));
-  WriteFile(dir / "precious", "do not touch\n");
-  RunShell("mkdir '" + (dir / "out") + "' && ln -s ../precious '" + (dir / "out/prog_index.m3u8") +
-           "'");
-  RunResult r = RunTool({"hlsvtt", "-q", "-t", "1", "-f", dir / "out", dir / "in.vtt"});
-  EXPECT_EQ(r.status, 0);
-  EXPECT_EQ(ReadFile(dir / "precious"), "do not touch\n");
-  struct stat st;
-  ASSERT_EQ(lstat((dir / "out/prog_index.m3u8").c_str(), &st), 0);
-  EXPECT_TRUE(S_ISREG(st.st_mode));
-  ExpectCompletePlaylist(dir / "out", 3);
 }
 
 TEST(PlaylistReplacement, AFailedPlaylistWriteFailsTheRun) {

@@ -122,75 +122,42 @@ TEST(ReaderRegistry, Selection) {
   std::unique_ptr<QorReaderRegistry> registry;
   ASSERT_EQ(QorReaderRegistryCreate(Recorders(), &registry), kNoErr);
   MxDictionary precise{{kQorFormatReaderOption_PreferPreciseDurationAndTiming, MxValue(true)}};
-  struct Case {
-    const char* name;
-    MxDictionary properties;
-    std::map<std::string, Status> answers;
-    const MxDictionary* options;
-    Status status;
-    std::vector<std::string> calls;
-  } cases[] = {
-      {"extension, any case", Named("/m/clip.MOV"), {}, nullptr, kNoErr, {kMovie}},
-      {"suggested name only",
-       {{kQorByteStreamProperty_SuggestedFileName, MxValue("subs.vtt")}},
-       {},
-       nullptr,
-       kNoErr,
-       {kVTT}},
-      {"file type, exact",
-       {{kQorByteStreamProperty_FileType, MxValue(int64_t{0x4D6F6F56})}},
-       {},
-       nullptr,
-       kNoErr,
-       {kMovie}},
-      {"file type in another case",
-       {{kQorByteStreamProperty_FileType, MxValue(int64_t{0x6D6F6F76})}},
-       {},
-       nullptr,
-       kMxErrNoFormatReader,
-       {}},
-      {"MIME type, any case",
-       {{kQorByteStreamProperty_MIMEType, MxValue("Video/MP4")}},
-       {},
-       nullptr,
-       kNoErr,
-       {kMovie}},
-      {"not an MPEG stream goes to the audio-stream reader",
-       Named("x.ts"),
-       {{kMPEG, kMxErrNotMPEGStream}},
-       nullptr,
-       kNoErr,
-       {kMPEG, kAudioStream}},
-      {"precise timing asked for", Named("x.ts"), {}, &precise, kNoErr, {kPrecise}},
-      {"a failed reader lets the later steps try",
-       {{kMxByteStreamProperty_URL, MxValue(MxURL{"x.avi"})},
-        {kQorByteStreamProperty_MIMEType, MxValue("video/mp4")}},
-       {{kAVI, kMxErrUnimplemented}},
-       nullptr,
-       kNoErr,
-       {kAVI, kMovie}},
-      {"every reader fails: the last failure",
-       {{kMxByteStreamProperty_URL, MxValue(MxURL{"x.avi"})},
-        {kQorByteStreamProperty_MIMEType, MxValue("video/mp4")}},
-       {{kAVI, kMxErrUnimplemented}, {kMovie, kMxErrFormatDamaged}},
-       nullptr,
-       kMxErrFormatDamaged,
-       {kAVI, kMovie}},
-      {"nothing claims it", Named("notes.txt"), {}, nullptr, kMxErrNoFormatReader, {}},
-      {"no extension", Named("/dir/movie"), {}, nullptr, kMxErrNoFormatReader, {}},
-      {"nothing known", {}, {}, nullptr, kMxErrNoFormatReader, {}},
-  };
-  for (const Case& c : cases) {
+  const MxDictionary aviOrMP4{{kMxByteStreamProperty_URL, MxValue(MxURL{"x.avi"})},
+                              {kQorByteStreamProperty_MIMEType, MxValue("video/mp4")}};
+  auto expect = [&](const char* name, MxDictionary properties, Status status,
+                    std::vector<std::string> expectedCalls,
+                    std::map<std::string, Status> given = {},
+                    const MxDictionary* options = nullptr) {
     calls.clear();
-    answers = c.answers;
+    answers = std::move(given);
     QorFormatReaderRef reader;
-    EXPECT_EQ(QorFormatReaderCreateForStreamWithRegistry(registry.get(), Stream(c.properties).get(),
-                                                         nullptr, c.options, &reader),
-              c.status)
-        << c.name;
-    EXPECT_EQ(calls, c.calls) << c.name;
-    EXPECT_EQ(bool(reader), c.status == kNoErr) << c.name;
-  }
+    EXPECT_EQ(QorFormatReaderCreateForStreamWithRegistry(registry.get(), Stream(properties).get(),
+                                                         nullptr, options, &reader),
+              status)
+        << name;
+    EXPECT_EQ(calls, expectedCalls) << name;
+    EXPECT_EQ(bool(reader), status == kNoErr) << name;
+  };
+  expect("extension, any case", Named("/m/clip.MOV"), kNoErr, {kMovie});
+  expect("suggested name only", {{kQorByteStreamProperty_SuggestedFileName, MxValue("subs.vtt")}},
+         kNoErr, {kVTT});
+  expect("file type, exact", {{kQorByteStreamProperty_FileType, MxValue(int64_t{0x4D6F6F56})}},
+         kNoErr, {kMovie});
+  expect("file type in another case",
+         {{kQorByteStreamProperty_FileType, MxValue(int64_t{0x6D6F6F76})}}, kMxErrNoFormatReader,
+         {});
+  expect("MIME type, any case", {{kQorByteStreamProperty_MIMEType, MxValue("Video/MP4")}}, kNoErr,
+         {kMovie});
+  expect("not an MPEG stream goes to the audio-stream reader", Named("x.ts"), kNoErr,
+         {kMPEG, kAudioStream}, {{kMPEG, kMxErrNotMPEGStream}});
+  expect("precise timing asked for", Named("x.ts"), kNoErr, {kPrecise}, {}, &precise);
+  expect("a failed reader lets the later steps try", aviOrMP4, kNoErr, {kAVI, kMovie},
+         {{kAVI, kMxErrUnimplemented}});
+  expect("every reader fails: the last failure", aviOrMP4, kMxErrFormatDamaged, {kAVI, kMovie},
+         {{kAVI, kMxErrUnimplemented}, {kMovie, kMxErrFormatDamaged}});
+  expect("nothing claims it", Named("notes.txt"), kMxErrNoFormatReader, {});
+  expect("no extension", Named("/dir/movie"), kMxErrNoFormatReader, {});
+  expect("nothing known", {}, kMxErrNoFormatReader, {});
   answers.clear();
 }
 

@@ -103,59 +103,49 @@ TEST(TextFormatDescription, ClassicTextEntry) {
 }
 
 TEST(TextFormatDescription, ExtensionAtomsAndFontTables) {
-  struct Case {
-    const char* name;
-    Bytes atoms;
-    std::vector<std::pair<const char*, const char*>> fonts;  // identifier text, name
-    std::vector<const char*> otherAtoms;
-  } cases[] = {
-      {"no atoms", {}, {}, {}},
-      {"first of a repeated identifier wins, empty names skipped",
-       Bytes().box("ftab", FontTable({{1, "A"}, {2, ""}, {1, "B"}, {65535, "C"}})),
-       {{"1", "A"}, {"-1", "C"}},
-       {}},
-      {"other atoms by type, first wins",
-       Bytes()
-           .box("abcd", Bytes().u8(1))
-           .box("abcd", Bytes().u8(2))
-           .box("ftab", FontTable({{3, "X"}})),
-       {{"3", "X"}},
-       {"abcd"}},
-      {"a count that cannot fit ignores the atom",
-       Bytes().box("ftab", Bytes().u16(5).u16(1).u8(1).str("A")).box("zzzz", Bytes().u8(0)),
-       {},
-       {"zzzz"}},
-      {"an entry past the atom drops the table",
-       Bytes()
-           .box("ftab", FontTable({{1, "A"}}))
-           .box("ftab", Bytes().u16(1).u16(2).u8(9).str("ab")),
-       {},
-       {}},
-      {"an 8-byte atom ends the walk", Bytes().box("xxxx", {}).box("abcd", Bytes().u8(1)), {}, {}},
-      {"an atom longer than what is left ends the walk",
-       Bytes().u32(100).str("abcd").u8(0).u8(0),
-       {},
-       {}},
-  };
-  for (const Case& c : cases) {
+  // `fonts`: identifier text and name; `otherAtoms`: the types kept besides a font table.
+  auto expect = [](const char* name, const Bytes& atoms,
+                   std::vector<std::pair<const char*, const char*>> fonts,
+                   std::vector<const char*> otherAtoms) {
+    SCOPED_TRACE(name);
     MxFormatDescriptionRef d;
-    ASSERT_EQ(Make(TimedTextEntry(0, 1, 0, c.atoms), &d), kNoErr) << c.name;
+    ASSERT_EQ(Make(TimedTextEntry(0, 1, 0, atoms), &d), kNoErr);
     const MxDictionary* table = Dict(d.get(), "FontTable");
     MxDictionary expected;
-    for (auto [id, name] : c.fonts) expected.emplace(id, MxValue(name));
-    if (c.fonts.empty()) {
-      EXPECT_EQ(table, nullptr) << c.name;
+    for (auto [id, font] : fonts) expected.emplace(id, MxValue(font));
+    if (fonts.empty()) {
+      EXPECT_EQ(table, nullptr);
     } else {
-      ASSERT_NE(table, nullptr) << c.name;
-      EXPECT_EQ(*table, expected) << c.name;
+      ASSERT_NE(table, nullptr);
+      EXPECT_EQ(*table, expected);
     }
-    const MxDictionary* atoms = Dict(d.get(), "SampleDescriptionExtensionAtoms");
-    EXPECT_EQ(atoms ? atoms->size() : 0, c.otherAtoms.size()) << c.name;
-    for (const char* type : c.otherAtoms) EXPECT_TRUE(atoms && atoms->count(type)) << c.name;
-  }
+    const MxDictionary* kept = Dict(d.get(), "SampleDescriptionExtensionAtoms");
+    EXPECT_EQ(kept ? kept->size() : 0, otherAtoms.size());
+    for (const char* type : otherAtoms) EXPECT_TRUE(kept && kept->count(type)) << type;
+  };
+  const Bytes twoOfAKind = Bytes()
+                               .box("abcd", Bytes().u8(1))
+                               .box("abcd", Bytes().u8(2))
+                               .box("ftab", FontTable({{3, "X"}}));
+  expect("no atoms", {}, {}, {});
+  expect("first of a repeated identifier wins, empty names skipped",
+         Bytes().box("ftab", FontTable({{1, "A"}, {2, ""}, {1, "B"}, {65535, "C"}})),
+         {{"1", "A"}, {"-1", "C"}}, {});
+  expect("other atoms by type, first wins", twoOfAKind, {{"3", "X"}}, {"abcd"});
+  expect("a count that cannot fit ignores the atom",
+         Bytes().box("ftab", Bytes().u16(5).u16(1).u8(1).str("A")).box("zzzz", Bytes().u8(0)), {},
+         {"zzzz"});
+  expect(
+      "an entry past the atom drops the table",
+      Bytes().box("ftab", FontTable({{1, "A"}})).box("ftab", Bytes().u16(1).u16(2).u8(9).str("ab")),
+      {}, {});
+  expect("an 8-byte atom ends the walk", Bytes().box("xxxx", {}).box("abcd", Bytes().u8(1)), {},
+         {});
+  expect("an atom longer than what is left ends the walk", Bytes().u32(100).str("abcd").u8(0).u8(0),
+         {}, {});
   // The first "abcd" atom's payload is the one kept.
   MxFormatDescriptionRef d;
-  ASSERT_EQ(Make(TimedTextEntry(0, 1, 0, cases[2].atoms), &d), kNoErr);
+  ASSERT_EQ(Make(TimedTextEntry(0, 1, 0, twoOfAKind), &d), kNoErr);
   EXPECT_EQ(*Dict(d.get(), "SampleDescriptionExtensionAtoms")->at("abcd").GetData(), MxData{1});
 }
 

@@ -41,6 +41,15 @@ MxSampleBufferRef Sample(const Bytes& bytes, MxFormatDescription* description) {
   return sample;
 }
 
+// Decodes `bytes` as one sample of `d` with the track state `state`.
+Status Decode(QorTextSampleBufferState* state, const Bytes& bytes, MxFormatDescription* d,
+              MxAttributedStringRef* s, bool* forced = nullptr, bool* flag29 = nullptr,
+              MxTextRect* box = nullptr) {
+  MxSampleBufferRef sample = Sample(bytes, d);
+  return QorTextSampleBufferCopyAttributedString(state, nullptr, sample.get(), s, forced, flag29,
+                                                 box);
+}
+
 Bytes Text(const std::string& utf8) {
   return Bytes().u16(static_cast<unsigned>(utf8.size())).str(utf8);
 }
@@ -94,83 +103,69 @@ std::string UTF8(const MxAttributedString* s) {
 TEST(TextSample, DecodesTextStylesAndMarks) {
   Bytes thirteen = Bytes().u16(1).raw(Style(0, 1, 1));
   thirteen.b.resize(13);
-  struct Case {
-    const char* name;
-    Bytes sample;
-    uint32_t flags;
-    Status status;
-    std::string text;
-    std::string runs;
-    bool forced;
-  } cases[] = {
-      {"empty text", Bytes().u16(0), 0, kNoErr, "", "", false},
-      {"plain text takes the defaults", Text("Hi"), 0, kNoErr, "Hi", "0+2:---", false},
-      {"CR LF pairs become LF and styles move with them",
-       Text("Hi\r\nthere").raw(Styl({Style(4, 9, 1)})), 0, kNoErr, "Hi\nthere", "0+3:--- 3+5:b--",
-       false},
-      {"LF CR pairs when there is no CR LF", Text("a\n\rb\n\rc").raw(Styl({Style(0, 7, 2)})), 0,
-       kNoErr, "a\nb\nc", "0+5:-i-", false},
-      {"a removed pair still counts two stored characters",
-       Text("a\r\nb\r\ncd").raw(Styl({Style(3, 4, 1)})), 0, kNoErr, "a\nb\ncd",
-       "0+2:--- 2+1:b-- 3+3:---", false},
-      {"a style over a removed pair shrinks", Text("ab\r\ncd").raw(Styl({Style(1, 5, 4)})), 0,
-       kNoErr, "ab\ncd", "0+1:--- 1+3:--u 4+1:---", false},
-      {"styles count code points, runs count UTF-16 units",
-       Text("\xF0\x9F\x98\x80"
-            "ab")
-           .raw(Styl({Style(1, 2, 1)})),
-       0, kNoErr,
-       "\xF0\x9F\x98\x80"
-       "ab",
-       "0+2:--- 2+1:b-- 3+1:---", false},
-      {"overlapping records merge", Text("abcd").raw(Styl({Style(0, 3, 1), Style(2, 4, 2)})), 0,
-       kNoErr, "abcd", "0+2:b-- 2+2:-i-", false},
-      {"big-endian UTF-16 with its mark", Bytes().u16(6).u8(0xFE).u8(0xFF).u16('H').u16('i'), 0,
-       kNoErr, "Hi", "0+2:---", false},
-      {"little-endian UTF-16 with its mark",
-       Bytes().u16(6).u8(0xFF).u8(0xFE).u8('H').u8(0).u8('i').u8(0), 0, kNoErr, "Hi", "0+2:---",
-       false},
-      {"frcd forces the sample", Text("x").box("frcd", {}), 0, kNoErr, "x", "0+1:---", true},
-      {"all-forced descriptions force samples without boxes", Text("x"), 0x80000000, kNoErr, "x",
-       "0+1:---", true},
-      {"unknown boxes are skipped", Text("x").box("hlit", Bytes().u16(0).u16(1)).box("blnk", {}), 0,
-       kNoErr, "x", "0+1:---", false},
-      {"a style box of 13 payload bytes is ignored", Text("abc").box("styl", thirteen), 0, kNoErr,
-       "abc", "0+3:---", false},
-      {"a style count past the box is ignored",
-       Text("abc").box("styl", Bytes().u16(2).raw(Style(0, 1, 1))), 0, kNoErr, "abc", "0+3:---",
-       false},
-      {"a box of size 4 fails the sample", Text("x").u32(4).str("frcd"), 0,
-       kQorTextSampleErrMalformed, "", "", false},
-      {"a box past the end fails the sample", Text("x").u32(20).str("frcd"), 0,
-       kQorTextSampleErrMalformed, "", "", false},
-      {"negative text length", Bytes().u16(0xFFFF), 0, kQorTextSampleErrMalformed, "", "", false},
-      {"text past the end", Bytes().u16(5).str("abc"), 0, kQorTextSampleErrMalformed, "", "",
-       false},
-      {"no length at all", Bytes().u8(0), 0, kQorTextSampleErrMalformed, "", "", false},
-      {"text that is not UTF-8", Text("a\xC3"), 0, kQorTextSampleErrStringCreation, "", "", false},
-      {"UTF-16 with a lone surrogate", Bytes().u16(4).u8(0xFE).u8(0xFF).u16(0xD800), 0,
-       kQorTextSampleErrStringCreation, "", "", false},
-  };
-  for (const Case& c : cases) {
-    MxFormatDescriptionRef d = TimedText(c.flags);
+  // `flags`: the description's display flags.
+  auto expect = [](const char* name, const Bytes& sample, const std::string& text,
+                   const std::string& runs, bool forced = false, uint32_t flags = 0) {
+    SCOPED_TRACE(name);
+    MxFormatDescriptionRef d = TimedText(flags);
     QorTextSampleBufferState state{};
     MxAttributedStringRef s;
-    bool forced = !c.forced;
-    MxSampleBufferRef sample = Sample(c.sample, d.get());
-    EXPECT_EQ(QorTextSampleBufferCopyAttributedString(&state, nullptr, sample.get(), &s, &forced,
-                                                      nullptr, nullptr),
-              c.status)
-        << c.name;
-    if (c.status != kNoErr) {
-      EXPECT_FALSE(s) << c.name;
-      continue;
-    }
-    ASSERT_TRUE(s) << c.name;
-    EXPECT_EQ(UTF8(s.get()), c.text) << c.name;
-    EXPECT_EQ(Runs(s.get()), c.runs) << c.name;
-    EXPECT_EQ(forced, c.forced) << c.name;
-  }
+    bool forcedOut = !forced;
+    ASSERT_EQ(Decode(&state, sample, d.get(), &s, &forcedOut), kNoErr);
+    ASSERT_TRUE(s);
+    EXPECT_EQ(UTF8(s.get()), text);
+    EXPECT_EQ(Runs(s.get()), runs);
+    EXPECT_EQ(forcedOut, forced);
+  };
+  auto refuse = [](const char* name, const Bytes& sample, Status status) {
+    MxFormatDescriptionRef d = TimedText(0);
+    QorTextSampleBufferState state{};
+    MxAttributedStringRef s;
+    EXPECT_EQ(Decode(&state, sample, d.get(), &s), status) << name;
+    EXPECT_FALSE(s) << name;
+  };
+  expect("empty text", Bytes().u16(0), "", "");
+  expect("plain text takes the defaults", Text("Hi"), "Hi", "0+2:---");
+  expect("CR LF pairs become LF and styles move with them",
+         Text("Hi\r\nthere").raw(Styl({Style(4, 9, 1)})), "Hi\nthere", "0+3:--- 3+5:b--");
+  expect("LF CR pairs when there is no CR LF", Text("a\n\rb\n\rc").raw(Styl({Style(0, 7, 2)})),
+         "a\nb\nc", "0+5:-i-");
+  expect("a removed pair still counts two stored characters",
+         Text("a\r\nb\r\ncd").raw(Styl({Style(3, 4, 1)})), "a\nb\ncd", "0+2:--- 2+1:b-- 3+3:---");
+  expect("a style over a removed pair shrinks", Text("ab\r\ncd").raw(Styl({Style(1, 5, 4)})),
+         "ab\ncd", "0+1:--- 1+3:--u 4+1:---");
+  expect("styles count code points, runs count UTF-16 units",
+         Text("\xF0\x9F\x98\x80"
+              "ab")
+             .raw(Styl({Style(1, 2, 1)})),
+         "\xF0\x9F\x98\x80"
+         "ab",
+         "0+2:--- 2+1:b-- 3+1:---");
+  expect("overlapping records merge", Text("abcd").raw(Styl({Style(0, 3, 1), Style(2, 4, 2)})),
+         "abcd", "0+2:b-- 2+2:-i-");
+  expect("big-endian UTF-16 with its mark", Bytes().u16(6).u8(0xFE).u8(0xFF).u16('H').u16('i'),
+         "Hi", "0+2:---");
+  expect("little-endian UTF-16 with its mark",
+         Bytes().u16(6).u8(0xFF).u8(0xFE).u8('H').u8(0).u8('i').u8(0), "Hi", "0+2:---");
+  expect("frcd forces the sample", Text("x").box("frcd", {}), "x", "0+1:---", true);
+  expect("all-forced descriptions force samples without boxes", Text("x"), "x", "0+1:---", true,
+         0x80000000);
+  expect("unknown boxes are skipped", Text("x").box("hlit", Bytes().u16(0).u16(1)).box("blnk", {}),
+         "x", "0+1:---");
+  expect("a style box of 13 payload bytes is ignored", Text("abc").box("styl", thirteen), "abc",
+         "0+3:---");
+  expect("a style count past the box is ignored",
+         Text("abc").box("styl", Bytes().u16(2).raw(Style(0, 1, 1))), "abc", "0+3:---");
+  refuse("a box of size 4 fails the sample", Text("x").u32(4).str("frcd"),
+         kQorTextSampleErrMalformed);
+  refuse("a box past the end fails the sample", Text("x").u32(20).str("frcd"),
+         kQorTextSampleErrMalformed);
+  refuse("negative text length", Bytes().u16(0xFFFF), kQorTextSampleErrMalformed);
+  refuse("text past the end", Bytes().u16(5).str("abc"), kQorTextSampleErrMalformed);
+  refuse("no length at all", Bytes().u8(0), kQorTextSampleErrMalformed);
+  refuse("text that is not UTF-8", Text("a\xC3"), kQorTextSampleErrStringCreation);
+  refuse("UTF-16 with a lone surrogate", Bytes().u16(4).u8(0xFE).u8(0xFF).u16(0xD800),
+         kQorTextSampleErrStringCreation);
 }
 
 TEST(TextSample, BoxesWrapAndAttributes) {
@@ -180,13 +175,10 @@ TEST(TextSample, BoxesWrapAndAttributes) {
                     .raw(Styl({Style(1, 3, 1, 2)}))
                     .box("tbox", Bytes().u16(10).u16(20).u16(110).u16(320))
                     .box("twrp", Bytes().u8(1));
-  MxSampleBufferRef sample = Sample(bytes, d.get());
   MxAttributedStringRef s;
   bool forced = true, flag29 = false;
   MxTextRect box;
-  ASSERT_EQ(QorTextSampleBufferCopyAttributedString(&state, nullptr, sample.get(), &s, &forced,
-                                                    &flag29, &box),
-            kNoErr);
+  ASSERT_EQ(Decode(&state, bytes, d.get(), &s, &forced, &flag29, &box), kNoErr);
   EXPECT_FALSE(forced);
   EXPECT_TRUE(flag29);
   EXPECT_EQ(box, (MxTextRect{20, 10, 300, 100}));
@@ -209,10 +201,7 @@ TEST(TextSample, BoxesWrapAndAttributes) {
   EXPECT_EQ(*a->at(kQorTextAttributeTextWrap).GetString(), "AutomaticSoftWrap");
 
   // Without a tbox the default text box comes back.
-  sample = Sample(Text("x"), d.get());
-  ASSERT_EQ(QorTextSampleBufferCopyAttributedString(&state, nullptr, sample.get(), &s, nullptr,
-                                                    nullptr, &box),
-            kNoErr);
+  ASSERT_EQ(Decode(&state, Text("x"), d.get(), &s, nullptr, nullptr, &box), kNoErr);
   EXPECT_EQ(box, (MxTextRect{2, 1, 202, 102}));
 }
 
@@ -227,15 +216,10 @@ TEST(TextSample, StylesSeenBeforeDecodeAsTheFirstTime) {
                       .raw(Styl({Style(1, 4 + style % 3, style % 8, 1 + style % 2),
                                  Style(3 + style % 2, 9, (style + 3) % 8, 2)}));
     if (i % 4 == 0) bytes.box("twrp", Bytes().u8(i % 8 == 0));
-    MxSampleBufferRef sample = Sample(bytes, d.get());
     QorTextSampleBufferState alone{};
     MxAttributedStringRef fromTrack, fromAlone;
-    ASSERT_EQ(QorTextSampleBufferCopyAttributedString(&track, nullptr, sample.get(), &fromTrack,
-                                                      nullptr, nullptr, nullptr),
-              kNoErr);
-    ASSERT_EQ(QorTextSampleBufferCopyAttributedString(&alone, nullptr, sample.get(), &fromAlone,
-                                                      nullptr, nullptr, nullptr),
-              kNoErr);
+    ASSERT_EQ(Decode(&track, bytes, d.get(), &fromTrack), kNoErr);
+    ASSERT_EQ(Decode(&alone, bytes, d.get(), &fromAlone), kNoErr);
     EXPECT_EQ(Attributes(fromTrack.get()), Attributes(fromAlone.get())) << i;
   }
 }
@@ -269,11 +253,8 @@ TEST(TextSample, ManyStyleRecordsDecodeInLittleTime) {
     MxAttributedStringRef s;
     for (int repeat = 0; repeat < 2; ++repeat) {
       QorTextSampleBufferState state{};
-      MxSampleBufferRef sample = Sample(c.sample, d.get());
       const auto began = std::chrono::steady_clock::now();
-      ASSERT_EQ(QorTextSampleBufferCopyAttributedString(&state, nullptr, sample.get(), &s, nullptr,
-                                                        nullptr, nullptr),
-                kNoErr);
+      ASSERT_EQ(Decode(&state, c.sample, d.get(), &s), kNoErr);
       c.decoding += std::chrono::steady_clock::now() - began;
     }
     const std::string runs = Runs(s.get());
@@ -307,12 +288,9 @@ TEST(TextSample, SetUp) {
   entry.u32(0).str("wvtt").u32(0).u16(0).u16(1).box("vttC", Bytes().str("WEBVTT"));
   MxFormatDescriptionRef vtt = Description(entry);
   QorTextSampleBufferState vttState{};
-  MxSampleBufferRef sample = Sample(Text("a<b"), vtt.get());
   MxAttributedStringRef s;
   bool flag29 = false;
-  ASSERT_EQ(QorTextSampleBufferCopyAttributedString(&vttState, nullptr, sample.get(), &s, nullptr,
-                                                    &flag29, nullptr),
-            kNoErr);
+  ASSERT_EQ(Decode(&vttState, Text("a<b"), vtt.get(), &s, nullptr, &flag29), kNoErr);
   EXPECT_TRUE(flag29);
   EXPECT_EQ(*vttState.webVTTConfiguration.GetData(), (MxData{'W', 'E', 'B', 'V', 'T', 'T'}));
   EXPECT_EQ(Runs(s.get()), "0+3:---");

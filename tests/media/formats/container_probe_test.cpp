@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <map>
 #include <random>
 #include <set>
@@ -23,24 +22,19 @@
 
 namespace {
 
-using Probe = std::function<Status(ProbeReader&, ContainerProbe*)>;
-
 enum Family { kMPEG, kAVI, kDV, kAudioFile, kAudioStream };
 
 Status RunProbe(Family family, ProbeReader& reader, ContainerProbe* out) {
-  switch (family) {
-    case kMPEG:
-      return MPEGProbe(reader, false, out);
-    case kAVI:
-      return AVIProbe(reader, out);
-    case kDV:
-      return DVProbe(reader, out);
-    case kAudioFile:
-      return AudioFileProbe(reader, out);
-    case kAudioStream:
-      return AudioStreamProbe(reader, out);
-  }
-  return kMxErrInvalidParameter;
+  if (family == kMPEG) return MPEGProbe(reader, false, out);
+  Status (*const probes[])(ProbeReader&, ContainerProbe*) = {nullptr, AVIProbe, DVProbe,
+                                                             AudioFileProbe, AudioStreamProbe};
+  return probes[family](reader, out);
+}
+
+// A reader over the first `length` bytes of `bytes`, which must outlive it.
+ProbeReader MemoryProbe(const std::string& bytes, size_t length = std::string::npos) {
+  return ProbeReader::ForMemory(reinterpret_cast<const uint8_t*>(bytes.data()),
+                                std::min(length, bytes.size()));
 }
 
 Status NotMineCode(Family family) {
@@ -176,8 +170,7 @@ TEST_F(ContainerProbeTest, TracksAndDurationAgreeWithFfprobe) {
     SCOPED_TRACE(c.name);
     if (made_.count(c.name) && !made_[c.name]) continue;
     const std::string bytes = ReadFile(Path(c.name));
-    ProbeReader reader =
-        ProbeReader::ForMemory(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+    ProbeReader reader = MemoryProbe(bytes);
     ContainerProbe probe;
     ASSERT_EQ(RunProbe(c.family, reader, &probe), kNoErr);
     const Reference ref = FfprobeReference(Path(c.name));
@@ -217,15 +210,13 @@ TEST_F(ContainerProbeTest, OtherKindsOfDataAreRefusedWithTheProbesCode) {
       // own probes need to refuse them.
       if (family == kAudioStream && (c.family == kMPEG || c.family == kAVI)) continue;
       SCOPED_TRACE(std::string(c.name) + " as family " + std::to_string(family));
-      ProbeReader reader =
-          ProbeReader::ForMemory(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+      ProbeReader reader = MemoryProbe(bytes);
       ContainerProbe probe;
       EXPECT_EQ(RunProbe(family, reader, &probe), NotMineCode(family));
     }
   }
   for (Family family : {kMPEG, kAVI, kDV, kAudioFile, kAudioStream}) {
-    ProbeReader reader =
-        ProbeReader::ForMemory(reinterpret_cast<const uint8_t*>(noise.data()), noise.size());
+    ProbeReader reader = MemoryProbe(noise);
     ContainerProbe probe;
     EXPECT_EQ(RunProbe(family, reader, &probe), NotMineCode(family)) << family;
   }
@@ -243,8 +234,7 @@ TEST_F(ContainerProbeTest, TruncatedFilesGiveAClearCode) {
       // AVI states its streams' lengths in its header, which a cut does not change.
       const bool counted = c.family != kAVI;
       SCOPED_TRACE(std::string(c.name) + " cut to " + std::to_string(length));
-      ProbeReader reader =
-          ProbeReader::ForMemory(reinterpret_cast<const uint8_t*>(bytes.data()), length);
+      ProbeReader reader = MemoryProbe(bytes, length);
       ContainerProbe probe;
       const Status status = RunProbe(c.family, reader, &probe);
       EXPECT_TRUE(clear.count(status)) << status;
@@ -262,17 +252,14 @@ TEST_F(ContainerProbeTest, TruncatedFilesGiveAClearCode) {
 
 // A file of 40 GB, made by repeating a real file, is probed by reading at most the budget.
 TEST_F(ContainerProbeTest, HugeFilesAreProbedWithinTheReadBudget) {
-  for (const char* name : {"clip.ts", "clip.vob", "cbr.mp3", "song.aac", "song.ac3"}) {
+  const std::set<std::string> repeated = {"clip.ts", "clip.vob", "cbr.mp3", "song.aac", "song.ac3"};
+  for (const MediaCase& c : kCases) {
+    const std::string name = c.name;
+    if (!repeated.count(name)) continue;
     SCOPED_TRACE(name);
     const std::string bytes = ReadFile(Path(name));
-    const Family family = std::string(name).find(".ts") != std::string::npos ||
-                                  std::string(name).find(".vob") != std::string::npos
-                              ? kMPEG
-                              : kAudioStream;
     // Whole packets or frames repeat: trim the file to a multiple of its unit.
-    size_t unit = bytes.size();
-    if (family == kMPEG && std::string(name).find(".ts") != std::string::npos)
-      unit = bytes.size() / 188 * 188;
+    const size_t unit = name.ends_with(".ts") ? bytes.size() / 188 * 188 : bytes.size();
     const int64_t length = int64_t{40} << 30;
     auto read = [&bytes, unit](int64_t offset, size_t size, uint8_t* destination, size_t* got) {
       for (size_t i = 0; i < size; i++)
@@ -282,7 +269,7 @@ TEST_F(ContainerProbeTest, HugeFilesAreProbedWithinTheReadBudget) {
     };
     ProbeReader reader(read, length);
     ContainerProbe probe;
-    ASSERT_EQ(RunProbe(family, reader, &probe), kNoErr);
+    ASSERT_EQ(RunProbe(c.family, reader, &probe), kNoErr);
     EXPECT_LE(reader.BytesRead(), kProbeReadBudget);
     EXPECT_FALSE(probe.durationIsExact);
     EXPECT_FALSE(probe.tracks.empty());
@@ -352,8 +339,7 @@ TEST_F(ContainerProbeTest, SelectedReadersListTracksAndDurations) {
               kMxErrInvalidParameter);
 
     const std::string bytes = ReadFile(Path(c.name));
-    ProbeReader probeReader =
-        ProbeReader::ForMemory(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+    ProbeReader probeReader = MemoryProbe(bytes);
     ContainerProbe probe;
     ASSERT_EQ(RunProbe(c.family, probeReader, &probe), kNoErr);
     MxValue accurate, duration, estimate;
@@ -382,15 +368,13 @@ TEST_F(ContainerProbeTest, FirstPresentationTimeStampOfATransportStream) {
                        &text),
               0);
     const std::string bytes = ReadFile(Path(name));
-    ProbeReader reader =
-        ProbeReader::ForMemory(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+    ProbeReader reader = MemoryProbe(bytes);
     int64_t pts = -1;
     ASSERT_EQ(MPEGTransportStreamGetFirstPTS(reader, &pts), kNoErr);
     EXPECT_EQ(pts, std::stoll(text));
   }
   const std::string audio = ReadFile(Path("song.aac"));
-  ProbeReader reader =
-      ProbeReader::ForMemory(reinterpret_cast<const uint8_t*>(audio.data()), audio.size());
+  ProbeReader reader = MemoryProbe(audio);
   int64_t pts = -1;
   EXPECT_EQ(MPEGTransportStreamGetFirstPTS(reader, &pts), kMxErrNotMPEGStream);
 }

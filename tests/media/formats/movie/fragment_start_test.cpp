@@ -174,16 +174,11 @@ TEST(FragmentStart, RoundsHalfAwayFromZeroAndRefusesOverflow) {
 TEST(FragmentStart, BrokenFilesAreReported) {
   const std::string init = Init({InitTrack()});
   const std::string segment = Segment(Traf(1, Tfdt(0) + Trun(0, 0x800, {0})));
-  std::string noMdhd = init;
-  noMdhd.replace(noMdhd.find("mdhd"), 4, "xxxx");
-  std::string zeroTimescale = init;
-  zeroTimescale.replace(zeroTimescale.find("mdhd") + 16, 4, U32(0));
-  std::string childTooLong = init;
-  childTooLong.replace(childTooLong.find("tkhd") - 4, 4, U32(0x1000));
-  std::string hugeCount = segment;
-  hugeCount.replace(hugeCount.find("trun") + 8, 4, U32(0xFFFFFFFF));
-  std::string tfdtVersion2 = segment;
-  tfdtVersion2[tfdtVersion2.find("tfdt") + 4] = 2;
+  // `file` with `bytes` written over it from `offset` bytes past the type of box `type`.
+  auto patched = [](std::string file, const char* type, int offset, const std::string& bytes) {
+    file.replace(file.find(type) + size_t(offset), bytes.size(), bytes);
+    return file;
+  };
   const std::string huge64 = U32(1) + "moov" + U64(uint64_t(1) << 62);
   struct Case {
     const char* name;
@@ -194,13 +189,14 @@ TEST(FragmentStart, BrokenFilesAreReported) {
       {"64-bit size past the end", huge64 + init, segment, "does not fit the file"},
       {"segment for init", segment, segment, "'moof' comes before any 'moov'"},
       {"no track", Init({}), segment, "has no track"},
-      {"no mdhd", noMdhd, segment, "no 'mdhd'"},
-      {"timescale 0", zeroTimescale, segment, "'mdhd' is broken"},
-      {"child past its parent", childTooLong, segment, "does not fit in it"},
-      {"huge sample count", init, hugeCount, "'trun' is broken"},
+      {"no mdhd", patched(init, "mdhd", 0, "xxxx"), segment, "no 'mdhd'"},
+      {"timescale 0", patched(init, "mdhd", 16, U32(0)), segment, "'mdhd' is broken"},
+      {"child past its parent", patched(init, "tkhd", -4, U32(0x1000)), segment,
+       "does not fit in it"},
+      {"huge sample count", init, patched(segment, "trun", 8, U32(0xFFFFFFFF)), "'trun' is broken"},
       {"run shorter than its count", init,
        Segment(Traf(1, Tfdt(0) + FullBox("trun", 0, 0x800, U32(2) + U32(0)))), "'trun' is broken"},
-      {"tfdt version 2", init, tfdtVersion2, "'tfdt' is broken"},
+      {"tfdt version 2", init, patched(segment, "tfdt", 4, U8(2)), "'tfdt' is broken"},
       {"no tfdt", init, Segment(Traf(1, Trun(0, 0x800, {0}))), "no 'tfdt'"},
       {"no tfhd", init, Segment(Box("traf", Tfdt(0))), "no 'tfhd'"},
       {"no samples", init, Segment(Traf(1, Tfdt(0) + Trun(0, 0x800, {}))), "has no samples"},

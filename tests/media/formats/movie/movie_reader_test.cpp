@@ -72,52 +72,36 @@ TEST(MovieReader, LayoutsReadTheSameSamples) {
 TEST(MovieReader, PresentationTimes) {
   using Edits = std::vector<Edit>;
   const int32_t big = static_cast<int32_t>(4000000000u);  // unsigned in version 0
-  struct Case {
-    const char* name;
-    Edits edits;  // none when empty
-    std::vector<int32_t> ctts;
-    uint8_t cttsVersion;
-    std::vector<int64_t> ptsMillis;  // in the media timescale of 1000
-    bool wideEdits = false;
-  } cases[] = {
-      {"no edits", {}, {}, 0, {0, 500, 1500, 1750, 3000}},
-      {"identity edit", {{1800, 0}}, {}, 0, {0, 500, 1500, 1750, 3000}},
-      // 600 and 300 movie ticks at 600 per second: 1.5 s of empty edits.
-      {"leading empty edits",
-       {{600, -1}, {300, -1}, {1800, 0}},
-       {},
-       0,
-       {1500, 2000, 3000, 3250, 4500}},
-      {"leading empty edit, 64-bit",
-       {{600, -1}, {1800, 0}},
-       {},
-       0,
-       {1000, 1500, 2500, 2750, 4000},
-       true},
-      {"trimming edit is not applied", {{1800, 500}}, {}, 0, {0, 500, 1500, 1750, 3000}},
-      {"two media edits are not applied", {{600, 0}, {600, 0}}, {}, 0, {0, 500, 1500, 1750, 3000}},
-      {"composition offsets v0",
-       {},
-       {10, 20, 0, 0, big},
-       0,
-       {10, 520, 1500, 1750, 3000 + 4000000000LL}},
-      {"composition offsets v1", {}, {100, -100, 0, 0, -3000}, 1, {100, 400, 1500, 1750, 0}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
+  // `edits`: none when empty; `ptsMillis` in the media timescale of 1000.
+  auto expect = [](const char* name, Edits edits, std::vector<int32_t> ctts, uint8_t cttsVersion,
+                   std::vector<int64_t> ptsMillis, bool wideEdits = false) {
+    SCOPED_TRACE(name);
     Track t = SubtitleTrack();
-    if (!c.edits.empty()) t.edits = c.edits;
-    if (!c.ctts.empty()) t.ctts = c.ctts;
-    t.wideEdits = c.wideEdits;
-    t.cttsVersion = c.cttsVersion;
+    if (!edits.empty()) t.edits = edits;
+    if (!ctts.empty()) t.ctts = ctts;
+    t.wideEdits = wideEdits;
+    t.cttsVersion = cttsVersion;
     OpenedMovie movie;
     ASSERT_EQ(movie.Open(Build(OneTrack(t))), kNoErr);
     std::vector<ReadSample> samples;
     ASSERT_EQ(ReadAllSamples(movie.reader.get(), 0, &samples), kNoErr);
     std::vector<int64_t> pts;
     for (const ReadSample& s : samples) pts.push_back(s.ptsValue * 1000 / s.ptsTimescale);
-    EXPECT_EQ(pts, c.ptsMillis);
-  }
+    EXPECT_EQ(pts, ptsMillis);
+  };
+  expect("no edits", {}, {}, 0, {0, 500, 1500, 1750, 3000});
+  expect("identity edit", {{1800, 0}}, {}, 0, {0, 500, 1500, 1750, 3000});
+  // 600 and 300 movie ticks at 600 per second: 1.5 s of empty edits.
+  expect("leading empty edits", {{600, -1}, {300, -1}, {1800, 0}}, {}, 0,
+         {1500, 2000, 3000, 3250, 4500});
+  expect("leading empty edit, 64-bit", {{600, -1}, {1800, 0}}, {}, 0,
+         {1000, 1500, 2500, 2750, 4000}, true);
+  expect("trimming edit is not applied", {{1800, 500}}, {}, 0, {0, 500, 1500, 1750, 3000});
+  expect("two media edits are not applied", {{600, 0}, {600, 0}}, {}, 0,
+         {0, 500, 1500, 1750, 3000});
+  expect("composition offsets v0", {}, {10, 20, 0, 0, big}, 0,
+         {10, 520, 1500, 1750, 3000 + 4000000000LL});
+  expect("composition offsets v1", {}, {100, -100, 0, 0, -3000}, 1, {100, 400, 1500, 1750, 0});
 }
 
 TEST(MovieReader, TrackAndMovieProperties) {
@@ -189,14 +173,8 @@ TEST(MovieReader, TrackAndMovieProperties) {
       {1, "vide", "und", std::nullopt, MxValue(), true, false, {}},
       {2, "sbtl", "en", std::nullopt, MxValue(MxDictionary{{"en", "Eng lish subs"}}), true, false,
        manyTags},
-      {3,
-       "sbtl",
-       "fr",
-       "fr-CA",
-       MxValue(MxDictionary{{"fr-CA", "Forced"}}),
-       false,
-       true,
-       {"public.accessibility.transcribes-spoken-dialog", "public.auxiliary-content"}},
+      {3, "sbtl", "fr", "fr-CA", MxValue(MxDictionary{{"fr-CA", "Forced"}}), false, true,
+       MxArray{forced.tagc[0], "public.auxiliary-content"}},
       {4, "text", "de", std::nullopt, MxValue(), true, false, {}},
   };
   int64_t count = 0;
@@ -276,20 +254,11 @@ TEST(MovieReader, StepsStopAtTheEndsAndWalkBack) {
   // Each step lands on the sample a forward read gives, times included.
   std::vector<ReadSample> forward;
   ASSERT_EQ(ReadAllSamples(movie.reader.get(), 0, &forward), kNoErr);
-  QorTrackReaderRef track;
-  ASSERT_EQ(QorFormatReaderCopyTrackByIndex(movie.reader.get(), 0, &track, nullptr, nullptr),
-            kNoErr);
-  QorSampleCursorServiceRef service;
-  ASSERT_EQ(QorTrackReaderCopySampleCursorService(track.get(), &service), kNoErr);
-  QorSampleCursorRef cursor;
-  ASSERT_EQ(QorSampleCursorServiceCreateCursorAtFirstSample(service.get(), &cursor), kNoErr);
-  QorSampleGeneratorRef generator;
-  ASSERT_EQ(QorSampleGeneratorCreateForFormatReaderUsingByteStreams(
-                nullptr, movie.reader.get(), track.get(), nullptr, 0, 0, &generator),
-            kNoErr);
+  TrackCursor at;
+  ASSERT_EQ(at.Open(movie.reader.get(), 0), kNoErr);
   auto textAt = [&] {
     ReadSample s;
-    EXPECT_EQ(ReadSampleAtCursor(generator.get(), cursor.get(), &s), kNoErr);
+    EXPECT_EQ(ReadSampleAtCursor(at.generator.get(), at.cursor.get(), &s), kNoErr);
     EXPECT_NE(std::find(forward.begin(), forward.end(), s), forward.end()) << s.text;
     return s.text;
   };
@@ -299,7 +268,7 @@ TEST(MovieReader, StepsStopAtTheEndsAndWalkBack) {
       {-2, -2, "two"}, {-1, -1, "one"}, {4, 4, "five"},  {-3, -3, "two"}, {-9, -1, "one"},
   };
   for (auto [ask, moved, text] : steps) {
-    ASSERT_EQ(QorSampleCursorStep(cursor.get(), ask, &stepped), kNoErr);
+    ASSERT_EQ(QorSampleCursorStep(at.cursor.get(), ask, &stepped), kNoErr);
     EXPECT_EQ(stepped, moved) << ask;
     EXPECT_EQ(textAt(), text) << ask;
   }

@@ -53,25 +53,26 @@ Status ReadSampleAtCursor(QorSampleGenerator* generator, QorSampleCursor* cursor
   return kNoErr;
 }
 
-Status ReadAllSamples(QorFormatReader* reader, int64_t index, std::vector<ReadSample>* out) {
-  QorTrackReaderRef track;
-  Status err = QorFormatReaderCopyTrackByIndex(reader, index, &track, nullptr, nullptr);
-  if (err) return err;
+Status TrackCursor::Open(QorFormatReader* reader, int64_t index) {
   QorSampleCursorServiceRef service;
-  if ((err = QorTrackReaderCopySampleCursorService(track.get(), &service))) return err;
-  QorSampleCursorRef cursor;
-  if ((err = QorSampleCursorServiceCreateCursorAtFirstSample(service.get(), &cursor))) return err;
-  QorSampleGeneratorRef generator;
-  if ((err = QorSampleGeneratorCreateForFormatReaderUsingByteStreams(nullptr, reader, track.get(),
-                                                                     nullptr, 0, 0, &generator)))
-    return err;
+  Status err = QorFormatReaderCopyTrackByIndex(reader, index, &track, nullptr, nullptr);
+  if (!err) err = QorTrackReaderCopySampleCursorService(track.get(), &service);
+  if (!err) err = QorSampleCursorServiceCreateCursorAtFirstSample(service.get(), &cursor);
+  if (err) return err;
+  return QorSampleGeneratorCreateForFormatReaderUsingByteStreams(nullptr, reader, track.get(),
+                                                                 nullptr, 0, 0, &generator);
+}
+
+Status ReadAllSamples(QorFormatReader* reader, int64_t index, std::vector<ReadSample>* out) {
+  TrackCursor at;
+  if (Status err = at.Open(reader, index)) return err;
   out->clear();
   for (;;) {
     ReadSample s;
-    if ((err = ReadSampleAtCursor(generator.get(), cursor.get(), &s))) return err;
+    if (Status err = ReadSampleAtCursor(at.generator.get(), at.cursor.get(), &s)) return err;
     out->push_back(std::move(s));
     int64_t stepped = 0;
-    if ((err = QorSampleCursorStep(cursor.get(), 1, &stepped))) return err;
+    if (Status err = QorSampleCursorStep(at.cursor.get(), 1, &stepped)) return err;
     if (stepped != 1) return kNoErr;
   }
 }

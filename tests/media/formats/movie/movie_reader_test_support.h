@@ -33,6 +33,14 @@ struct OpenedMovie {
   Status OpenPath(const std::string& path);
 };
 
+// A cursor at the first sample of one track, and a generator of that track's samples.
+struct TrackCursor {
+  QorTrackReaderRef track;
+  QorSampleCursorRef cursor;
+  QorSampleGeneratorRef generator;
+  Status Open(QorFormatReader* reader, int64_t index);
+};
+
 Status ReadSampleAtCursor(QorSampleGenerator* generator, QorSampleCursor* cursor, ReadSample* out);
 // Every sample of track `index`, in decode order.
 Status ReadAllSamples(QorFormatReader* reader, int64_t index, std::vector<ReadSample>* out);

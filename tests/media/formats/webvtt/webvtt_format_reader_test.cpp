@@ -92,55 +92,36 @@ Status Open(const std::string& path, QorFormatReaderRef* reader) {
 }
 
 TEST(WebVTTFormatReader, CuesBecomeSamples) {
-  struct Case {
-    const char* name;
-    std::string text;
-    Status status;
-    std::vector<Sample> samples;
-    int64_t durationMs;
-  } cases[] = {
-      {"identifier, settings, CR LF lines, byte-order mark",
-       "\xEF\xBB\xBFWEBVTT\r\nKind: captions\r\n\r\nintro\r\n00:01.000 --> 00:02.500 "
-       "align:start\r\n"
-       "Hello\r\n  world\r\n\r\n01:00:00.000 --> 01:00:00.001\r\n<i>x</i> & y\r\n\r\n",
-       kNoErr,
-       {{1000, 1500, "Hello\r\n  world"}, {3600000, 1, "<i>x</i> & y"}},
-       3600001},
-      {"a cue ending before its start, an earlier cue outlasting the last",
-       "WEBVTT\n\n00:00.000 --> 00:09.000\nlong\n\n00:05.000 --> 00:04.000\nbackwards\n\n"
-       "00:06.000 --> 00:07.000\nlast",
-       kNoErr,
-       {{0, 9000, "long"}, {5000, -1000, "backwards"}, {6000, 1000, "last"}},
-       9000},
-      {"a time beyond any media time drops its cue",
-       "WEBVTT\n\n00:01.000 --> 00:02.000\nkept\n\n" + std::string(400, '9') +
-           ":00:00.000 --> 1:00:00.000\nhuge\n\n",
-       kNoErr,
-       {{1000, 1000, "kept"}},
-       2000},
-      {"signature only", "WEBVTT\n", kNoErr, {}, 0},
-      {"SRT under a .vtt name",
-       "1\n00:00:01,000 --> 00:00:02,500\nHello\n\n",
-       kMxErrFormatNotRecognised,
-       {},
-       0},
-      {"empty", "", kMxErrFormatNotRecognised, {}, 0},
-      {"a cue ending at 0 ends the read",
-       "WEBVTT\n\n00:00.000 --> 00:00.000\nx\n\n",
-       kWebVTTErrBadCueTime,
-       {},
-       0},
-  };
   ScratchDir dir;
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    WriteFile(dir / "subs.vtt", c.text);
+  auto expect = [&](const char* name, const std::string& text, Status status,
+                    std::vector<Sample> samples, int64_t durationMs) {
+    SCOPED_TRACE(name);
+    WriteFile(dir / "subs.vtt", text);
     QorFormatReaderRef reader;
-    ASSERT_EQ(Open(dir / "subs.vtt", &reader), c.status);
-    if (c.status == kNoErr) {
-      EXPECT_EQ(ReadCues(reader.get(), c.durationMs), c.samples);
+    ASSERT_EQ(Open(dir / "subs.vtt", &reader), status);
+    if (status == kNoErr) {
+      EXPECT_EQ(ReadCues(reader.get(), durationMs), samples);
     }
-  }
+  };
+  expect("identifier, settings, CR LF lines, byte-order mark",
+         "\xEF\xBB\xBFWEBVTT\r\nKind: captions\r\n\r\nintro\r\n00:01.000 --> 00:02.500 "
+         "align:start\r\n"
+         "Hello\r\n  world\r\n\r\n01:00:00.000 --> 01:00:00.001\r\n<i>x</i> & y\r\n\r\n",
+         kNoErr, {{1000, 1500, "Hello\r\n  world"}, {3600000, 1, "<i>x</i> & y"}}, 3600001);
+  expect("a cue ending before its start, an earlier cue outlasting the last",
+         "WEBVTT\n\n00:00.000 --> 00:09.000\nlong\n\n00:05.000 --> 00:04.000\nbackwards\n\n"
+         "00:06.000 --> 00:07.000\nlast",
+         kNoErr, {{0, 9000, "long"}, {5000, -1000, "backwards"}, {6000, 1000, "last"}}, 9000);
+  expect("a time beyond any media time drops its cue",
+         "WEBVTT\n\n00:01.000 --> 00:02.000\nkept\n\n" + std::string(400, '9') +
+             ":00:00.000 --> 1:00:00.000\nhuge\n\n",
+         kNoErr, {{1000, 1000, "kept"}}, 2000);
+  expect("signature only", "WEBVTT\n", kNoErr, {}, 0);
+  expect("SRT under a .vtt name", "1\n00:00:01,000 --> 00:00:02,500\nHello\n\n",
+         kMxErrFormatNotRecognised, {}, 0);
+  expect("empty", "", kMxErrFormatNotRecognised, {}, 0);
+  expect("a cue ending at 0 ends the read", "WEBVTT\n\n00:00.000 --> 00:00.000\nx\n\n",
+         kWebVTTErrBadCueTime, {}, 0);
 }
 
 TEST(WebVTTFormatReader, CorpusFile) {

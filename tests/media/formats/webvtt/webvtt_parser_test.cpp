@@ -59,73 +59,58 @@ TEST(WebVTTParser, SourcesAndTheirCues) {
         id + "\n00:" + std::to_string(10 + i) + ".000 --> 01:00.000 line:1\n" + payload + "\n\n";
     sizedCues.push_back({id, "line:1", payload, 10.0 + i, 60});
   }
-  struct Case {
-    const char* name;
-    std::string source;
-    std::vector<ParsedCue> cues;
-    Status status = kNoErr;
-    uint32_t comma = 0;  // SRT: a comma before the milliseconds
-  } cases[] = {
-      {"srt",
-       "1\n00:00:01,000 --> 00:00:02,500\nHello\n\n",
-       {{"1", "", "Hello", 1, 2.5}},
-       kNoErr,
-       1},
-      {"srt with dots", "1\n00:00:01.000 --> 00:00:02.500\nHello\n\n", {}, kNoErr, 1},
-      {"header ignored, settings kept",
-       "WEBVTT - title\nKind: x\n-->\n\nid\n00:01.000 --> 00:02.000 align:start \nA\n  B\n\n",
-       {{"id", "align:start ", "A\n  B", 1, 2}}},
-      {"bom", bom + "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n", {{"", "", "A", 1, 2}}},
-      {"note and style dropped",
-       "WEBVTT\n\nNOTE hi\n\nSTYLE\n::cue {}\n\n00:01.000 --> 00:02.000\nA\n\n",
-       {{"", "", "A", 1, 2}}},
-      {"no blanks around arrow",
-       "WEBVTT\n\n00:01.000-->00:02.000\nA\n\n00:03.000 --> 00:04.000\nB\n\n",
-       {{"", "", "B", 3, 4}}},
-      {"end before start accepted",
-       "WEBVTT\n\n00:05.000 --> 00:02.000\nA\n\n",
-       {{"", "", "A", 5, 2}}},
-      {"zero end stops the read",
-       "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:00.000 --> 00:00.000\nB\n\n00:03.000 --> "
-       "00:04.000\nC\n\n",
-       {{"", "", "A", 1, 2}},
-       kWebVTTErrBadCueTime},
-      {"out of order dropped, equal kept",
-       "WEBVTT\n\n00:05.000 --> 00:06.000\nA\n\n00:04.000 --> 00:07.000\nB\n\n00:05.000 --> "
-       "00:08.000\nC\n\n",
-       {{"", "", "A", 5, 6}, {"", "", "C", 5, 8}}},
-      {"empty payload dropped",
-       "WEBVTT\n\n00:01.000 --> 00:02.000\n\n\n00:03.000 --> 00:04.000\nB\n\n",
-       {{"", "", "B", 3, 4}}},
-      {"crlf",
-       "WEBVTT\r\n\r\nx\r\n00:01.000 --> 00:02.000 a:b\r\nA\r\nB\r\n\r\n",
-       {{"x", "a:b", "A\r\nB", 1, 2}}},
-      {"last cue unterminated is queued",
-       "WEBVTT\n\n00:01.000 --> 00:02.000\nA",
-       {{"", "", "A", 1, 2}}},
-      {"last cue with final newline but no blank line is not",
-       "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n",
-       {}},
-      {"hours without limit, minutes unchecked",
-       "WEBVTT\n\n00:75.000 --> 123:00:00.001\nA\n\n",
-       {{"", "", "A", 75, 442800.001}}},
-      {"fraction optional", "WEBVTT\n\n00:01 --> 00:00:02\nA\n\n", {{"", "", "A", 1, 2}}},
-      {"bad fraction", "WEBVTT\n\n00:01.0x0 --> 00:02.000\nA\n\n", {}},
-      {"three-digit minutes need hours", "WEBVTT\n\n100:01.000 --> 100:02.000\nA\n\n", {}},
-      {"timestamp glued to text", "WEBVTT\n\n00:01.000x --> 00:02.000\nA\n\n", {}},
-      {"single unterminated line without signature", "garbage", {}, kWebVTTErrMalformedCue, 1},
-      {"empty file", "", {}, kMxErrEndOfStream, 1},
-      {"large cue between small ones",
-       "WEBVTT\n\na\n00:01.000 --> 00:02.000\nA\n\nbig one\n00:03.000 --> 00:04.000 align:end\n" +
-           large + "\n\n00:05.000 --> 00:06.000 x\nC\n\n",
-       {{"a", "", "A", 1, 2}, {"big one", "align:end", large, 3, 4}, {"", "x", "C", 5, 6}}},
-      {"cues near the own-block size", sized, sizedCues},
+  // `comma`: SRT, a comma before the milliseconds.
+  auto expect = [](const char* name, const std::string& source, std::vector<ParsedCue> cues,
+                   Status status = kNoErr, uint32_t comma = 0) {
+    ParseResult r = Parse(source, comma);
+    EXPECT_EQ(r.status, status) << name;
+    EXPECT_EQ(r.cues, cues) << name;
   };
-  for (const Case& c : cases) {
-    ParseResult r = Parse(c.source, c.comma);
-    EXPECT_EQ(r.status, c.status) << c.name;
-    EXPECT_EQ(r.cues, c.cues) << c.name;
-  }
+  expect("srt", "1\n00:00:01,000 --> 00:00:02,500\nHello\n\n", {{"1", "", "Hello", 1, 2.5}}, kNoErr,
+         1);
+  expect("srt with dots", "1\n00:00:01.000 --> 00:00:02.500\nHello\n\n", {}, kNoErr, 1);
+  expect("header ignored, settings kept",
+         "WEBVTT - title\nKind: x\n-->\n\nid\n00:01.000 --> 00:02.000 align:start \nA\n  B\n\n",
+         {{"id", "align:start ", "A\n  B", 1, 2}});
+  expect("bom", bom + "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n", {{"", "", "A", 1, 2}});
+  expect("note and style dropped",
+         "WEBVTT\n\nNOTE hi\n\nSTYLE\n::cue {}\n\n00:01.000 --> 00:02.000\nA\n\n",
+         {{"", "", "A", 1, 2}});
+  expect("no blanks around arrow",
+         "WEBVTT\n\n00:01.000-->00:02.000\nA\n\n00:03.000 --> 00:04.000\nB\n\n",
+         {{"", "", "B", 3, 4}});
+  expect("end before start accepted", "WEBVTT\n\n00:05.000 --> 00:02.000\nA\n\n",
+         {{"", "", "A", 5, 2}});
+  expect("zero end stops the read",
+         "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n\n00:00.000 --> 00:00.000\nB\n\n00:03.000 --> "
+         "00:04.000\nC\n\n",
+         {{"", "", "A", 1, 2}}, kWebVTTErrBadCueTime);
+  expect("out of order dropped, equal kept",
+         "WEBVTT\n\n00:05.000 --> 00:06.000\nA\n\n00:04.000 --> 00:07.000\nB\n\n00:05.000 --> "
+         "00:08.000\nC\n\n",
+         {{"", "", "A", 5, 6}, {"", "", "C", 5, 8}});
+  expect("empty payload dropped",
+         "WEBVTT\n\n00:01.000 --> 00:02.000\n\n\n00:03.000 --> 00:04.000\nB\n\n",
+         {{"", "", "B", 3, 4}});
+  expect("crlf", "WEBVTT\r\n\r\nx\r\n00:01.000 --> 00:02.000 a:b\r\nA\r\nB\r\n\r\n",
+         {{"x", "a:b", "A\r\nB", 1, 2}});
+  expect("last cue unterminated is queued", "WEBVTT\n\n00:01.000 --> 00:02.000\nA",
+         {{"", "", "A", 1, 2}});
+  expect("last cue with final newline but no blank line is not",
+         "WEBVTT\n\n00:01.000 --> 00:02.000\nA\n", {});
+  expect("hours without limit, minutes unchecked", "WEBVTT\n\n00:75.000 --> 123:00:00.001\nA\n\n",
+         {{"", "", "A", 75, 442800.001}});
+  expect("fraction optional", "WEBVTT\n\n00:01 --> 00:00:02\nA\n\n", {{"", "", "A", 1, 2}});
+  expect("bad fraction", "WEBVTT\n\n00:01.0x0 --> 00:02.000\nA\n\n", {});
+  expect("three-digit minutes need hours", "WEBVTT\n\n100:01.000 --> 100:02.000\nA\n\n", {});
+  expect("timestamp glued to text", "WEBVTT\n\n00:01.000x --> 00:02.000\nA\n\n", {});
+  expect("single unterminated line without signature", "garbage", {}, kWebVTTErrMalformedCue, 1);
+  expect("empty file", "", {}, kMxErrEndOfStream, 1);
+  expect("large cue between small ones",
+         "WEBVTT\n\na\n00:01.000 --> 00:02.000\nA\n\nbig one\n00:03.000 --> 00:04.000 align:end\n" +
+             large + "\n\n00:05.000 --> 00:06.000 x\nC\n\n",
+         {{"a", "", "A", 1, 2}, {"big one", "align:end", large, 3, 4}, {"", "x", "C", 5, 6}});
+  expect("cues near the own-block size", sized, sizedCues);
 }
 
 TEST(WebVTTParser, LineBreaksAcrossBlockBoundaries) {
