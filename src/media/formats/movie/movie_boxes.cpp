@@ -132,10 +132,7 @@ Status EditListBox::Parse(std::span<const uint8_t> payload) {
 
 EditShift InterpretEditList(const std::optional<EditListBox>& editList) {
   EditShift shift;
-  if (!editList || editList->entries.count == 0) {
-    shift.applied = true;
-    return shift;
-  }
+  if (!editList || editList->entries.count == 0) return shift;
   const uint32_t n = editList->entries.count;
   uint64_t empty = 0;
   for (uint32_t i = 0; i + 1 < n; ++i) {
@@ -146,7 +143,6 @@ EditShift InterpretEditList(const std::optional<EditListBox>& editList) {
   }
   EditListBox::Entry last = editList->At(n - 1);
   if (last.mediaTime != 0 || last.rateInteger != 1 || last.rateFraction != 0) return shift;
-  shift.applied = true;
   shift.emptyDuration = empty;
   return shift;
 }

@@ -86,9 +86,8 @@ struct EditListBox {
 // What an edit list does to presentation times. Only these forms change nothing but a constant
 // shift: no edit list, one edit that plays the media from time 0 at normal rate, or empty edits
 // followed by one such edit (the empty edits' total delays every sample). Any other edit list is
-// not applied: its samples keep their media times.
+// not applied: its samples keep their media times, and the shift is 0.
 struct EditShift {
-  bool applied = false;        // the edit list has one of the forms above
   uint64_t emptyDuration = 0;  // in the movie timescale
 };
 EditShift InterpretEditList(const std::optional<EditListBox>& editList);
