@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <limits>
+#include <string_view>
 #include <unordered_map>
-#include <unordered_set>
 
 #include "media/core/cue_text_escape.h"
 
@@ -75,21 +75,13 @@ std::string PlacementSettings(uint8_t style, const TimedTextRegion* region) {
   return settings;
 }
 
-// A character of a paragraph with its style; `collapsible` marks whitespace outside
-// xml:space="preserve", and '\n' with `lineBreak` a line break.
-struct StyledByte {
-  char byte;
-  uint8_t style;
-  bool collapsible;
-  bool lineBreak;
-};
-
 class CueBuilder {
  public:
   explicit CueBuilder(const TimedTextDocument& document) : doc_(document) {}
 
-  Status Build(std::vector<TimedTextCue>* cues, std::string* message) {
+  Status Build(std::vector<TimedTextCue>* cues, std::string* message, TimedTextOpenEnds* openEnds) {
     cues->clear();
+    *openEnds = TimedTextOpenEnds{};
     if (!doc_.hasBody) return kNoErr;
     size_t count = doc_.nodes.size();
     extent_.assign(count, 0);
@@ -108,10 +100,16 @@ class CueBuilder {
     preserve_[0] = doc_.nodes[0].preserveSpace == StyleFlag::kOn;
     region_[0] = &doc_.nodes[0].region;
     for (size_t i = 0; i < count; ++i) PlaceChildren(i);
+    lastTime_ = begin_[0];
+    for (size_t i = 0; i < count; ++i) {
+      for (double t : {begin_[i], end_[i]}) {
+        if (t != kIndefinite && t > lastTime_) lastTime_ = t;
+      }
+    }
     for (size_t i = 0; i < count; ++i) {
       const TimedTextNode& node = doc_.nodes[i];
       if (node.kind != Kind::kParagraph || !(begin_[i] < end_[i])) continue;
-      Status status = BuildParagraph(static_cast<uint32_t>(i), cues, message);
+      Status status = BuildParagraph(static_cast<uint32_t>(i), cues, message, openEnds);
       if (status != kNoErr) return status;
     }
     std::stable_sort(cues->begin(), cues->end(), [](const TimedTextCue& a, const TimedTextCue& b) {
@@ -168,26 +166,27 @@ class CueBuilder {
   // `bits` with the referenced styles applied in order, each after the styles it references.
   uint8_t ResolveReferences(uint8_t bits, const std::vector<std::string>& refs) {
     for (const std::string& id : refs) {
-      std::unordered_set<std::string> visiting;
-      bits = ApplyStyle(bits, id, &visiting);
+      visiting_.clear();
+      bits = ApplyStyle(bits, id);
     }
     return bits;
   }
 
-  uint8_t ApplyStyle(uint8_t bits, const std::string& id,
-                     std::unordered_set<std::string>* visiting) {
+  uint8_t ApplyStyle(uint8_t bits, const std::string& id) {
     auto found = doc_.styles.find(id);
     // A missing style, a reference cycle or an overlong chain adds nothing more.
-    if (found == doc_.styles.end() || visiting->size() >= kMaxStyleChain ||
-        !visiting->insert(id).second) {
+    if (found == doc_.styles.end() || visiting_.size() >= kMaxStyleChain ||
+        std::find(visiting_.begin(), visiting_.end(), &found->first) != visiting_.end()) {
       return bits;
     }
-    for (const std::string& ref : found->second.styleRefs) bits = ApplyStyle(bits, ref, visiting);
-    visiting->erase(id);
+    visiting_.push_back(&found->first);
+    for (const std::string& ref : found->second.styleRefs) bits = ApplyStyle(bits, ref);
+    visiting_.pop_back();
     return Apply(bits, found->second.flags);
   }
 
-  Status BuildParagraph(uint32_t p, std::vector<TimedTextCue>* cues, std::string* message) {
+  Status BuildParagraph(uint32_t p, std::vector<TimedTextCue>* cues, std::string* message,
+                        TimedTextOpenEnds* openEnds) {
     double pBegin = begin_[p], pEnd = end_[p];
     if (size_[p] > kTimedTextMaxParagraphNodes) {
       *message = "the p element at line " + std::to_string(doc_.nodes[p].line) +
@@ -195,7 +194,8 @@ class CueBuilder {
                  " elements and texts";
       return kErrParse;
     }
-    std::vector<double> instants{pBegin, pEnd};
+    std::vector<double>& instants = instants_;
+    instants.assign({pBegin, pEnd});
     CollectInstants(p, pBegin, pEnd, &instants);
     std::sort(instants.begin(), instants.end());
     instants.erase(std::unique(instants.begin(), instants.end()), instants.end());
@@ -205,27 +205,41 @@ class CueBuilder {
                  " times";
       return kErrParse;
     }
+    // A paragraph may last indefinitely as long as nothing is shown at its end. Text that is, is
+    // shown until the document's last time, when that comes after the paragraph begins; nothing
+    // in the paragraph changes later than that.
+    if (pEnd == kIndefinite && instants.size() >= 2) {
+      payload_.clear();
+      Gather(p, instants[instants.size() - 2], kIndefinite);
+      FinishLine();
+      if (!payload_.empty()) {
+        if (!(lastTime_ > pBegin)) {
+          *message = "the p element at line " + std::to_string(doc_.nodes[p].line) +
+                     " is shown but never ends: give it (or an element around it) an end or dur";
+          return kErrParse;
+        }
+        while (instants.back() >= lastTime_) instants.pop_back();
+        instants.push_back(lastTime_);
+        ++openEnds->paragraphs;
+        openEnds->end = lastTime_;
+      }
+    }
     auto region = doc_.regions.find(*region_[p]);
     std::string settings =
         PlacementSettings(style_[p], region == doc_.regions.end() ? nullptr : &region->second);
     bool open = false;  // the last cue of this paragraph can be extended
     for (size_t k = 0; k + 1 < instants.size(); ++k) {
       double from = instants[k], to = instants[k + 1];
-      bytes_.clear();
+      payload_.clear();
       Gather(p, from, to);
-      std::string payload = Render();
-      // A paragraph may last indefinitely as long as nothing is shown at its end.
-      if (to == kIndefinite && !payload.empty()) {
-        *message = "the p element at line " + std::to_string(doc_.nodes[p].line) +
-                   " is shown but never ends: give it (or an element around it) an end or dur";
-        return kErrParse;
-      }
+      FinishLine();
+      const std::string& payload = payload_;
       if (payload.empty()) {
         open = false;
       } else if (open && cues->back().payload == payload) {
         cues->back().end = to;
       } else {
-        cues->push_back({from, to, settings, std::move(payload)});
+        cues->push_back({from, to, settings, payload});
         open = true;
       }
     }
@@ -242,77 +256,100 @@ class CueBuilder {
     }
   }
 
-  // Appends the text of `n`'s subtree that is shown throughout [from, to).
+  // Appends the text of `n`'s subtree that is shown throughout [from, to) to the payload.
   void Gather(uint32_t n, double from, double to) {
     for (uint32_t c : doc_.nodes[n].children) {
       if (!(begin_[c] <= from && end_[c] >= to)) continue;
       const TimedTextNode& child = doc_.nodes[c];
       if (child.kind == Kind::kLineBreak) {
-        bytes_.push_back({'\n', 0, false, true});
+        FinishLine();
       } else if (child.kind == Kind::kText) {
-        for (char b : child.text) {
-          bool space = b == ' ' || b == '\t' || b == '\r' || b == '\n';
-          if (preserve_[c] && b == '\r') continue;
-          bytes_.push_back({b, static_cast<uint8_t>(style_[c] & kRunStyleMask),
-                            space && !preserve_[c], preserve_[c] && b == '\n'});
-        }
+        AppendText(child.text, static_cast<uint8_t>(style_[c] & kRunStyleMask), preserve_[c]);
       } else {
         Gather(c, from, to);
       }
     }
   }
 
-  // The gathered text as a cue payload: whitespace collapsed, lines trimmed, empty lines dropped,
-  // styled runs tagged.
-  std::string Render() const {
-    std::vector<std::vector<StyledByte>> lines(1);
-    for (const StyledByte& b : bytes_) {
-      std::vector<StyledByte>& line = lines.back();
-      if (b.lineBreak) {
-        lines.emplace_back();
-      } else if (b.collapsible) {
-        if (!line.empty() && !line.back().collapsible) line.push_back({' ', b.style, true, false});
-      } else {
-        line.push_back(b);
+  // Adds text to the current line. Outside xml:space="preserve" each stretch of whitespace
+  // becomes one collapsible space; inside it spaces are kept, a CR is dropped and a newline breaks
+  // the line.
+  void AppendText(std::string_view text, uint8_t style, bool preserve) {
+    const char* spaces = preserve ? "\r\n" : " \t\r\n";
+    size_t pos = 0;
+    while (pos < text.size()) {
+      size_t stop = std::min(text.find_first_of(spaces, pos), text.size());
+      AppendKept(text.substr(pos, stop - pos), style);
+      if (stop == text.size()) break;
+      if (preserve) {
+        if (text[stop] == '\n') FinishLine();
+        pos = stop + 1;
+        continue;
       }
+      // A collapsible space never starts a line nor follows another.
+      if (!lineText_.empty() && !endsCollapsible_) {
+        lineText_.push_back(' ');
+        lineStyles_.push_back(static_cast<char>(style));
+        endsCollapsible_ = true;
+      }
+      pos = std::min(text.find_first_not_of(" \t\r\n", stop), text.size());
     }
-    std::string payload;
-    for (std::vector<StyledByte>& line : lines) {
-      while (!line.empty() && line.back().collapsible) line.pop_back();
-      bool blank = std::all_of(line.begin(), line.end(),
-                               [](const StyledByte& b) { return b.byte == ' ' || b.byte == '\t'; });
-      if (blank) continue;
-      if (!payload.empty()) payload.push_back('\n');
-      for (size_t i = 0; i < line.size();) {
+  }
+
+  void AppendKept(std::string_view text, uint8_t style) {
+    if (text.empty()) return;
+    lineText_.append(text);
+    lineStyles_.append(text.size(), static_cast<char>(style));
+    endsCollapsible_ = false;
+  }
+
+  // Adds the current line to the payload and starts a new one: its trailing collapsible space is
+  // dropped, a line left empty or blank is dropped, and styled runs are tagged.
+  void FinishLine() {
+    if (endsCollapsible_) {
+      lineText_.pop_back();
+      lineStyles_.pop_back();
+      endsCollapsible_ = false;
+    }
+    if (lineText_.find_first_not_of(" \t") != std::string::npos) {
+      if (!payload_.empty()) payload_.push_back('\n');
+      for (size_t i = 0; i < lineText_.size();) {
         size_t j = i;
-        std::string run;
-        while (j < line.size() && line[j].style == line[i].style) run.push_back(line[j++].byte);
-        uint8_t style = line[i].style;
-        if (style & kBold) payload += "<b>";
-        if (style & kItalic) payload += "<i>";
-        if (style & kUnderline) payload += "<u>";
-        AppendCueTextEscaped(&payload, run);
-        if (style & kUnderline) payload += "</u>";
-        if (style & kItalic) payload += "</i>";
-        if (style & kBold) payload += "</b>";
+        auto style = static_cast<uint8_t>(lineStyles_[i]);
+        while (j < lineText_.size() && lineStyles_[j] == lineStyles_[i]) ++j;
+        if (style & kBold) payload_ += "<b>";
+        if (style & kItalic) payload_ += "<i>";
+        if (style & kUnderline) payload_ += "<u>";
+        AppendCueTextEscaped(&payload_, std::string_view(lineText_).substr(i, j - i));
+        if (style & kUnderline) payload_ += "</u>";
+        if (style & kItalic) payload_ += "</i>";
+        if (style & kBold) payload_ += "</b>";
         i = j;
       }
     }
-    return payload;
+    lineText_.clear();
+    lineStyles_.clear();
   }
 
   const TimedTextDocument& doc_;
   std::vector<double> extent_, begin_, end_;
+  double lastTime_ = 0;  // the latest finite begin or end in the document
   std::vector<size_t> size_;
   std::vector<uint8_t> style_;
   std::vector<bool> preserve_;
-  std::vector<const std::string*> region_;  // the region name in effect
-  std::vector<StyledByte> bytes_;
+  std::vector<const std::string*> region_;    // the region name in effect
+  std::vector<const std::string*> visiting_;  // the chain of styles being applied
+  std::vector<double> instants_;
+  // The payload being built for one interval, and its current line: its bytes, the style of each
+  // byte, and whether it ends in a collapsible space.
+  std::string payload_, lineText_, lineStyles_;
+  bool endsCollapsible_ = false;
 };
 
 }  // namespace
 
 Status BuildTimedTextCues(const TimedTextDocument& document, std::vector<TimedTextCue>* cues,
-                          std::string* message) {
-  return CueBuilder(document).Build(cues, message);
+                          std::string* message, TimedTextOpenEnds* openEnds) {
+  TimedTextOpenEnds ignored;
+  return CueBuilder(document).Build(cues, message, openEnds != nullptr ? openEnds : &ignored);
 }

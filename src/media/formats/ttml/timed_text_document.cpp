@@ -119,6 +119,8 @@ class DocumentReader {
         XML_ParserCreateNS("UTF-8", kNamespaceSeparator), XML_ParserFree);
     if (!parser) return kMxErrAllocationFailed;
     parser_ = parser.get();
+    bytes_ = bytes;
+    hasCarriageReturn_ = std::memchr(bytes.data(), '\r', bytes.size()) != nullptr;
     XML_SetUserData(parser_, this);
     XML_SetParamEntityParsing(parser_, XML_PARAM_ENTITY_PARSING_NEVER);
     XML_SetStartDoctypeDeclHandler(
@@ -162,7 +164,24 @@ class DocumentReader {
   static constexpr uint32_t kNoNode = UINT32_MAX;
   enum class Place : uint8_t { kRoot, kHead, kStyling, kLayout, kBody };
 
-  uint32_t Line() const { return static_cast<uint32_t>(XML_GetCurrentLineNumber(parser_)); }
+  // The line of the current element. Without CRs, a line ends at each LF and counting them here
+  // is much cheaper than asking the parser, which rescans the text since the last event.
+  uint32_t Line() {
+    XML_Index offset = XML_GetCurrentByteIndex(parser_);
+    if (hasCarriageReturn_ || offset < 0 || static_cast<size_t>(offset) > bytes_.size() ||
+        static_cast<size_t>(offset) < linesCountedTo_) {
+      return static_cast<uint32_t>(XML_GetCurrentLineNumber(parser_));
+    }
+    const char* data = bytes_.data();
+    const char* stop = data + offset;
+    for (const char* p = data + linesCountedTo_;; ++p) {
+      p = static_cast<const char*>(std::memchr(p, '\n', static_cast<size_t>(stop - p)));
+      if (p == nullptr) break;
+      ++linesCounted_;
+    }
+    linesCountedTo_ = static_cast<size_t>(offset);
+    return static_cast<uint32_t>(linesCounted_ + 1);
+  }
 
   void Fail(std::string error) {
     if (error_.empty()) error_ = std::move(error);
@@ -395,6 +414,9 @@ class DocumentReader {
   }
 
   std::string_view fileName_;
+  std::string_view bytes_;
+  bool hasCarriageReturn_ = false;
+  size_t linesCountedTo_ = 0, linesCounted_ = 0;  // LFs before that offset of `bytes_`
   TimedTextDocument* document_;
   XML_Parser parser_ = nullptr;
   std::string error_;
