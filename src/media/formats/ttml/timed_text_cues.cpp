@@ -112,9 +112,10 @@ class CueBuilder {
       Status status = BuildParagraph(static_cast<uint32_t>(i), cues, message, openEnds);
       if (status != kNoErr) return status;
     }
-    std::stable_sort(cues->begin(), cues->end(), [](const TimedTextCue& a, const TimedTextCue& b) {
-      return a.start < b.start;
-    });
+    auto earlier = [](const TimedTextCue& a, const TimedTextCue& b) { return a.start < b.start; };
+    if (!std::is_sorted(cues->begin(), cues->end(), earlier)) {
+      std::stable_sort(cues->begin(), cues->end(), earlier);
+    }
     return kNoErr;
   }
 
@@ -275,31 +276,47 @@ class CueBuilder {
   // becomes one collapsible space; inside it spaces are kept, a CR is dropped and a newline breaks
   // the line.
   void AppendText(std::string_view text, uint8_t style, bool preserve) {
-    const char* spaces = preserve ? "\r\n" : " \t\r\n";
-    size_t pos = 0;
-    while (pos < text.size()) {
-      size_t stop = std::min(text.find_first_of(spaces, pos), text.size());
-      AppendKept(text.substr(pos, stop - pos), style);
-      if (stop == text.size()) break;
-      if (preserve) {
-        if (text[stop] == '\n') FinishLine();
+    size_t pos = 0, size = text.size();
+    if (preserve) {
+      while (pos < size) {
+        size_t stop = pos;
+        while (stop < size && text[stop] != '\n' && text[stop] != '\r') ++stop;
+        AppendKept(text.substr(pos, stop - pos), style);
+        if (stop < size && text[stop] == '\n') FinishLine();
         pos = stop + 1;
+      }
+      return;
+    }
+    auto isSpace = [](char b) { return b == ' ' || b == '\n' || b == '\t' || b == '\r'; };
+    while (pos < size) {
+      if (isSpace(text[pos])) {
+        // A collapsible space never starts a line nor follows another.
+        if (!lineText_.empty() && !endsCollapsible_) {
+          AppendKept(" ", style);
+          endsCollapsible_ = true;
+        }
+        while (pos < size && isSpace(text[pos])) ++pos;
         continue;
       }
-      // A collapsible space never starts a line nor follows another.
-      if (!lineText_.empty() && !endsCollapsible_) {
-        lineText_.push_back(' ');
-        lineStyles_.push_back(static_cast<char>(style));
-        endsCollapsible_ = true;
+      // Words with single spaces between them are taken as they are.
+      size_t start = pos, end = pos;
+      while (pos < size) {
+        if (!isSpace(text[pos])) {
+          end = ++pos;
+        } else if (text[pos] == ' ' && pos + 1 < size && !isSpace(text[pos + 1])) {
+          ++pos;
+        } else {
+          break;
+        }
       }
-      pos = std::min(text.find_first_not_of(" \t\r\n", stop), text.size());
+      AppendKept(text.substr(start, end - start), style);
     }
   }
 
   void AppendKept(std::string_view text, uint8_t style) {
     if (text.empty()) return;
+    if (runs_.empty() || runs_.back().style != style) runs_.push_back({lineText_.size(), style});
     lineText_.append(text);
-    lineStyles_.append(text.size(), static_cast<char>(style));
     endsCollapsible_ = false;
   }
 
@@ -308,27 +325,26 @@ class CueBuilder {
   void FinishLine() {
     if (endsCollapsible_) {
       lineText_.pop_back();
-      lineStyles_.pop_back();
+      if (runs_.back().start == lineText_.size()) runs_.pop_back();
       endsCollapsible_ = false;
     }
     if (lineText_.find_first_not_of(" \t") != std::string::npos) {
       if (!payload_.empty()) payload_.push_back('\n');
-      for (size_t i = 0; i < lineText_.size();) {
-        size_t j = i;
-        auto style = static_cast<uint8_t>(lineStyles_[i]);
-        while (j < lineText_.size() && lineStyles_[j] == lineStyles_[i]) ++j;
+      for (size_t r = 0; r < runs_.size(); ++r) {
+        size_t end = r + 1 < runs_.size() ? runs_[r + 1].start : lineText_.size();
+        uint8_t style = runs_[r].style;
         if (style & kBold) payload_ += "<b>";
         if (style & kItalic) payload_ += "<i>";
         if (style & kUnderline) payload_ += "<u>";
-        AppendCueTextEscaped(&payload_, std::string_view(lineText_).substr(i, j - i));
+        AppendCueTextEscaped(
+            &payload_, std::string_view(lineText_).substr(runs_[r].start, end - runs_[r].start));
         if (style & kUnderline) payload_ += "</u>";
         if (style & kItalic) payload_ += "</i>";
         if (style & kBold) payload_ += "</b>";
-        i = j;
       }
     }
     lineText_.clear();
-    lineStyles_.clear();
+    runs_.clear();
   }
 
   const TimedTextDocument& doc_;
@@ -340,9 +356,14 @@ class CueBuilder {
   std::vector<const std::string*> region_;    // the region name in effect
   std::vector<const std::string*> visiting_;  // the chain of styles being applied
   std::vector<double> instants_;
-  // The payload being built for one interval, and its current line: its bytes, the style of each
-  // byte, and whether it ends in a collapsible space.
-  std::string payload_, lineText_, lineStyles_;
+  // The payload being built for one interval, and its current line: its bytes, where each run of
+  // one style starts, and whether it ends in a collapsible space.
+  struct Run {
+    size_t start;
+    uint8_t style;
+  };
+  std::string payload_, lineText_;
+  std::vector<Run> runs_;
   bool endsCollapsible_ = false;
 };
 

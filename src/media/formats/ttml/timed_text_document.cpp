@@ -121,6 +121,16 @@ class DocumentReader {
     parser_ = parser.get();
     bytes_ = bytes;
     hasCarriageReturn_ = std::memchr(bytes.data(), '\r', bytes.size()) != nullptr;
+    // A node is an element or a text, each after a '<': room for that many saves moving the
+    // nodes as they are added (up to a bound, past which they grow as usual).
+    constexpr size_t kReservedNodes = size_t{1} << 16;
+    size_t tags = 0;
+    for (const char *p = bytes.data(), *end = p + bytes.size(); tags < kReservedNodes;
+         ++p, ++tags) {
+      p = static_cast<const char*>(std::memchr(p, '<', static_cast<size_t>(end - p)));
+      if (p == nullptr) break;
+    }
+    document_->nodes.reserve(tags);
     XML_SetUserData(parser_, this);
     XML_SetParamEntityParsing(parser_, XML_PARAM_ENTITY_PARSING_NEVER);
     XML_SetStartDoctypeDeclHandler(
@@ -366,7 +376,8 @@ class DocumentReader {
   uint32_t AddNode(Kind kind, const XML_Char** attributes) {
     uint32_t index = NewNode();
     if (index == kNoNode) return kNoNode;
-    TimedTextNode node;
+    // Filled in place: nothing is added to the nodes until it is complete.
+    TimedTextNode& node = document_->nodes[index];
     node.kind = kind;
     node.line = Line();
     for (const XML_Char** a = attributes; *a != nullptr; a += 2) {
@@ -404,7 +415,6 @@ class DocumentReader {
         ReadStyleAttribute(attribute.local, value, &node.inlineStyle);
       }
     }
-    document_->nodes[index] = std::move(node);
     if (kind == Kind::kBody) {
       document_->hasBody = true;
     } else {
