@@ -296,7 +296,7 @@ class DocumentReader {
     uint32_t index = NewNode();
     if (index == kNoNode) return;
     document_->nodes[index].text.assign(text);
-    document_->nodes[parentIndex].children.push_back(index);
+    AddChild(parentIndex, index);
   }
 
   void Skip() { skipFrom_ = depth_; }
@@ -364,6 +364,14 @@ class DocumentReader {
     if (!id.empty()) document_->regions.insert_or_assign(std::move(id), region);
   }
 
+  void AddChild(uint32_t parent, uint32_t child) {
+    std::vector<uint32_t>& children = document_->nodes[parent].children;
+    // The smallest block the allocator hands out holds six, so a paragraph's first few children
+    // cost one allocation rather than three.
+    if (children.empty()) children.reserve(6);
+    children.push_back(child);
+  }
+
   uint32_t NewNode() {
     if (document_->nodes.size() >= kTimedTextMaxNodes) {
       Fail("more than " + std::to_string(kTimedTextMaxNodes) + " elements and texts in the body");
@@ -418,7 +426,7 @@ class DocumentReader {
     if (kind == Kind::kBody) {
       document_->hasBody = true;
     } else {
-      document_->nodes[nodes_.back()].children.push_back(index);
+      AddChild(nodes_.back(), index);
     }
     return index;
   }
