@@ -129,6 +129,9 @@ TEST(TimedTextCues, IndefiniteEnds) {
        "><div><p begin='1s' end='2s'>a</p><p begin='2s'>b</p></div>",
        "error: the p element at line 4 is shown but never ends: give it (or an element around it) "
        "an end or dur"},
+      {"lines counted over CR LF and a lone CR", ">\r\n<div>\r<p begin='2s'>b</p></div>",
+       "error: the p element at line 6 is shown but never ends: give it (or an element around it) "
+       "an end or dur"},
       {"a document without any time", " timeContainer='seq'><div><p>a</p></div>",
        "error: the p element at line 4 is shown but never ends: give it (or an element around it) "
        "an end or dur"},
