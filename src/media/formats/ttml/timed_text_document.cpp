@@ -123,7 +123,7 @@ class DocumentReader {
     hasCarriageReturn_ = std::memchr(bytes.data(), '\r', bytes.size()) != nullptr;
     // A node is an element or a text, each after a '<': room for that many saves moving the
     // nodes as they are added (up to a bound, past which they grow as usual).
-    constexpr size_t kReservedNodes = size_t{1} << 16;
+    constexpr size_t kReservedNodes = size_t{1} << 18;
     size_t tags = 0;
     for (const char *p = bytes.data(), *end = p + bytes.size(); tags < kReservedNodes;
          ++p, ++tags) {
