@@ -120,12 +120,12 @@ class DocumentReader {
     if (!parser) return kMxErrAllocationFailed;
     parser_ = parser.get();
     bytes_ = bytes;
-    hasCarriageReturn_ = std::memchr(bytes.data(), '\r', bytes.size()) != nullptr;
+    hasCarriageReturn_ = !bytes.empty() && std::memchr(bytes.data(), '\r', bytes.size()) != nullptr;
     // A node is an element or a text, each after a '<': room for that many saves moving the
     // nodes as they are added (up to a bound, past which they grow as usual).
     constexpr size_t kReservedNodes = size_t{1} << 18;
     size_t tags = 0;
-    for (const char *p = bytes.data(), *end = p + bytes.size(); tags < kReservedNodes;
+    for (const char *p = bytes.data(), *end = p + bytes.size(); p != end && tags < kReservedNodes;
          ++p, ++tags) {
       p = static_cast<const char*>(std::memchr(p, '<', static_cast<size_t>(end - p)));
       if (p == nullptr) break;
@@ -184,7 +184,7 @@ class DocumentReader {
     }
     const char* data = bytes_.data();
     const char* stop = data + offset;
-    for (const char* p = data + linesCountedTo_;; ++p) {
+    for (const char* p = data + linesCountedTo_; p != stop; ++p) {
       p = static_cast<const char*>(std::memchr(p, '\n', static_cast<size_t>(stop - p)));
       if (p == nullptr) break;
       ++linesCounted_;
@@ -384,7 +384,7 @@ class DocumentReader {
   uint32_t AddNode(Kind kind, const XML_Char** attributes) {
     uint32_t index = NewNode();
     if (index == kNoNode) return kNoNode;
-    // Filled in place: nothing is added to the nodes until it is complete.
+    // Filled in place: no node is added while it is, so the reference holds.
     TimedTextNode& node = document_->nodes[index];
     node.kind = kind;
     node.line = Line();
