@@ -19,7 +19,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     return 0;
   }
   std::vector<TimedTextCue> cues;
-  if (BuildTimedTextCues(document, &cues, &message) != kNoErr) {
+  TimedTextOpenEnds openEnds;
+  if (BuildTimedTextCues(document, &cues, &message, &openEnds) != kNoErr) {
     if (message.empty()) abort();
     return 0;
   }
@@ -27,6 +28,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const TimedTextCue& cue = cues[i];
     if (!std::isfinite(cue.end) || !(cue.start < cue.end) || cue.start < 0) abort();
     if (i > 0 && cues[i - 1].start > cue.start) abort();
+    // Text without an end is cut at the document's last time, and no cue ends after that.
+    if (openEnds.paragraphs != 0 && cue.end > openEnds.end) abort();
     if (cue.settings.find_first_of("\r\n") != std::string::npos ||
         cue.settings.find("-->") != std::string::npos) {
       abort();

@@ -80,9 +80,10 @@ Status RunTimedTextSource(const RunSettings& settings, const RunEnvironment& env
   TimedTextDocument document;
   std::vector<TimedTextCue> cues;
   std::string message;
+  TimedTextOpenEnds openEnds;
   status = ReadTimedTextDocument(bytes, source, &document, &message);
   if (status == kNoErr) {
-    status = BuildTimedTextCues(document, &cues, &message);
+    status = BuildTimedTextCues(document, &cues, &message, &openEnds);
     if (status != kNoErr) message = std::string(source) + ": " + message;
   }
   if (status != kNoErr) {
@@ -103,6 +104,17 @@ Status RunTimedTextSource(const RunSettings& settings, const RunEnvironment& env
     }
     status = StoreCue(&store, start, end, cue);
     if (status != kNoErr) return status;
+  }
+  if (openEnds.paragraphs != 0) {
+    auto ms = static_cast<uint64_t>(Milliseconds(openEnds.end) * 1000 + 0.5);
+    OutputMessage(0,
+                  "%s: %zu paragraph%s shown without an end, ended at %02llu:%02llu:%02llu.%03llu "
+                  "(the last time in the document)",
+                  source, openEnds.paragraphs, openEnds.paragraphs == 1 ? "" : "s",
+                  static_cast<unsigned long long>(ms / 3600000),
+                  static_cast<unsigned long long>(ms / 60000 % 60),
+                  static_cast<unsigned long long>(ms / 1000 % 60),
+                  static_cast<unsigned long long>(ms % 1000));
   }
   if (store.empty()) OutputMessage(1, "%s: no cues found in the timed-text document", source);
   return ScheduleCuesInto(

@@ -67,6 +67,23 @@ TEST(TimedTextSource, SameOutputAsTheSameCuesFromWebVTT) {
   }
 }
 
+TEST(TimedTextSource, TextWithoutAnEndIsShownUntilTheLastTimeWithAWarning) {
+  ScratchDir dir;
+  RunResult result =
+      RunOn(dir, "in.ttml",
+            "<tt xmlns='http://www.w3.org/ns/ttml'><body><div><p begin='1s'>a</p><p begin='2s'>b"
+            "</p><p begin='3s' end='4.5s'>c</p></div></body></tt>",
+            {"-t", "10"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.out.find("in.ttml: 2 paragraphs shown without an end, ended at 00:00:04.500 "
+                            "(the last time in the document)"),
+            std::string::npos)
+      << result.out;
+  EXPECT_NE(ReadFile(dir / "out/fileSequence0.webvtt")
+                .find("00:00:01.000 --> 00:00:04.500\na\n\n00:00:02.000 --> 00:00:04.500\nb\n\n"),
+            std::string::npos);
+}
+
 TEST(TimedTextSource, RefusedSourcesLeaveNothingBehind) {
   struct Case {
     const char* name;

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <limits>
+#include <string_view>
 #include <unordered_map>
-#include <unordered_set>
 
 #include "media/core/cue_text_escape.h"
 
@@ -84,21 +84,13 @@ std::string PlacementSettings(uint8_t style, const TimedTextRegion* region) {
   return settings;
 }
 
-// A character of a paragraph with its style; `collapsible` marks whitespace outside
-// xml:space="preserve", and '\n' with `lineBreak` a line break.
-struct StyledByte {
-  char byte;
-  uint8_t style;
-  bool collapsible;
-  bool lineBreak;
-};
-
 class CueBuilder {
  public:
   explicit CueBuilder(const TimedTextDocument& document) : doc_(document) {}
 
-  Status Build(std::vector<TimedTextCue>* cues, std::string* message) {
+  Status Build(std::vector<TimedTextCue>* cues, std::string* message, TimedTextOpenEnds* openEnds) {
     cues->clear();
+    *openEnds = TimedTextOpenEnds{};
     if (!doc_.hasBody) return kNoErr;
     size_t count = doc_.nodes.size();
     extent_.assign(count, 0);
@@ -117,15 +109,22 @@ class CueBuilder {
     preserve_[0] = doc_.nodes[0].preserveSpace == StyleFlag::kOn;
     region_[0] = &doc_.nodes[0].region;
     for (size_t i = 0; i < count; ++i) PlaceChildren(i);
+    lastTime_ = begin_[0];
+    for (size_t i = 0; i < count; ++i) {
+      for (double t : {begin_[i], end_[i]}) {
+        if (t != kIndefinite && t > lastTime_) lastTime_ = t;
+      }
+    }
     for (size_t i = 0; i < count; ++i) {
       const TimedTextNode& node = doc_.nodes[i];
       if (node.kind != Kind::kParagraph || !(begin_[i] < end_[i])) continue;
-      Status status = BuildParagraph(static_cast<uint32_t>(i), cues, message);
+      Status status = BuildParagraph(static_cast<uint32_t>(i), cues, message, openEnds);
       if (status != kNoErr) return status;
     }
-    std::stable_sort(cues->begin(), cues->end(), [](const TimedTextCue& a, const TimedTextCue& b) {
-      return a.start < b.start;
-    });
+    auto earlier = [](const TimedTextCue& a, const TimedTextCue& b) { return a.start < b.start; };
+    if (!std::is_sorted(cues->begin(), cues->end(), earlier)) {
+      std::stable_sort(cues->begin(), cues->end(), earlier);
+    }
     return kNoErr;
   }
 
@@ -181,28 +180,27 @@ class CueBuilder {
   // `flags` with the referenced styles over them in order, each over the styles it references.
   TextStyleFlags ResolveReferences(TextStyleFlags flags, const std::vector<std::string>& refs) {
     for (const std::string& id : refs) {
-      std::unordered_set<std::string> visiting;
-      flags = ApplyStyle(flags, id, &visiting);
+      visiting_.clear();
+      flags = ApplyStyle(flags, id);
     }
     return flags;
   }
 
-  TextStyleFlags ApplyStyle(TextStyleFlags flags, const std::string& id,
-                            std::unordered_set<std::string>* visiting) {
+  TextStyleFlags ApplyStyle(TextStyleFlags flags, const std::string& id) {
     auto found = doc_.styles.find(id);
     // A missing style, a reference cycle or an overlong chain adds nothing more.
-    if (found == doc_.styles.end() || visiting->size() >= kMaxStyleChain ||
-        !visiting->insert(id).second) {
+    if (found == doc_.styles.end() || visiting_.size() >= kMaxStyleChain ||
+        std::find(visiting_.begin(), visiting_.end(), &found->first) != visiting_.end()) {
       return flags;
     }
-    for (const std::string& ref : found->second.styleRefs) {
-      flags = ApplyStyle(flags, ref, visiting);
-    }
-    visiting->erase(id);
+    visiting_.push_back(&found->first);
+    for (const std::string& ref : found->second.styleRefs) flags = ApplyStyle(flags, ref);
+    visiting_.pop_back();
     return Compose(flags, found->second.flags);
   }
 
-  Status BuildParagraph(uint32_t p, std::vector<TimedTextCue>* cues, std::string* message) {
+  Status BuildParagraph(uint32_t p, std::vector<TimedTextCue>* cues, std::string* message,
+                        TimedTextOpenEnds* openEnds) {
     double pBegin = begin_[p], pEnd = end_[p];
     if (size_[p] > kTimedTextMaxParagraphNodes) {
       *message = "the p element at line " + std::to_string(doc_.nodes[p].line) +
@@ -210,7 +208,8 @@ class CueBuilder {
                  " elements and texts";
       return kErrParse;
     }
-    std::vector<double> instants{pBegin, pEnd};
+    std::vector<double>& instants = instants_;
+    instants.assign({pBegin, pEnd});
     CollectInstants(p, pBegin, pEnd, &instants);
     std::sort(instants.begin(), instants.end());
     instants.erase(std::unique(instants.begin(), instants.end()), instants.end());
@@ -229,25 +228,39 @@ class CueBuilder {
       regionStyle_ =
           Apply(regionStyle_, Compose(ResolveReferences({}, region->styleRefs), region->flags));
     }
+    // A paragraph may last indefinitely as long as nothing is shown at its end. Text that is, is
+    // shown until the document's last time, when that comes after the paragraph begins; nothing
+    // in the paragraph changes later than that.
+    if (pEnd == kIndefinite && instants.size() >= 2) {
+      payload_.clear();
+      Gather(p, instants[instants.size() - 2], kIndefinite);
+      FinishLine();
+      if (!payload_.empty()) {
+        if (!(lastTime_ > pBegin)) {
+          *message = "the p element at line " + std::to_string(doc_.nodes[p].line) +
+                     " is shown but never ends: give it (or an element around it) an end or dur";
+          return kErrParse;
+        }
+        while (instants.back() >= lastTime_) instants.pop_back();
+        instants.push_back(lastTime_);
+        ++openEnds->paragraphs;
+        openEnds->end = lastTime_;
+      }
+    }
     std::string settings = PlacementSettings(Apply(regionStyle_, style_[p]), region);
     bool open = false;  // the last cue of this paragraph can be extended
     for (size_t k = 0; k + 1 < instants.size(); ++k) {
       double from = instants[k], to = instants[k + 1];
-      bytes_.clear();
+      payload_.clear();
       Gather(p, from, to);
-      std::string payload = Render();
-      // A paragraph may last indefinitely as long as nothing is shown at its end.
-      if (to == kIndefinite && !payload.empty()) {
-        *message = "the p element at line " + std::to_string(doc_.nodes[p].line) +
-                   " is shown but never ends: give it (or an element around it) an end or dur";
-        return kErrParse;
-      }
+      FinishLine();
+      const std::string& payload = payload_;
       if (payload.empty()) {
         open = false;
       } else if (open && cues->back().payload == payload) {
         cues->back().end = to;
       } else {
-        cues->push_back({from, to, settings, std::move(payload)});
+        cues->push_back({from, to, settings, payload});
         open = true;
       }
     }
@@ -264,81 +277,122 @@ class CueBuilder {
     }
   }
 
-  // Appends the text of `n`'s subtree that is shown throughout [from, to).
+  // Appends the text of `n`'s subtree that is shown throughout [from, to) to the payload.
   void Gather(uint32_t n, double from, double to) {
     for (uint32_t c : doc_.nodes[n].children) {
       if (!(begin_[c] <= from && end_[c] >= to)) continue;
       const TimedTextNode& child = doc_.nodes[c];
       if (child.kind == Kind::kLineBreak) {
-        bytes_.push_back({'\n', 0, false, true});
+        FinishLine();
       } else if (child.kind == Kind::kText) {
-        auto style = static_cast<uint8_t>(Apply(regionStyle_, style_[c]) & kRunStyleMask);
-        for (char b : child.text) {
-          bool space = b == ' ' || b == '\t' || b == '\r' || b == '\n';
-          if (preserve_[c] && b == '\r') continue;
-          bytes_.push_back({b, style, space && !preserve_[c], preserve_[c] && b == '\n'});
-        }
+        AppendText(child.text, static_cast<uint8_t>(Apply(regionStyle_, style_[c]) & kRunStyleMask),
+                   preserve_[c]);
       } else {
         Gather(c, from, to);
       }
     }
   }
 
-  // The gathered text as a cue payload: whitespace collapsed, lines trimmed, empty lines dropped,
-  // styled runs tagged.
-  std::string Render() const {
-    std::vector<std::vector<StyledByte>> lines(1);
-    for (const StyledByte& b : bytes_) {
-      std::vector<StyledByte>& line = lines.back();
-      if (b.lineBreak) {
-        lines.emplace_back();
-      } else if (b.collapsible) {
-        // Whitespace is dropped at the start of a line and after a space, kept or not.
-        if (!line.empty() && line.back().byte != ' ' && line.back().byte != '\t') {
-          line.push_back({' ', b.style, true, false});
+  // Adds text to the current line. Outside xml:space="preserve" each stretch of whitespace
+  // becomes one collapsible space; inside it spaces are kept, a CR is dropped and a newline breaks
+  // the line.
+  void AppendText(std::string_view text, uint8_t style, bool preserve) {
+    size_t pos = 0, size = text.size();
+    if (preserve) {
+      while (pos < size) {
+        size_t stop = pos;
+        while (stop < size && text[stop] != '\n' && text[stop] != '\r') ++stop;
+        AppendKept(text.substr(pos, stop - pos), style);
+        if (stop < size && text[stop] == '\n') FinishLine();
+        pos = stop + 1;
+      }
+      return;
+    }
+    auto isSpace = [](char b) { return b == ' ' || b == '\n' || b == '\t' || b == '\r'; };
+    while (pos < size) {
+      if (isSpace(text[pos])) {
+        // A collapsible space never starts a line nor follows a space, kept or not.
+        if (!lineText_.empty() && lineText_.back() != ' ' && lineText_.back() != '\t') {
+          AppendKept(" ", style);
+          endsCollapsible_ = true;
         }
-      } else {
-        line.push_back(b);
+        while (pos < size && isSpace(text[pos])) ++pos;
+        continue;
+      }
+      // Words with single spaces between them are taken as they are.
+      size_t start = pos, end = pos;
+      while (pos < size) {
+        if (!isSpace(text[pos])) {
+          end = ++pos;
+        } else if (text[pos] == ' ' && pos + 1 < size && !isSpace(text[pos + 1])) {
+          ++pos;
+        } else {
+          break;
+        }
+      }
+      AppendKept(text.substr(start, end - start), style);
+    }
+  }
+
+  void AppendKept(std::string_view text, uint8_t style) {
+    if (text.empty()) return;
+    if (runs_.empty() || runs_.back().style != style) runs_.push_back({lineText_.size(), style});
+    lineText_.append(text);
+    endsCollapsible_ = false;
+  }
+
+  // Adds the current line to the payload and starts a new one: its trailing collapsible space is
+  // dropped, a line left empty or blank is dropped, and styled runs are tagged.
+  void FinishLine() {
+    if (endsCollapsible_) {
+      lineText_.pop_back();
+      if (runs_.back().start == lineText_.size()) runs_.pop_back();
+      endsCollapsible_ = false;
+    }
+    if (lineText_.find_first_not_of(" \t") != std::string::npos) {
+      if (!payload_.empty()) payload_.push_back('\n');
+      for (size_t r = 0; r < runs_.size(); ++r) {
+        size_t end = r + 1 < runs_.size() ? runs_[r + 1].start : lineText_.size();
+        uint8_t style = runs_[r].style;
+        if (style & kBold) payload_ += "<b>";
+        if (style & kItalic) payload_ += "<i>";
+        if (style & kUnderline) payload_ += "<u>";
+        AppendCueTextEscaped(
+            &payload_, std::string_view(lineText_).substr(runs_[r].start, end - runs_[r].start));
+        if (style & kUnderline) payload_ += "</u>";
+        if (style & kItalic) payload_ += "</i>";
+        if (style & kBold) payload_ += "</b>";
       }
     }
-    std::string payload;
-    for (std::vector<StyledByte>& line : lines) {
-      while (!line.empty() && line.back().collapsible) line.pop_back();
-      bool blank = std::all_of(line.begin(), line.end(),
-                               [](const StyledByte& b) { return b.byte == ' ' || b.byte == '\t'; });
-      if (blank) continue;
-      if (!payload.empty()) payload.push_back('\n');
-      for (size_t i = 0; i < line.size();) {
-        size_t j = i;
-        std::string run;
-        while (j < line.size() && line[j].style == line[i].style) run.push_back(line[j++].byte);
-        uint8_t style = line[i].style;
-        if (style & kBold) payload += "<b>";
-        if (style & kItalic) payload += "<i>";
-        if (style & kUnderline) payload += "<u>";
-        AppendCueTextEscaped(&payload, run);
-        if (style & kUnderline) payload += "</u>";
-        if (style & kItalic) payload += "</i>";
-        if (style & kBold) payload += "</b>";
-        i = j;
-      }
-    }
-    return payload;
+    lineText_.clear();
+    runs_.clear();
   }
 
   const TimedTextDocument& doc_;
   std::vector<double> extent_, begin_, end_;
+  double lastTime_ = 0;  // the latest finite begin or end in the document
   std::vector<size_t> size_;
   std::vector<TextStyleFlags> style_;  // the styles given along the way from the body
   uint8_t regionStyle_ = 0;            // what the paragraph being built inherits from its region
   std::vector<bool> preserve_;
-  std::vector<const std::string*> region_;  // the region name in effect
-  std::vector<StyledByte> bytes_;
+  std::vector<const std::string*> region_;    // the region name in effect
+  std::vector<const std::string*> visiting_;  // the chain of styles being applied
+  std::vector<double> instants_;
+  // The payload being built for one interval, and its current line: its bytes, where each run of
+  // one style starts, and whether it ends in a collapsible space.
+  struct Run {
+    size_t start;
+    uint8_t style;
+  };
+  std::string payload_, lineText_;
+  std::vector<Run> runs_;
+  bool endsCollapsible_ = false;
 };
 
 }  // namespace
 
 Status BuildTimedTextCues(const TimedTextDocument& document, std::vector<TimedTextCue>* cues,
-                          std::string* message) {
-  return CueBuilder(document).Build(cues, message);
+                          std::string* message, TimedTextOpenEnds* openEnds) {
+  TimedTextOpenEnds ignored;
+  return CueBuilder(document).Build(cues, message, openEnds != nullptr ? openEnds : &ignored);
 }

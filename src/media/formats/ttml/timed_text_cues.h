@@ -36,7 +36,18 @@ struct TimedTextCue {
   std::string payload;
 };
 
-// The cues sorted by start time (paragraphs starting together in document order). A paragraph
-// whose text is shown but never ends is refused with kErrParse and `*message` naming its line.
+// The paragraphs whose text was still shown when their indefinite end was cut, and where.
+struct TimedTextOpenEnds {
+  size_t paragraphs = 0;
+  double end = 0;  // seconds
+};
+
+// The cues sorted by start time (paragraphs starting together in document order).
+//
+// Text shown without an end (no end or dur on its paragraph or around it) is shown until the
+// document's last time, the latest begin or end that any element of it resolves to; such
+// paragraphs are counted in `*openEnds` when it is given. A paragraph whose text is shown without
+// an end and which begins at or after that time is refused with kErrParse and `*message` naming
+// its line.
 Status BuildTimedTextCues(const TimedTextDocument& document, std::vector<TimedTextCue>* cues,
-                          std::string* message);
+                          std::string* message, TimedTextOpenEnds* openEnds = nullptr);

@@ -119,6 +119,18 @@ class DocumentReader {
         XML_ParserCreateNS("UTF-8", kNamespaceSeparator), XML_ParserFree);
     if (!parser) return kMxErrAllocationFailed;
     parser_ = parser.get();
+    bytes_ = bytes;
+    hasCarriageReturn_ = !bytes.empty() && std::memchr(bytes.data(), '\r', bytes.size()) != nullptr;
+    // A node is an element or a text, each after a '<': room for that many saves moving the
+    // nodes as they are added (up to a bound, past which they grow as usual).
+    constexpr size_t kReservedNodes = size_t{1} << 18;
+    size_t tags = 0;
+    for (const char *p = bytes.data(), *end = p + bytes.size(); p != end && tags < kReservedNodes;
+         ++p, ++tags) {
+      p = static_cast<const char*>(std::memchr(p, '<', static_cast<size_t>(end - p)));
+      if (p == nullptr) break;
+    }
+    document_->nodes.reserve(tags);
     XML_SetUserData(parser_, this);
     XML_SetParamEntityParsing(parser_, XML_PARAM_ENTITY_PARSING_NEVER);
     XML_SetStartDoctypeDeclHandler(
@@ -162,7 +174,24 @@ class DocumentReader {
   static constexpr uint32_t kNoNode = UINT32_MAX;
   enum class Place : uint8_t { kRoot, kHead, kStyling, kLayout, kRegion, kBody };
 
-  uint32_t Line() const { return static_cast<uint32_t>(XML_GetCurrentLineNumber(parser_)); }
+  // The line of the current element. Without CRs, a line ends at each LF and counting them here
+  // is much cheaper than asking the parser, which rescans the text since the last event.
+  uint32_t Line() {
+    XML_Index offset = XML_GetCurrentByteIndex(parser_);
+    if (hasCarriageReturn_ || offset < 0 || static_cast<size_t>(offset) > bytes_.size() ||
+        static_cast<size_t>(offset) < linesCountedTo_) {
+      return static_cast<uint32_t>(XML_GetCurrentLineNumber(parser_));
+    }
+    const char* data = bytes_.data();
+    const char* stop = data + offset;
+    for (const char* p = data + linesCountedTo_; p != stop; ++p) {
+      p = static_cast<const char*>(std::memchr(p, '\n', static_cast<size_t>(stop - p)));
+      if (p == nullptr) break;
+      ++linesCounted_;
+    }
+    linesCountedTo_ = static_cast<size_t>(offset);
+    return static_cast<uint32_t>(linesCounted_ + 1);
+  }
 
   void Fail(std::string error) {
     if (error_.empty()) error_ = std::move(error);
@@ -272,7 +301,7 @@ class DocumentReader {
     uint32_t index = NewNode();
     if (index == kNoNode) return;
     document_->nodes[index].text.assign(text);
-    document_->nodes[parentIndex].children.push_back(index);
+    AddChild(parentIndex, index);
   }
 
   void Skip() { skipFrom_ = depth_; }
@@ -376,6 +405,14 @@ class DocumentReader {
     if (flags.textAlign == TextAlign::kInherit) flags.textAlign = nested.textAlign;
   }
 
+  void AddChild(uint32_t parent, uint32_t child) {
+    std::vector<uint32_t>& children = document_->nodes[parent].children;
+    // The smallest block the allocator hands out holds six, so a paragraph's first few children
+    // cost one allocation rather than three.
+    if (children.empty()) children.reserve(6);
+    children.push_back(child);
+  }
+
   uint32_t NewNode() {
     if (document_->nodes.size() >= kTimedTextMaxNodes) {
       Fail("more than " + std::to_string(kTimedTextMaxNodes) + " elements and texts in the body");
@@ -388,7 +425,8 @@ class DocumentReader {
   uint32_t AddNode(Kind kind, const XML_Char** attributes) {
     uint32_t index = NewNode();
     if (index == kNoNode) return kNoNode;
-    TimedTextNode node;
+    // Filled in place: no node is added while it is, so the reference holds.
+    TimedTextNode& node = document_->nodes[index];
     node.kind = kind;
     node.line = Line();
     for (const XML_Char** a = attributes; *a != nullptr; a += 2) {
@@ -426,19 +464,21 @@ class DocumentReader {
         ReadStyleAttribute(attribute.local, value, &node.inlineStyle);
       }
     }
-    document_->nodes[index] = std::move(node);
     if (kind == Kind::kBody) {
       document_->hasBody = true;
       // The body inherits the root's whitespace handling.
       TimedTextNode& body = document_->nodes[index];
       if (body.preserveSpace == StyleFlag::kInherit) body.preserveSpace = rootPreserveSpace_;
     } else {
-      document_->nodes[nodes_.back()].children.push_back(index);
+      AddChild(nodes_.back(), index);
     }
     return index;
   }
 
   std::string_view fileName_;
+  std::string_view bytes_;
+  bool hasCarriageReturn_ = false;
+  size_t linesCountedTo_ = 0, linesCounted_ = 0;  // LFs before that offset of `bytes_`
   TimedTextDocument* document_;
   XML_Parser parser_ = nullptr;
   std::string error_;

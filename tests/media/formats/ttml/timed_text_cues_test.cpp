@@ -16,13 +16,15 @@ std::string Document(const std::string& rootAttributes, const std::string& head,
          rootAttributes + ">\n<head>" + head + "</head>\n<body" + body + "</body></tt>\n";
 }
 
-// The cues as "start-end {settings} payload" lines, times in milliseconds; or "error: <message>".
+// The cues as "start-end {settings} payload" lines, times in milliseconds, then "N cut at T"
+// when paragraphs shown without an end were cut; or "error: <message>".
 std::string Cues(const std::string& xml) {
   TimedTextDocument document;
   std::vector<TimedTextCue> cues;
   std::string message;
+  TimedTextOpenEnds openEnds;
   if (ReadTimedTextDocument(xml, "in.ttml", &document, &message) != kNoErr ||
-      BuildTimedTextCues(document, &cues, &message) != kNoErr) {
+      BuildTimedTextCues(document, &cues, &message, &openEnds) != kNoErr) {
     return "error: " + message;
   }
   std::string out;
@@ -30,6 +32,10 @@ std::string Cues(const std::string& xml) {
     char times[64];
     std::snprintf(times, sizeof times, "%.0f-%.0f ", cue.start * 1000, cue.end * 1000);
     out += times + (cue.settings.empty() ? "" : "{" + cue.settings + "} ") + cue.payload + "\n";
+  }
+  if (openEnds.paragraphs != 0) {
+    out += std::to_string(openEnds.paragraphs) + " cut at " +
+           std::to_string(static_cast<long>(openEnds.end * 1000)) + "\n";
   }
   return out;
 }
@@ -92,6 +98,46 @@ TEST(TimedTextCues, Timing) {
   };
   for (const Case& c : cases) {
     EXPECT_EQ(Cues(Document(c.root, "", c.body)), c.want) << c.name;
+  }
+}
+
+// Text shown without an end lasts until the document's last time, or is refused when it begins
+// no earlier than that.
+TEST(TimedTextCues, IndefiniteEnds) {
+  struct Case {
+    const char* name;
+    const char* body;  // from just after "<body"
+    const char* want;
+  };
+  const Case cases[] = {
+      {"paragraphs with only a begin end at the latest end",
+       "><div><p begin='0s'>a</p>"
+       "<p begin='1s'>b</p><p begin='2s' end='5s'>c</p></div>",
+       "0-5000 a\n1000-5000 b\n2000-5000 c\n2 cut at 5000\n"},
+      {"the last time can be a begin, and timed spans split the cut paragraph",
+       "><div><p begin='1s'>A <span begin='2s'>B</span></p><p begin='3s' dur='1s'>c</p></div>",
+       "1000-3000 A\n3000-4000 A B\n3000-4000 c\n1 cut at 4000\n"},
+      {"a span beginning at the last time is not shown",
+       "><div><p>A<span begin='2s'>B</span></p></div>", "0-2000 A\n1 cut at 2000\n"},
+      {"the last time is that of the timeline, after clipping",
+       "><div end='10s'><p begin='12s' end='20s'>x</p></div><div><p begin='1s'>y</p></div>",
+       "1000-10000 y\n1 cut at 10000\n"},
+      {"a paragraph showing nothing at its indefinite end is not counted",
+       "><div><p>\n<span begin='1s' end='2s'>a</span>\n</p><p begin='3s' end='4s'>b</p></div>",
+       "1000-2000 a\n3000-4000 b\n"},
+      {"nothing in the document after the begin",
+       "><div><p begin='1s' end='2s'>a</p><p begin='2s'>b</p></div>",
+       "error: the p element at line 4 is shown but never ends: give it (or an element around it) "
+       "an end or dur"},
+      {"lines counted over CR LF and a lone CR", ">\r\n<div>\r<p begin='2s'>b</p></div>",
+       "error: the p element at line 6 is shown but never ends: give it (or an element around it) "
+       "an end or dur"},
+      {"a document without any time", " timeContainer='seq'><div><p>a</p></div>",
+       "error: the p element at line 4 is shown but never ends: give it (or an element around it) "
+       "an end or dur"},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(Cues(Document("", "", c.body)), c.want) << c.name;
   }
 }
 
