@@ -1,6 +1,7 @@
-// hlsvtt-master check --video: video ladders made by ffmpeg (transport stream and fragmented MP4),
-// subtitle renditions made by hlsvtt with -m, compared by the start each variant's first frame
-// has and the X-TIMESTAMP-MAP of each rendition's first segment.
+// hlsvtt-master pts and check --video: video ladders made by ffmpeg (transport stream and
+// fragmented MP4), the start `pts` gives each, and subtitle renditions made by hlsvtt with -m,
+// compared by the start each variant's first frame has and the X-TIMESTAMP-MAP of each
+// rendition's first segment.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -13,19 +14,36 @@ namespace {
 
 struct LadderRecipe {
   const char* name;
-  const char* options;
-  const char* start;  // what `pts` gives its first segment
+  std::string options;  // of ffmpeg, after its first input
+  const char* start;    // what `pts` gives the first segment
+  std::string warning{};
 };
 
-// ffmpeg's transport streams start at 1.4 s; the fragmented ones as `pts` reads them.
+const std::string kFragmented = "-hls_segment_type fmp4 ";
+const std::string kDiscont = kFragmented + "-hls_segment_options movflags=+frag_discont ";
+
+// Transport streams start at 1.4 s, after their muxing delay; with audio it is the audio that
+// starts then, and the video a little later. A fragmented ladder starts where players put its first
+// frame: the decode time and composition offset of the first sample, less the first edit unless
+// that edit is empty. Starts past 2^31 are printed all the same, with the option of hlsvtt that
+// carries them.
 const LadderRecipe kLadders[] = {
-    {"ts", "-bf 0 -f hls", "126000"},
-    {"ts-late", "-bf 0 -output_ts_offset 24000 -f hls", "2160126000"},
-    {"bframes", "-bf 2 -f hls -hls_segment_type fmp4", "7200"},
-    {"discont",
-     "-bf 0 -output_ts_offset 10 -f hls -hls_segment_type fmp4 -hls_segment_options "
-     "movflags=+frag_discont",
-     "900000"},
+    {"ts", "-bf 0", "126000"},
+    {"ts-audio", "-f lavfi -i sine -bf 0", "128090"},
+    {"ts-late", "-bf 0 -output_ts_offset 24000", "2160126000",
+     "hlsvtt-master: warning: 2160126000 is above 2147483647, which hlsvtt -m cannot carry: give "
+     "hlsvtt --timestamp-map-mpegts=2160126000\n"},
+    {"plain", kFragmented + "-bf 0", "0"},
+    {"bframes", kFragmented + "-bf 2", "7200"},
+    {"offset", kFragmented + "-bf 0 -output_ts_offset 10", "0"},
+    {"discont", kDiscont + "-bf 0 -output_ts_offset 10", "900000"},
+    {"discont-bframes", kDiscont + "-bf 2 -output_ts_offset 10", "900000"},
+    {"late", kDiscont + "-bf 0 -output_ts_offset 30000", "2700000000",
+     "hlsvtt-master: warning: 2700000000 is above 2147483647, which hlsvtt -m cannot carry: give "
+     "hlsvtt --timestamp-map-mpegts=2700000000\n"},
+    {"past-clock", kDiscont + "-bf 0 -output_ts_offset 100000", "9000000000",
+     "hlsvtt-master: warning: 9000000000 is above 8589934591, which neither hlsvtt -m nor "
+     "--timestamp-map-mpegts can carry\n"},
 };
 
 struct Rendition {
@@ -38,16 +56,14 @@ class CheckVideoTest : public testing::Test {
   static void SetUpTestSuite() {
     if (RunShell("command -v ffmpeg >/dev/null") != 0) return;
     dir_ = std::make_unique<ScratchDir>();
-    for (const LadderRecipe& ladder : kLadders) {
-      ASSERT_EQ(RunShell("mkdir '" + *dir_ / ladder.name + "' && cd '" + *dir_ / ladder.name +
-                         "' && ffmpeg -v error -f lavfi -i testsrc=size=64x48:rate=25 -t 1 "
-                         "-c:v libx264 -preset ultrafast -g 25 -hls_time 1 " +
-                         ladder.options + " video.m3u8"),
-                0)
+    for (const LadderRecipe& ladder : kLadders)
+      ASSERT_EQ(
+          RunShell("mkdir '" + *dir_ / ladder.name + "' && cd '" + *dir_ / ladder.name +
+                   "' && ffmpeg -v error -f lavfi -i testsrc=size=64x48:rate=25 " + ladder.options +
+                   " -t 1 -c:v libx264 -preset ultrafast -g 25 -f hls -hls_time 1 "
+                   "video.m3u8"),
+          0)
           << ladder.name;
-      RunResult pts = Master({"pts", std::string(ladder.name) + "/video.m3u8"});
-      ASSERT_EQ(pts.out, std::string(ladder.start) + "\n") << ladder.name << pts.err;
-    }
   }
   static void TearDownTestSuite() { dir_.reset(); }
   void SetUp() override {
@@ -89,6 +105,44 @@ class CheckVideoTest : public testing::Test {
 };
 
 std::unique_ptr<ScratchDir> CheckVideoTest::dir_;
+
+TEST_F(CheckVideoTest, PtsPrintsTheStartOfEachLadderFromItsPlaylistOrFirstSegment) {
+  for (const LadderRecipe& l : kLadders) {
+    const std::string name = l.name;
+    const bool fragmented = l.options.find("fmp4") != std::string::npos;
+    for (const std::vector<std::string>& args :
+         {std::vector<std::string>{"pts", name + "/video.m3u8"},
+          fragmented ? std::vector<std::string>{"pts", name + "/init.mp4", name + "/video0.m4s"}
+                     : std::vector<std::string>{"pts", name + "/video0.ts"}}) {
+      RunResult pts = Master(args);
+      EXPECT_EQ(pts.status, 0) << args[1] << ": " << pts.err;
+      EXPECT_EQ(pts.out, std::string(l.start) + "\n") << args[1];
+      EXPECT_EQ(pts.err, l.warning) << args[1];
+    }
+  }
+  WriteFile(*dir_ / "text.ts", std::string(4096, 'x'));
+  struct Case {
+    std::vector<std::string> args;
+    int status;
+    const char* err;
+  } cases[] = {
+      {{"text.ts"}, 85, "hlsvtt-master: text.ts is not an MPEG transport stream\n"},
+      {{"plain/video0.m4s"},
+       85,
+       "hlsvtt-master: plain/video0.m4s is fragmented MP4: give its init segment first (pts "
+       "INIT plain/video0.m4s)\n"},
+      {{"plain/video0.m4s", "plain/init.mp4"},
+       166,
+       "hlsvtt-master: plain/video0.m4s: 'moof' comes before any 'moov'\n"},
+  };
+  for (const Case& c : cases) {
+    std::vector<std::string> args = {"pts"};
+    args.insert(args.end(), c.args.begin(), c.args.end());
+    RunResult pts = Master(args);
+    EXPECT_EQ(pts.status, c.status) << c.args[0];
+    EXPECT_EQ(pts.err, c.err);
+  }
+}
 
 TEST_F(CheckVideoTest, SaysHowFarOffCuesShowAndTheValueThatFixesThem) {
   struct Case {
