@@ -47,8 +47,8 @@ const LadderRecipe kLadders[] = {
 };
 
 struct Rendition {
-  std::string group;
-  std::vector<std::string> options;  // for hlsvtt
+  const char* group;
+  const char* options;  // of hlsvtt, separated by spaces; KEY:x is x in the rendition's directory
 };
 
 class CheckVideoTest : public testing::Test {
@@ -77,23 +77,26 @@ class CheckVideoTest : public testing::Test {
   }
 
   // Writes master-NAME.m3u8 with the ladders `variants` in subtitle group "s" and `renditions`
-  // segmented into subs/NAME/1, subs/NAME/2, ...; returns what check --video finds.
+  // segmented into subs/NAME/1, subs/NAME/2, ..., each beside a key.bin; returns what check
+  // --video finds.
   RunResult Check(const std::string& name, const std::vector<std::string>& variants,
                   const std::vector<Rendition>& renditions) {
     std::string master = "#EXTM3U\n";
     for (size_t i = 0; i < renditions.size(); i++) {
       const std::string sub = "subs/" + name + "/" + std::to_string(i + 1);
       EXPECT_EQ(RunShell("mkdir -p '" + *dir_ / sub + "'"), 0);
+      WriteFile(*dir_ / (sub + "/key.bin"), "0123456789abcdef");
       std::vector<std::string> args = {"hlsvtt", "-q", "-t", "10", "-f", *dir_ / sub};
-      for (std::string option : renditions[i].options) {
-        if (option.starts_with("KEY:")) option = *dir_ / (sub + "/" + option.substr(4));
-        args.push_back(option);
-      }
+      std::istringstream options(renditions[i].options);
+      for (std::string option; options >> option;)
+        args.push_back(option.starts_with("KEY:") ? *dir_ / (sub + "/" + option.substr(4))
+                                                  : option);
       args.push_back(HLSVTT_SOURCE_DIR "/examples/sample.vtt");
       RunResult run = RunTool(args);
       EXPECT_EQ(run.status, 0) << run.err;
-      master += "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"" + renditions[i].group + "\",NAME=\"" +
-                std::to_string(i + 1) + "\",LANGUAGE=\"en\",URI=\"" + sub + "/prog_index.m3u8\"\n";
+      master += "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"" + std::string(renditions[i].group) +
+                "\",NAME=\"" + std::to_string(i + 1) + "\",LANGUAGE=\"en\",URI=\"" + sub +
+                "/prog_index.m3u8\"\n";
     }
     for (const std::string& ladder : variants)
       master += "#EXT-X-STREAM-INF:BANDWIDTH=100000,SUBTITLES=\"s\"\n" + ladder + "/video.m3u8\n";
@@ -151,53 +154,48 @@ TEST_F(CheckVideoTest, SaysHowFarOffCuesShowAndTheValueThatFixesThem) {
     std::vector<Rendition> renditions;
     std::string out;
   } cases[] = {
-      {"ts-in-step", {"ts"}, {{"s", {"-m", "126000"}}}, ""},
+      {"ts-in-step", {"ts"}, {{"s", "-m 126000"}}, ""},
       // hlsvtt's default of 900000 against ffmpeg's default start.
       {"ts-late",
        {"ts"},
-       {{"s", {}}},
+       {{"s", ""}},
        "subs/ts-late/1/prog_index.m3u8: cues will show 8.600 s late; segment again with -m "
        "126000\n"},
       {"bframes-early",
        {"bframes"},
-       {{"s", {"-m", "0"}}},
+       {{"s", "-m 0"}},
        "subs/bframes-early/1/prog_index.m3u8: cues will show 0.080 s early; segment again with "
        "-m 7200\n"},
       // 1 ms (90 ticks) is in step, a tick more is not.
       {"tolerance",
        {"bframes", "bframes"},
-       {{"s", {"-m", "7290"}}, {"s", {"-m", "7291"}}},
+       {{"s", "-m 7290"}, {"s", "-m 7291"}},
        "subs/tolerance/2/prog_index.m3u8: cues will show 0.001 s late; segment again with -m "
        "7200\n"},
-      {"discont", {"discont"}, {{"s", {}}}, ""},
+      {"discont", {"discont"}, {{"s", ""}}, ""},
       {"past-2^31",
        {"ts-late"},
-       {{"s", {"-m", "0"}}},
+       {{"s", "-m 0"}},
        "subs/past-2^31/1/prog_index.m3u8: cues will show 24001.400 s early; segment again with "
        "--timestamp-map-mpegts=2160126000\n"},
       // A rendition of a group no variant uses is held to nothing.
-      {"other-group", {"ts"}, {{"s", {"-m", "126000"}}, {"t", {"-m", "0"}}}, ""},
+      {"other-group", {"ts"}, {{"s", "-m 126000"}, {"t", "-m 0"}}, ""},
       // The first segment is decrypted with the key, its IV written out or the sequence number.
       {"encrypted",
        {"bframes"},
-       {{"s", {"-k", "KEY:key.bin", "-K", "key.bin", "-m", "7200"}},
-        {"s", {"-k", "KEY:key.bin", "-K", "key.bin", "-J", "sequence", "-m", "0"}}},
+       {{"s", "-k KEY:key.bin -K key.bin -m 7200"},
+        {"s", "-k KEY:key.bin -K key.bin -J sequence -m 0"}},
        "subs/encrypted/2/prog_index.m3u8: cues will show 0.080 s early; segment again with -m "
        "7200\n"},
       {"apart",
        {"ts", "bframes"},
-       {{"s", {"-m", "126000"}}},
+       {{"s", "-m 126000"}},
        "master-apart.m3u8:6: bframes/video.m3u8 starts at 7200 (0.080 s), ts/video.m3u8 at "
        "126000 (1.400 s): the variants are not in step\n"
        "subs/apart/1/prog_index.m3u8: cues will show 1.320 s late against bframes/video.m3u8; "
        "segment again with -m 7200\n"},
   };
   for (const Case& c : cases) {
-    if (std::string(c.name) == "encrypted")
-      for (const char* sub : {"subs/encrypted/1", "subs/encrypted/2"}) {
-        ASSERT_EQ(RunShell("mkdir -p '" + *dir_ / sub + "'"), 0);
-        WriteFile(*dir_ / (sub + std::string("/key.bin")), "0123456789abcdef");
-      }
     RunResult check = Check(c.name, c.variants, c.renditions);
     EXPECT_EQ(check.status, c.out.empty() ? 0 : 111) << c.name << ": " << check.err;
     EXPECT_EQ(check.out, c.out) << c.name;
@@ -255,13 +253,8 @@ TEST_F(CheckVideoTest, BrokenFilesAreNamed) {
   };
   for (const Case& c : cases) {
     const std::string sub = dir + "/subs/" + c.name + "/1";
-    ASSERT_EQ(RunShell("mkdir -p '" + sub + "' && printf 0123456789abcdef > '" + sub + "/key.bin'"),
-              0);
-    std::vector<std::string> options;
-    std::istringstream words(c.options);
-    for (std::string word; words >> word;) options.push_back(word);
     // Segmented first, then damaged, then checked again.
-    RunResult check = Check(c.name, {c.variant}, {{"s", options}});
+    RunResult check = Check(c.name, {c.variant}, {{"s", c.options}});
     if (*c.damage) {
       ASSERT_EQ(RunShell(std::string("cd '") + sub + "' && " + c.damage), 0) << c.name;
       check = Master({"check", std::string("master-") + c.name + ".m3u8", "--video"});
