@@ -74,16 +74,22 @@ class MasterToolTest : public testing::Test {
     argv.insert(argv.end(), args.begin(), args.end());
     return RunBinary(HLSVTT_MASTER_BINARY, argv, dir_.path());
   }
-  void MergeConformed() {
-    ASSERT_EQ(Run({"merge", "--conform", "video/master.m3u8", "movie/subtitle_media.m3u8"}).status,
-              0);
-  }
 
   ScratchDir dir_;
 };
 
 TEST_F(MasterToolTest, MergeIsReadByClientsAndCheckedCleanAfterConform) {
-  RunResult merge = Run({"merge", "video/master.m3u8", "movie/subtitle_media.m3u8"});
+  // Written elsewhere, the master is left as it was.
+  ASSERT_EQ(RunShell("mkdir -p '" + dir_ / "site'"), 0);
+  RunResult merge = Run({"merge", "video/master.m3u8", "movie/subtitle_media.m3u8", "-o",
+                         "site/all.m3u8", "--group", "subs", "--conform"});
+  ASSERT_EQ(merge.status, 0) << merge.err;
+  EXPECT_EQ(ReadFile(dir_ / "video/master.m3u8"), kMaster);
+  std::string out = ReadFile(dir_ / "site/all.m3u8");
+  EXPECT_NE(out.find("GROUP-ID=\"subs\",NAME=\"English\""), std::string::npos);
+  EXPECT_NE(out.find("URI=\"../movie/fr3/prog_index.m3u8\""), std::string::npos);
+
+  merge = Run({"merge", "video/master.m3u8", "movie/subtitle_media.m3u8"});
   ASSERT_EQ(merge.status, 0) << merge.err;
   // The two deliberate breaks are kept and reported: one forced default, two extra defaults.
   EXPECT_EQ(Count(merge.err, "hlsvtt-master: warning: movie/subtitle_media.m3u8:"), 3u)
@@ -188,36 +194,10 @@ TEST_F(MasterToolTest, AddedRenditionsAreReadByClientsAndCheckedClean) {
   EXPECT_EQ(ListDir(dir_ / "video"), (std::vector<std::string>{"high", "low", "master.m3u8"}));
 }
 
-TEST_F(MasterToolTest, OutputElsewhereLeavesTheMaster) {
-  ASSERT_EQ(RunShell("mkdir -p '" + dir_ / "site'"), 0);
-  RunResult merge = Run({"merge", "video/master.m3u8", "movie/subtitle_media.m3u8", "-o",
-                         "site/all.m3u8", "--group", "subs", "--conform"});
-  ASSERT_EQ(merge.status, 0) << merge.err;
-  EXPECT_EQ(ReadFile(dir_ / "video/master.m3u8"), kMaster);
-  std::string out = ReadFile(dir_ / "site/all.m3u8");
-  EXPECT_NE(out.find("GROUP-ID=\"subs\",NAME=\"English\""), std::string::npos);
-  EXPECT_NE(out.find("URI=\"../movie/fr3/prog_index.m3u8\""), std::string::npos);
-}
-
-TEST_F(MasterToolTest, CheckFollowsUrisToPlaylistsAndSegments) {
-  MergeConformed();
-  ASSERT_EQ(unlink((dir_ / "movie/fr3/fileSequence1.webvtt").c_str()), 0);
-  ASSERT_EQ(unlink((dir_ / "video/high/index.m3u8").c_str()), 0);
-  WriteFile(dir_ / "movie/en2/fileSequence2.webvtt",
-            "WEBVTT\n\n00:00:21.000 --> 00:00:24.000\nx\n");
-  RunResult check = Run({"check", "video/master.m3u8", "--root", "."});
-  EXPECT_EQ(check.status, 111);
-  EXPECT_EQ(check.out,
-            "movie/en2/fileSequence2.webvtt:1: no X-TIMESTAMP-MAP in the segment header\n"
-            "movie/fr3/prog_index.m3u8:9: URI \"fileSequence1.webvtt\" does not resolve "
-            "(movie/fr3/fileSequence1.webvtt: No such file or directory)\n"
-            "video/master.m3u8:9: URI \"high/index.m3u8\" does not resolve "
-            "(video/high/index.m3u8: No such file or directory)\n");
-}
-
-TEST_F(MasterToolTest, CheckReadsNothingOutsideItsTree) {
+TEST_F(MasterToolTest, CheckFollowsUrisWithinItsTreeOnly) {
   // Without --root the tree is the master's directory: the movie beside it is named, not read.
-  MergeConformed();
+  ASSERT_EQ(Run({"merge", "--conform", "video/master.m3u8", "movie/subtitle_media.m3u8"}).status,
+            0);
   RunResult check = Run({"check", "video/master.m3u8"});
   EXPECT_EQ(check.status, 111);
   EXPECT_EQ(Count(check.out, "URI \"../movie/"), 3u) << check.out;
@@ -225,6 +205,20 @@ TEST_F(MasterToolTest, CheckReadsNothingOutsideItsTree) {
                            "outside video; not read\n"),
             std::string::npos)
       << check.out;
+
+  // With the root above both, playlists and segments are followed and read.
+  ASSERT_EQ(unlink((dir_ / "movie/fr3/fileSequence1.webvtt").c_str()), 0);
+  ASSERT_EQ(unlink((dir_ / "video/high/index.m3u8").c_str()), 0);
+  WriteFile(dir_ / "movie/en2/fileSequence2.webvtt",
+            "WEBVTT\n\n00:00:21.000 --> 00:00:24.000\nx\n");
+  check = Run({"check", "video/master.m3u8", "--root", "."});
+  EXPECT_EQ(check.status, 111);
+  EXPECT_EQ(check.out,
+            "movie/en2/fileSequence2.webvtt:1: no X-TIMESTAMP-MAP in the segment header\n"
+            "movie/fr3/prog_index.m3u8:9: URI \"fileSequence1.webvtt\" does not resolve "
+            "(movie/fr3/fileSequence1.webvtt: No such file or directory)\n"
+            "video/master.m3u8:9: URI \"high/index.m3u8\" does not resolve "
+            "(video/high/index.m3u8: No such file or directory)\n");
 
   // A hostile tree: `..`, an escaped `..`, links out of the tree (to a playlist, to a
   // directory, from a segment) and names the check cannot look at.
