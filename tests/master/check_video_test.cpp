@@ -60,7 +60,7 @@ class CheckVideoTest : public testing::Test {
       ASSERT_EQ(
           RunShell("mkdir '" + *dir_ / ladder.name + "' && cd '" + *dir_ / ladder.name +
                    "' && ffmpeg -v error -f lavfi -i testsrc=size=64x48:rate=25 " + ladder.options +
-                   " -t 1 -c:v libx264 -preset ultrafast -g 25 -f hls -hls_time 1 "
+                   " -t 2 -c:v libx264 -preset ultrafast -g 25 -f hls -hls_time 1 "
                    "video.m3u8"),
           0)
           << ladder.name;
