@@ -1,6 +1,7 @@
-// hlsvtt-master check --video: video ladders made by ffmpeg (transport stream and fragmented MP4),
-// subtitle renditions made by hlsvtt with -m, compared by the start each variant's first frame
-// has and the X-TIMESTAMP-MAP of each rendition's first segment.
+// hlsvtt-master pts and check --video: video ladders made by ffmpeg (transport stream and
+// fragmented MP4), the start `pts` gives each, and subtitle renditions made by hlsvtt with -m,
+// compared by the start each variant's first frame has and the X-TIMESTAMP-MAP of each
+// rendition's first segment.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -13,24 +14,41 @@ namespace {
 
 struct LadderRecipe {
   const char* name;
-  const char* options;
-  const char* start;  // what `pts` gives its first segment
+  std::string options;  // of ffmpeg, after its first input
+  const char* start;    // what `pts` gives the first segment
+  std::string warning{};
 };
 
-// ffmpeg's transport streams start at 1.4 s; the fragmented ones as `pts` reads them.
+const std::string kFragmented = "-hls_segment_type fmp4 ";
+const std::string kDiscont = kFragmented + "-hls_segment_options movflags=+frag_discont ";
+
+// Transport streams start at 1.4 s, after their muxing delay; with audio it is the audio that
+// starts then, and the video a little later. A fragmented ladder starts where players put its first
+// frame: the decode time and composition offset of the first sample, less the first edit unless
+// that edit is empty. Starts past 2^31 are printed all the same, with the option of hlsvtt that
+// carries them.
 const LadderRecipe kLadders[] = {
-    {"ts", "-bf 0 -f hls", "126000"},
-    {"ts-late", "-bf 0 -output_ts_offset 24000 -f hls", "2160126000"},
-    {"bframes", "-bf 2 -f hls -hls_segment_type fmp4", "7200"},
-    {"discont",
-     "-bf 0 -output_ts_offset 10 -f hls -hls_segment_type fmp4 -hls_segment_options "
-     "movflags=+frag_discont",
-     "900000"},
+    {"ts", "-bf 0", "126000"},
+    {"ts-audio", "-f lavfi -i sine -bf 0", "128090"},
+    {"ts-late", "-bf 0 -output_ts_offset 24000", "2160126000",
+     "hlsvtt-master: warning: 2160126000 is above 2147483647, which hlsvtt -m cannot carry: give "
+     "hlsvtt --timestamp-map-mpegts=2160126000\n"},
+    {"plain", kFragmented + "-bf 0", "0"},
+    {"bframes", kFragmented + "-bf 2", "7200"},
+    {"offset", kFragmented + "-bf 0 -output_ts_offset 10", "0"},
+    {"discont", kDiscont + "-bf 0 -output_ts_offset 10", "900000"},
+    {"discont-bframes", kDiscont + "-bf 2 -output_ts_offset 10", "900000"},
+    {"late", kDiscont + "-bf 0 -output_ts_offset 30000", "2700000000",
+     "hlsvtt-master: warning: 2700000000 is above 2147483647, which hlsvtt -m cannot carry: give "
+     "hlsvtt --timestamp-map-mpegts=2700000000\n"},
+    {"past-clock", kDiscont + "-bf 0 -output_ts_offset 100000", "9000000000",
+     "hlsvtt-master: warning: 9000000000 is above 8589934591, which neither hlsvtt -m nor "
+     "--timestamp-map-mpegts can carry\n"},
 };
 
 struct Rendition {
-  std::string group;
-  std::vector<std::string> options;  // for hlsvtt
+  const char* group;
+  const char* options;  // of hlsvtt, separated by spaces; KEY:x is x in the rendition's directory
 };
 
 class CheckVideoTest : public testing::Test {
@@ -38,16 +56,14 @@ class CheckVideoTest : public testing::Test {
   static void SetUpTestSuite() {
     if (RunShell("command -v ffmpeg >/dev/null") != 0) return;
     dir_ = std::make_unique<ScratchDir>();
-    for (const LadderRecipe& ladder : kLadders) {
-      ASSERT_EQ(RunShell("mkdir '" + *dir_ / ladder.name + "' && cd '" + *dir_ / ladder.name +
-                         "' && ffmpeg -v error -f lavfi -i testsrc=size=64x48:rate=25 -t 1 "
-                         "-c:v libx264 -preset ultrafast -g 25 -hls_time 1 " +
-                         ladder.options + " video.m3u8"),
-                0)
+    for (const LadderRecipe& ladder : kLadders)
+      ASSERT_EQ(
+          RunShell("mkdir '" + *dir_ / ladder.name + "' && cd '" + *dir_ / ladder.name +
+                   "' && ffmpeg -v error -f lavfi -i testsrc=size=64x48:rate=25 " + ladder.options +
+                   " -t 2 -c:v libx264 -preset ultrafast -g 25 -f hls -hls_time 1 "
+                   "video.m3u8"),
+          0)
           << ladder.name;
-      RunResult pts = Master({"pts", std::string(ladder.name) + "/video.m3u8"});
-      ASSERT_EQ(pts.out, std::string(ladder.start) + "\n") << ladder.name << pts.err;
-    }
   }
   static void TearDownTestSuite() { dir_.reset(); }
   void SetUp() override {
@@ -61,23 +77,26 @@ class CheckVideoTest : public testing::Test {
   }
 
   // Writes master-NAME.m3u8 with the ladders `variants` in subtitle group "s" and `renditions`
-  // segmented into subs/NAME/1, subs/NAME/2, ...; returns what check --video finds.
+  // segmented into subs/NAME/1, subs/NAME/2, ..., each beside a key.bin; returns what check
+  // --video finds.
   RunResult Check(const std::string& name, const std::vector<std::string>& variants,
                   const std::vector<Rendition>& renditions) {
     std::string master = "#EXTM3U\n";
     for (size_t i = 0; i < renditions.size(); i++) {
       const std::string sub = "subs/" + name + "/" + std::to_string(i + 1);
       EXPECT_EQ(RunShell("mkdir -p '" + *dir_ / sub + "'"), 0);
+      WriteFile(*dir_ / (sub + "/key.bin"), "0123456789abcdef");
       std::vector<std::string> args = {"hlsvtt", "-q", "-t", "10", "-f", *dir_ / sub};
-      for (std::string option : renditions[i].options) {
-        if (option.starts_with("KEY:")) option = *dir_ / (sub + "/" + option.substr(4));
-        args.push_back(option);
-      }
+      std::istringstream options(renditions[i].options);
+      for (std::string option; options >> option;)
+        args.push_back(option.starts_with("KEY:") ? *dir_ / (sub + "/" + option.substr(4))
+                                                  : option);
       args.push_back(HLSVTT_SOURCE_DIR "/examples/sample.vtt");
       RunResult run = RunTool(args);
       EXPECT_EQ(run.status, 0) << run.err;
-      master += "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"" + renditions[i].group + "\",NAME=\"" +
-                std::to_string(i + 1) + "\",LANGUAGE=\"en\",URI=\"" + sub + "/prog_index.m3u8\"\n";
+      master += "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"" + std::string(renditions[i].group) +
+                "\",NAME=\"" + std::to_string(i + 1) + "\",LANGUAGE=\"en\",URI=\"" + sub +
+                "/prog_index.m3u8\"\n";
     }
     for (const std::string& ladder : variants)
       master += "#EXT-X-STREAM-INF:BANDWIDTH=100000,SUBTITLES=\"s\"\n" + ladder + "/video.m3u8\n";
@@ -90,6 +109,44 @@ class CheckVideoTest : public testing::Test {
 
 std::unique_ptr<ScratchDir> CheckVideoTest::dir_;
 
+TEST_F(CheckVideoTest, PtsPrintsTheStartOfEachLadderFromItsPlaylistOrFirstSegment) {
+  for (const LadderRecipe& l : kLadders) {
+    const std::string name = l.name;
+    const bool fragmented = l.options.find("fmp4") != std::string::npos;
+    for (const std::vector<std::string>& args :
+         {std::vector<std::string>{"pts", name + "/video.m3u8"},
+          fragmented ? std::vector<std::string>{"pts", name + "/init.mp4", name + "/video0.m4s"}
+                     : std::vector<std::string>{"pts", name + "/video0.ts"}}) {
+      RunResult pts = Master(args);
+      EXPECT_EQ(pts.status, 0) << args[1] << ": " << pts.err;
+      EXPECT_EQ(pts.out, std::string(l.start) + "\n") << args[1];
+      EXPECT_EQ(pts.err, l.warning) << args[1];
+    }
+  }
+  WriteFile(*dir_ / "text.ts", std::string(4096, 'x'));
+  struct Case {
+    std::vector<std::string> args;
+    int status;
+    const char* err;
+  } cases[] = {
+      {{"text.ts"}, 85, "hlsvtt-master: text.ts is not an MPEG transport stream\n"},
+      {{"plain/video0.m4s"},
+       85,
+       "hlsvtt-master: plain/video0.m4s is fragmented MP4: give its init segment first (pts "
+       "INIT plain/video0.m4s)\n"},
+      {{"plain/video0.m4s", "plain/init.mp4"},
+       166,
+       "hlsvtt-master: plain/video0.m4s: 'moof' comes before any 'moov'\n"},
+  };
+  for (const Case& c : cases) {
+    std::vector<std::string> args = {"pts"};
+    args.insert(args.end(), c.args.begin(), c.args.end());
+    RunResult pts = Master(args);
+    EXPECT_EQ(pts.status, c.status) << c.args[0];
+    EXPECT_EQ(pts.err, c.err);
+  }
+}
+
 TEST_F(CheckVideoTest, SaysHowFarOffCuesShowAndTheValueThatFixesThem) {
   struct Case {
     const char* name;
@@ -97,53 +154,48 @@ TEST_F(CheckVideoTest, SaysHowFarOffCuesShowAndTheValueThatFixesThem) {
     std::vector<Rendition> renditions;
     std::string out;
   } cases[] = {
-      {"ts-in-step", {"ts"}, {{"s", {"-m", "126000"}}}, ""},
+      {"ts-in-step", {"ts"}, {{"s", "-m 126000"}}, ""},
       // hlsvtt's default of 900000 against ffmpeg's default start.
       {"ts-late",
        {"ts"},
-       {{"s", {}}},
+       {{"s", ""}},
        "subs/ts-late/1/prog_index.m3u8: cues will show 8.600 s late; segment again with -m "
        "126000\n"},
       {"bframes-early",
        {"bframes"},
-       {{"s", {"-m", "0"}}},
+       {{"s", "-m 0"}},
        "subs/bframes-early/1/prog_index.m3u8: cues will show 0.080 s early; segment again with "
        "-m 7200\n"},
       // 1 ms (90 ticks) is in step, a tick more is not.
       {"tolerance",
        {"bframes", "bframes"},
-       {{"s", {"-m", "7290"}}, {"s", {"-m", "7291"}}},
+       {{"s", "-m 7290"}, {"s", "-m 7291"}},
        "subs/tolerance/2/prog_index.m3u8: cues will show 0.001 s late; segment again with -m "
        "7200\n"},
-      {"discont", {"discont"}, {{"s", {}}}, ""},
+      {"discont", {"discont"}, {{"s", ""}}, ""},
       {"past-2^31",
        {"ts-late"},
-       {{"s", {"-m", "0"}}},
+       {{"s", "-m 0"}},
        "subs/past-2^31/1/prog_index.m3u8: cues will show 24001.400 s early; segment again with "
        "--timestamp-map-mpegts=2160126000\n"},
       // A rendition of a group no variant uses is held to nothing.
-      {"other-group", {"ts"}, {{"s", {"-m", "126000"}}, {"t", {"-m", "0"}}}, ""},
+      {"other-group", {"ts"}, {{"s", "-m 126000"}, {"t", "-m 0"}}, ""},
       // The first segment is decrypted with the key, its IV written out or the sequence number.
       {"encrypted",
        {"bframes"},
-       {{"s", {"-k", "KEY:key.bin", "-K", "key.bin", "-m", "7200"}},
-        {"s", {"-k", "KEY:key.bin", "-K", "key.bin", "-J", "sequence", "-m", "0"}}},
+       {{"s", "-k KEY:key.bin -K key.bin -m 7200"},
+        {"s", "-k KEY:key.bin -K key.bin -J sequence -m 0"}},
        "subs/encrypted/2/prog_index.m3u8: cues will show 0.080 s early; segment again with -m "
        "7200\n"},
       {"apart",
        {"ts", "bframes"},
-       {{"s", {"-m", "126000"}}},
+       {{"s", "-m 126000"}},
        "master-apart.m3u8:6: bframes/video.m3u8 starts at 7200 (0.080 s), ts/video.m3u8 at "
        "126000 (1.400 s): the variants are not in step\n"
        "subs/apart/1/prog_index.m3u8: cues will show 1.320 s late against bframes/video.m3u8; "
        "segment again with -m 7200\n"},
   };
   for (const Case& c : cases) {
-    if (std::string(c.name) == "encrypted")
-      for (const char* sub : {"subs/encrypted/1", "subs/encrypted/2"}) {
-        ASSERT_EQ(RunShell("mkdir -p '" + *dir_ / sub + "'"), 0);
-        WriteFile(*dir_ / (sub + std::string("/key.bin")), "0123456789abcdef");
-      }
     RunResult check = Check(c.name, c.variants, c.renditions);
     EXPECT_EQ(check.status, c.out.empty() ? 0 : 111) << c.name << ": " << check.err;
     EXPECT_EQ(check.out, c.out) << c.name;
@@ -201,13 +253,8 @@ TEST_F(CheckVideoTest, BrokenFilesAreNamed) {
   };
   for (const Case& c : cases) {
     const std::string sub = dir + "/subs/" + c.name + "/1";
-    ASSERT_EQ(RunShell("mkdir -p '" + sub + "' && printf 0123456789abcdef > '" + sub + "/key.bin'"),
-              0);
-    std::vector<std::string> options;
-    std::istringstream words(c.options);
-    for (std::string word; words >> word;) options.push_back(word);
     // Segmented first, then damaged, then checked again.
-    RunResult check = Check(c.name, {c.variant}, {{"s", options}});
+    RunResult check = Check(c.name, {c.variant}, {{"s", c.options}});
     if (*c.damage) {
       ASSERT_EQ(RunShell(std::string("cd '") + sub + "' && " + c.damage), 0) << c.name;
       check = Master({"check", std::string("master-") + c.name + ".m3u8", "--video"});

@@ -45,9 +45,9 @@ TEST(MasterAdd, JoinsTheGroupAfterItsMembersAndEveryVariantRefersToIt) {
     const char* what;
     std::string master;
     AddedRendition added;
-    MergeOptions options;
-    std::string expected;
-    std::vector<std::string> notes;
+    std::string expected;  // the whole text, or a part of it
+    std::string note{};
+    MergeOptions options{"", false};
   };
   AddedRendition captions = French();
   captions.name = "Say \"hi\"\r\nnow";
@@ -58,70 +58,53 @@ TEST(MasterAdd, JoinsTheGroupAfterItsMembersAndEveryVariantRefersToIt) {
       "sound";
   AddedRendition second = French();
   second.isDefault = true;
+  // kMaster with French() in `group`, which every variant refers to.
+  auto FrenchIn = [](const std::string& group) {
+    return "#EXTM3U\n#EXT-X-MEDIA:TYPE=AUDIO,GROUP-ID=\"aac\",NAME=\"Main\"\n" + kSubs +
+           Line(group, kFrench) + "#EXT-X-STREAM-INF:BANDWIDTH=1,AUDIO=\"aac\",SUBTITLES=\"" +
+           group + "\"\nv.m3u8\n#EXT-X-STREAM-INF:BANDWIDTH=2,SUBTITLES=\"" + group +
+           "\"\nw.m3u8\n";
+  };
   const std::string defaultNote =
       "the added rendition: a second DEFAULT=YES in group \"subs\" (the first is at master:3)";
   const Case cases[] = {
-      {"the master's own group",
-       kMaster,
-       French(),
-       {"", false},
-       "#EXTM3U\n#EXT-X-MEDIA:TYPE=AUDIO,GROUP-ID=\"aac\",NAME=\"Main\"\n" + kSubs +
-           Line("subs", kFrench) +
-           "#EXT-X-STREAM-INF:BANDWIDTH=1,AUDIO=\"aac\",SUBTITLES=\"subs\"\nv.m3u8\n"
-           "#EXT-X-STREAM-INF:BANDWIDTH=2,SUBTITLES=\"subs\"\nw.m3u8\n",
-       {}},
+      {"the master's own group", kMaster, French(), FrenchIn("subs")},
       {"a master without a subtitle group; a name made quotable",
        "#EXTM3U\n#EXT-X-MEDIA:TYPE=SUBTITLES,NAME=\"X\"\n#EXT-X-STREAM-INF:BANDWIDTH=1\nv.m3u8",
        captions,
-       {"", false},
        "#EXTM3U\n#EXT-X-MEDIA:TYPE=SUBTITLES,NAME=\"X\"\n" +
            Line("subtitles",
                 "NAME=\"Say 'hi'  now\",DEFAULT=YES,AUTOSELECT=YES,FORCED=YES,LANGUAGE=\"fr-CA\","
                 "CHARACTERISTICS=\"public.accessibility.transcribes-spoken-dialog,"
                 "public.accessibility.describes-music-and-sound\",URI=\"fr/p.m3u8\"") +
-           "#EXT-X-STREAM-INF:BANDWIDTH=1,SUBTITLES=\"subtitles\"\nv.m3u8",
-       {}},
-      {"a new group named",
-       kMaster,
-       French(),
-       {"more", false},
-       "#EXTM3U\n#EXT-X-MEDIA:TYPE=AUDIO,GROUP-ID=\"aac\",NAME=\"Main\"\n" + kSubs +
-           Line("more", kFrench) +
-           "#EXT-X-STREAM-INF:BANDWIDTH=1,AUDIO=\"aac\",SUBTITLES=\"more\"\nv.m3u8\n"
-           "#EXT-X-STREAM-INF:BANDWIDTH=2,SUBTITLES=\"more\"\nw.m3u8\n",
-       {}},
+           "#EXT-X-STREAM-INF:BANDWIDTH=1,SUBTITLES=\"subtitles\"\nv.m3u8"},
+      {"a new group named", kMaster, French(), FrenchIn("more"), "", {"more", false}},
       {"after a last line without a terminator",
        "#EXTM3U\r\n#EXT-X-STREAM-INF:BANDWIDTH=1,SUBTITLES=\"s\"\r\nv.m3u8\r\n"
        "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"s\",NAME=\"A\",URI=\"a.m3u8\"",
        French(),
-       {"", false},
        "#EXTM3U\r\n#EXT-X-STREAM-INF:BANDWIDTH=1,SUBTITLES=\"s\"\r\nv.m3u8\r\n"
        "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"s\",NAME=\"A\",URI=\"a.m3u8\"\r\n"
        "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"s\"," +
-           kFrench + "\r\n",
-       {}},
-      {"a second default, kept",
-       kMaster,
-       second,
-       {"", false},
+           kFrench + "\r\n"},
+      {"a second default, kept", kMaster, second,
        "\",DEFAULT=YES,AUTOSELECT=YES,FORCED=NO,LANGUAGE=\"fr-CA\"",
-       {"warning: " + defaultNote + " (kept; --conform makes it DEFAULT=NO)"}},
+       "warning: " + defaultNote + " (kept; --conform makes it DEFAULT=NO)"},
       {"a second default, conformed",
        kMaster,
        second,
-       {"", true},
        "\",DEFAULT=NO,AUTOSELECT=YES,FORCED=NO,LANGUAGE=\"fr-CA\"",
-       {"changed the added rendition \"Fran\xC3\xA7"
-        "ais\" to DEFAULT=NO: group \"subs\" "
-        "already has a DEFAULT=YES rendition"}},
+       "changed the added rendition \"Fran\xC3\xA7"
+       "ais\" to DEFAULT=NO: group \"subs\" already has a DEFAULT=YES rendition",
+       {"", true}},
       // What the group broke before is left to check: neither changed, warned about nor refused.
       {"a group that breaks rules already",
        kMaster + Line("subs", "NAME=\"B\",DEFAULT=YES") + Line("subs", "NAME=\"B\",DEFAULT=YES"),
        French(),
-       {"", true},
        Line("subs", "NAME=\"B\",DEFAULT=YES") + Line("subs", "NAME=\"B\",DEFAULT=YES") +
            Line("subs", kFrench),
-       {}},
+       "",
+       {"", true}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
@@ -133,7 +116,7 @@ TEST(MasterAdd, JoinsTheGroupAfterItsMembersAndEveryVariantRefersToIt) {
     } else {
       EXPECT_NE(outcome.text.find(c.expected), std::string::npos) << outcome.text;
     }
-    EXPECT_EQ(outcome.notes, c.notes);
+    EXPECT_EQ(outcome.notes, c.note.empty() ? std::vector<std::string>{} : std::vector{c.note});
   }
 }
 
