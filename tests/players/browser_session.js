@@ -5,7 +5,35 @@ const path = require('path');
 const { execFileSync, spawn } = require('child_process');
 
 const HERE = __dirname;
+const REPO = path.resolve(HERE, '../..');
 const STEP_LIMIT_MS = 15000; // any single browser call
+
+// The options of a browser test: the tools, the browser, a work directory, --keep, and the
+// test's own `extra` options, each taking a path.
+function parseOptions(argv, script, extra) {
+  const options = {
+    hlsvtt: path.join(REPO, 'build/hlsvtt'),
+    master: path.join(REPO, 'build/hlsvtt-master'),
+    chromium: '/usr/bin/chromium',
+    work: null,
+    keep: false,
+  };
+  for (const key of extra) options[key] = null;
+  for (let i = 0; i < argv.length; i += 2) {
+    const key = argv[i].replace(/^--/, '');
+    if (key === 'keep') {
+      options.keep = true;
+      i -= 1;
+      continue;
+    }
+    if (!(key in options) || i + 1 >= argv.length) {
+      const more = extra.map((key) => ` [--${key} PATH]`).join('');
+      throw new Error(`usage: ${script} [--hlsvtt BIN] [--master BIN] [--chromium PATH] [--work DIR]${more} [--keep]`);
+    }
+    options[key] = path.resolve(argv[i + 1]);
+  }
+  return options;
+}
 
 function run(program, args, limitMs = 30000) {
   return execFileSync(program, args, { timeout: limitMs, killSignal: 'SIGKILL', encoding: 'utf8', stdio: ['ignore', 'pipe', 'pipe'] });
@@ -93,4 +121,4 @@ async function call(page, what, fn, ...args) {
 const fmt = (t) => t.toFixed(3);
 const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
 
-module.exports = { run, runChecked, stopProcesses, within, startServer, startBrowser, call, fmt, sleep, STEP_LIMIT_MS };
+module.exports = { parseOptions, run, runChecked, stopProcesses, within, startServer, startBrowser, call, fmt, sleep, STEP_LIMIT_MS };

@@ -30,11 +30,10 @@ const os = require('os');
 const path = require('path');
 const { execFileSync, spawnSync } = require('child_process');
 const puppeteer = require('puppeteer-core');
-const { run, runChecked, stopProcesses, within, startServer, startBrowser, call, fmt, sleep, STEP_LIMIT_MS } =
+const { parseOptions, run, runChecked, stopProcesses, within, startServer, startBrowser, call, fmt, sleep, STEP_LIMIT_MS } =
   require('./browser_session');
 
 const HERE = __dirname;
-const REPO = path.resolve(HERE, '../..');
 const TOLERANCE = 0.001 + 1e-6; // 1 ms, plus the players' own floating-point slack
 const EDGE = 0.05; // how far inside and outside a cue's interval the screen is checked
 const SUBTITLE_TARGET = 4; // subtitle segment grid: boundaries at 4, 8, 12, 16, ...
@@ -133,30 +132,6 @@ const MOVIE_CASES = [
   { name: 'movie_fmp4_start_10s', video: 'fmp4-start-10s', merged: true },
   { name: 'movie_start_30000s', video: 'start-30000s', merged: true },
 ];
-
-function parseOptions(argv) {
-  const options = {
-    hlsvtt: path.join(REPO, 'build/hlsvtt'),
-    master: path.join(REPO, 'build/hlsvtt-master'),
-    chromium: '/usr/bin/chromium',
-    work: null,
-    screenshot: null,
-    keep: false,
-  };
-  for (let i = 0; i < argv.length; i += 2) {
-    const key = argv[i].replace(/^--/, '');
-    if (key === 'keep') {
-      options.keep = true;
-      i -= 1;
-      continue;
-    }
-    if (!(key in options) || i + 1 >= argv.length) {
-      throw new Error('usage: check_players.js [--hlsvtt BIN] [--master BIN] [--chromium PATH] [--work DIR] [--screenshot PNG] [--keep]');
-    }
-    options[key] = path.resolve(argv[i + 1]);
-  }
-  return options;
-}
 
 // ---- sources and fixtures -------------------------------------------------------------------
 
@@ -592,7 +567,7 @@ async function checkCase(browser, base, player, testCase) {
 }
 
 async function main() {
-  const options = parseOptions(process.argv.slice(2));
+  const options = parseOptions(process.argv.slice(2), 'check_players.js', ['screenshot']);
   const parent = options.work || os.tmpdir();
   fs.mkdirSync(parent, { recursive: true });
   const work = fs.mkdtempSync(path.join(parent, 'players-'));

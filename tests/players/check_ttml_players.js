@@ -32,11 +32,10 @@
 const fs = require('fs');
 const os = require('os');
 const path = require('path');
-const { runChecked: run, stopProcesses, within, startServer, startBrowser, call, fmt, sleep, STEP_LIMIT_MS } =
+const { parseOptions, runChecked: run, stopProcesses, within, startServer, startBrowser, call, fmt, sleep, STEP_LIMIT_MS } =
   require('./browser_session');
 
 const HERE = __dirname;
-const REPO = path.resolve(HERE, '../..');
 const DOCUMENTS = path.join(HERE, 'ttml');
 const TOLERANCE = 0.001 + 1e-6; // 1 ms, plus the players' own floating-point slack
 const SUBTITLE_TARGET = 4;
@@ -44,29 +43,6 @@ const VIDEO_SECONDS = 20;
 const TEST_LIMIT_MS = 100000;
 const SETTLE_MS = 400; // a track's cues unchanged this long after a seek are all it gets there
 const SETTLE_LIMIT_MS = 4000;
-
-function parseOptions(argv) {
-  const options = {
-    hlsvtt: path.join(REPO, 'build/hlsvtt'),
-    master: path.join(REPO, 'build/hlsvtt-master'),
-    chromium: '/usr/bin/chromium',
-    work: null,
-    keep: false,
-  };
-  for (let i = 0; i < argv.length; i += 2) {
-    const key = argv[i].replace(/^--/, '');
-    if (key === 'keep') {
-      options.keep = true;
-      i -= 1;
-      continue;
-    }
-    if (!(key in options) || i + 1 >= argv.length) {
-      throw new Error('usage: check_ttml_players.js [--hlsvtt BIN] [--master BIN] [--chromium PATH] [--work DIR] [--keep]');
-    }
-    options[key] = path.resolve(argv[i + 1]);
-  }
-  return options;
-}
 
 // ---- fixtures --------------------------------------------------------------------------------
 
@@ -328,7 +304,7 @@ function compare(file, reading, label, ours) {
 }
 
 async function main() {
-  const options = parseOptions(process.argv.slice(2));
+  const options = parseOptions(process.argv.slice(2), 'check_ttml_players.js', []);
   let puppeteer;
   try {
     puppeteer = require('puppeteer-core');
