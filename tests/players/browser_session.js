@@ -121,4 +121,23 @@ async function call(page, what, fn, ...args) {
 const fmt = (t) => t.toFixed(3);
 const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
 
-module.exports = { parseOptions, run, runChecked, stopProcesses, within, startServer, startBrowser, call, fmt, sleep, STEP_LIMIT_MS };
+// Runs the test's `main` (a promise of the exit status) with a limit on its whole time, and
+// exits with its status; the server and browser are stopped however it ends.
+function runTest(main, limitMs) {
+  process.on('exit', stopProcesses);
+  const watchdog = setTimeout(() => {
+    console.log(`FAIL the whole test took longer than ${limitMs / 1000} s`);
+    stopProcesses();
+    process.exit(1);
+  }, limitMs);
+  main().then((status) => {
+    clearTimeout(watchdog);
+    process.exit(status);
+  }, (e) => {
+    console.log(`FAIL ${e.message}`);
+    stopProcesses();
+    process.exit(1);
+  });
+}
+
+module.exports = { runTest, parseOptions, run, runChecked, stopProcesses, within, startServer, startBrowser, call, fmt, sleep, STEP_LIMIT_MS };

@@ -30,7 +30,7 @@ const os = require('os');
 const path = require('path');
 const { execFileSync, spawnSync } = require('child_process');
 const puppeteer = require('puppeteer-core');
-const { parseOptions, run, runChecked, stopProcesses, within, startServer, startBrowser, call, fmt, sleep, STEP_LIMIT_MS } =
+const { runTest, parseOptions, run, runChecked, stopProcesses, within, startServer, startBrowser, call, fmt, sleep, STEP_LIMIT_MS } =
   require('./browser_session');
 
 const HERE = __dirname;
@@ -609,17 +609,4 @@ async function main() {
   return wrong === 0 ? 0 : 1;
 }
 
-process.on('exit', stopProcesses);
-const watchdog = setTimeout(() => {
-  console.log(`FAIL the whole test took longer than ${TEST_LIMIT_MS / 1000} s`);
-  stopProcesses();
-  process.exit(1);
-}, TEST_LIMIT_MS);
-main().then((status) => {
-  clearTimeout(watchdog);
-  process.exit(status);
-}, (e) => {
-  console.log(`FAIL ${e.message}`);
-  stopProcesses();
-  process.exit(1);
-});
+runTest(main, TEST_LIMIT_MS);

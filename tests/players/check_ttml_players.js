@@ -32,7 +32,7 @@
 const fs = require('fs');
 const os = require('os');
 const path = require('path');
-const { parseOptions, runChecked: run, stopProcesses, within, startServer, startBrowser, call, fmt, sleep, STEP_LIMIT_MS } =
+const { runTest, parseOptions, runChecked: run, stopProcesses, within, startServer, startBrowser, call, fmt, sleep, STEP_LIMIT_MS } =
   require('./browser_session');
 
 const HERE = __dirname;
@@ -365,17 +365,4 @@ async function main() {
   return wrong === 0 ? 0 : 1;
 }
 
-process.on('exit', stopProcesses);
-const watchdog = setTimeout(() => {
-  console.log(`FAIL the whole test took longer than ${TEST_LIMIT_MS / 1000} s`);
-  stopProcesses();
-  process.exit(1);
-}, TEST_LIMIT_MS);
-main().then((status) => {
-  clearTimeout(watchdog);
-  process.exit(status);
-}, (e) => {
-  console.log(`FAIL ${e.message}`);
-  stopProcesses();
-  process.exit(1);
-});
+runTest(main, TEST_LIMIT_MS);
