@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "common/mpegts_clock.h"
 #include "driver/source_encoding.h"
 #include "log/output.h"
 #include "webvtt/segment_writer.h"
@@ -46,7 +47,7 @@ const struct option kLongOptions[] = {
     {"no-output-timestamps", no_argument, nullptr, '8'},
     {"srt-markup", required_argument, nullptr, 'M'},
     {"source-encoding", required_argument, nullptr, 'E'},
-    {"timestamp-map-mpegts", required_argument, nullptr, 'T'},
+    {kTimestampMapMpegtsOption, required_argument, nullptr, 'T'},
     // "--t" and "-t=" abbreviate --target-duration; this exact name keeps them from being
     // ambiguous with --timestamp-map-mpegts.
     {"t", required_argument, nullptr, 't'},
@@ -87,9 +88,6 @@ constexpr const char* kUsage =
     "\t-D <dur>   | --duration=<dur>                : Set duration in seconds of subtitle "
     "stream\n"
     "\t-h         | --help                          : show help\n\n";
-
-// The largest value of the 33-bit MPEG-TS clock.
-constexpr uint64_t kLatestMpegtsTime = (uint64_t{1} << 33) - 1;
 
 // A decimal number from 0 to kLatestMpegtsTime, digits only.
 bool ParseMpegtsTime(const char* text, uint64_t* value) {

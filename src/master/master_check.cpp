@@ -252,12 +252,13 @@ void CompareTiming(const std::string& masterPath, const std::vector<VariantTimin
   const auto apart = [](int64_t a, int64_t b) {
     return a - b > kTimingTolerance || b - a > kTimingTolerance;
   };
+  // The first variant's start is the one the others are held to.
+  const VariantTiming* first = variants.empty() ? nullptr : &variants.front();
   for (const VariantTiming& variant : variants) {
-    const VariantTiming& first = variants.front();  // the start the others are held to
-    if (apart(variant.start, first.start))
+    if (apart(variant.start, first->start))
       problems->push_back({masterPath, variant.line,
                            variant.path + " starts at " + DescribeStart(variant.start) + ", " +
-                               first.path + " at " + DescribeStart(first.start) +
+                               first->path + " at " + DescribeStart(first->start) +
                                ": the variants are not in step"});
   }
   for (const RenditionTiming& rendition : renditions) {
@@ -272,7 +273,7 @@ void CompareTiming(const std::string& masterPath, const std::vector<VariantTimin
     }
     for (const VariantTiming* variant : starts) {
       const int64_t lateness = CueLateness(rendition.map, variant->start);
-      if (lateness > kTimingTolerance || lateness < -kTimingTolerance)
+      if (apart(lateness, 0))
         problems->push_back({rendition.path, 0,
                              DescribeCueLateness(lateness, variant->start,
                                                  starts.size() > 1 ? variant->path : "")});

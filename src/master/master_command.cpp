@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "common/incomplete_files.h"
+#include "common/mpegts_clock.h"
 #include "master/master_add.h"
 #include "master/master_check.h"
 #include "master/master_merge.h"
@@ -292,10 +293,9 @@ Status RunCheck(const std::vector<std::string>& args) {
 // Prints a start time, and warns when hlsvtt -m cannot carry it: -m is read as a signed 32-bit
 // number. A time on the 33-bit MPEG-TS clock past that range goes to --timestamp-map-mpegts.
 Status PrintStart(int64_t pts) {
-  constexpr int64_t kLatestMpegtsTime = (int64_t{1} << 33) - 1;
   const long long value = static_cast<long long>(pts);
   printf("%lld\n", value);
-  if (pts > kLatestMpegtsTime)
+  if (pts > static_cast<int64_t>(kLatestMpegtsTime))
     fprintf(stderr,
             "%s: warning: %lld is above 8589934591, which neither hlsvtt -m nor "
             "--timestamp-map-mpegts can carry\n",

@@ -3,12 +3,13 @@
 #include <climits>
 #include <cstdio>
 
+#include "common/mpegts_clock.h"
 #include "master/attribute_list.h"
 #include "master/playlist_text.h"
 
 namespace {
 
-constexpr int64_t kClockWrap = int64_t{1} << 33;
+constexpr auto kClockWrap = static_cast<int64_t>(kMpegtsClockTicks);
 
 // [hours:]minutes:seconds.thousandths in milliseconds.
 std::optional<uint64_t> ParseCueTime(std::string_view text) {
@@ -85,7 +86,8 @@ std::string DescribeCueLateness(int64_t lateness, int64_t start, const std::stri
   if (start >= INT32_MIN && start <= INT32_MAX)
     message += "segment again with -m " + std::to_string(start);
   else if (start >= 0 && start < kClockWrap)
-    message += std::string("segment again with ") + kLongMpegtsOption + "=" + std::to_string(start);
+    message += std::string("segment again with --") + kTimestampMapMpegtsOption + "=" +
+               std::to_string(start);
   else
     message += "no option of hlsvtt sets MPEGTS to " + std::to_string(start);
   return message;

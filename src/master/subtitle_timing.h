@@ -9,9 +9,6 @@
 #include <string>
 #include <string_view>
 
-// The option of hlsvtt that sets MPEGTS when -m cannot carry the value.
-constexpr const char* kLongMpegtsOption = "--timestamp-map-mpegts";
-
 // Differences up to this many 90 kHz ticks (1 ms) are in step.
 constexpr int64_t kTimingTolerance = 90;
 

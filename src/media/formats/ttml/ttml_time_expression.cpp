@@ -58,6 +58,13 @@ std::optional<double> PositiveNumber(std::string_view s) {
   return *whole + *fraction;
 }
 
+// A positive number without a fraction (a fraction of zeros is allowed), as rates are given.
+std::optional<double> PositiveWholeNumber(std::string_view s) {
+  std::optional<double> value = PositiveNumber(s);
+  if (!value || *value != std::floor(*value)) return std::nullopt;
+  return value;
+}
+
 std::optional<double> ClockTime(std::string_view s, const TimedTextRates& rates) {
   size_t pos = 0;
   std::optional<double> hours = Digits(s, &pos);
@@ -114,8 +121,8 @@ std::string_view ReadTimedTextRates(std::string_view frameRate, std::string_view
   *rates = TimedTextRates{};
   frameRate = Trim(frameRate);
   if (!frameRate.empty()) {
-    std::optional<double> value = PositiveNumber(frameRate);
-    if (!value || *value != std::floor(*value)) return "ttp:frameRate";
+    std::optional<double> value = PositiveWholeNumber(frameRate);
+    if (!value) return "ttp:frameRate";
     rates->frameRate = *value;
   }
   multiplier = Trim(multiplier);
@@ -123,24 +130,21 @@ std::string_view ReadTimedTextRates(std::string_view frameRate, std::string_view
     // Two positive integers: numerator and denominator, separated by whitespace.
     size_t gap = multiplier.find_first_of(" \t\r\n");
     if (gap == std::string_view::npos) return "ttp:frameRateMultiplier";
-    std::optional<double> numerator = PositiveNumber(multiplier.substr(0, gap));
-    std::optional<double> denominator = PositiveNumber(Trim(multiplier.substr(gap)));
-    if (!numerator || !denominator || *numerator != std::floor(*numerator) ||
-        *denominator != std::floor(*denominator)) {
-      return "ttp:frameRateMultiplier";
-    }
+    std::optional<double> numerator = PositiveWholeNumber(multiplier.substr(0, gap));
+    std::optional<double> denominator = PositiveWholeNumber(Trim(multiplier.substr(gap)));
+    if (!numerator || !denominator) return "ttp:frameRateMultiplier";
     rates->frameRateMultiplier = *numerator / *denominator;
   }
   subFrameRate = Trim(subFrameRate);
   if (!subFrameRate.empty()) {
-    std::optional<double> value = PositiveNumber(subFrameRate);
-    if (!value || *value != std::floor(*value)) return "ttp:subFrameRate";
+    std::optional<double> value = PositiveWholeNumber(subFrameRate);
+    if (!value) return "ttp:subFrameRate";
     rates->subFrameRate = *value;
   }
   tickRate = Trim(tickRate);
   if (!tickRate.empty()) {
-    std::optional<double> value = PositiveNumber(tickRate);
-    if (!value || *value != std::floor(*value)) return "ttp:tickRate";
+    std::optional<double> value = PositiveWholeNumber(tickRate);
+    if (!value) return "ttp:tickRate";
     rates->tickRate = *value;
   } else if (!frameRate.empty()) {
     rates->tickRate = rates->EffectiveFrameRate() * rates->subFrameRate;
