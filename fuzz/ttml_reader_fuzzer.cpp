@@ -18,24 +18,25 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (message.empty()) abort();
     return 0;
   }
-  std::vector<TimedTextCue> cues;
+  TimedTextCues cues;
   TimedTextOpenEnds openEnds;
   if (BuildTimedTextCues(document, &cues, &message, &openEnds) != kNoErr) {
     if (message.empty()) abort();
     return 0;
   }
-  for (size_t i = 0; i < cues.size(); ++i) {
-    const TimedTextCue& cue = cues[i];
+  for (size_t i = 0; i < cues.list.size(); ++i) {
+    const TimedTextCue& cue = cues.list[i];
+    std::string_view settings = cues.Settings(cue), payload = cues.Payload(cue);
     if (!std::isfinite(cue.end) || !(cue.start < cue.end) || cue.start < 0) abort();
-    if (i > 0 && cues[i - 1].start > cue.start) abort();
+    if (i > 0 && cues.list[i - 1].start > cue.start) abort();
     // Text without an end is cut at the document's last time, and no cue ends after that.
     if (openEnds.paragraphs != 0 && cue.end > openEnds.end) abort();
-    if (cue.settings.find_first_of("\r\n") != std::string::npos ||
-        cue.settings.find("-->") != std::string::npos) {
+    if (settings.find_first_of("\r\n") != std::string_view::npos ||
+        settings.find("-->") != std::string_view::npos) {
       abort();
     }
-    if (cue.payload.empty() || cue.payload.find("\n\n") != std::string::npos ||
-        cue.payload.front() == '\n' || cue.payload.back() == '\n') {
+    if (payload.empty() || payload.find("\n\n") != std::string_view::npos ||
+        payload.front() == '\n' || payload.back() == '\n') {
       abort();
     }
   }

@@ -35,18 +35,18 @@ Status ReadStart(MxByteStream* stream, size_t limit, std::string* bytes, int64_t
   return status;
 }
 
-Status StoreCue(WebVTTCueStore* store, double start, double end, const TimedTextCue& cue) {
+Status StoreCue(WebVTTCueStore* store, double start, double end, std::string_view settings,
+                std::string_view payload) {
   WebVTTCueRecord record;
   record.start = start;
   record.end = end;
-  const size_t size = cue.settings.size() + cue.payload.size();
-  if (size < kOwnTextBlockThreshold)
-    return store->AppendCopy(record, "", cue.settings, cue.payload);
+  const size_t size = settings.size() + payload.size();
+  if (size < kOwnTextBlockThreshold) return store->AppendCopy(record, "", settings, payload);
   char* bytes = static_cast<char*>(malloc(size));
   if (bytes == nullptr) return kMxErrAllocationFailed;
-  memcpy(bytes, cue.settings.data(), cue.settings.size());
-  memcpy(bytes + cue.settings.size(), cue.payload.data(), cue.payload.size());
-  return store->AppendOwned(record, bytes, 0, cue.settings.size(), cue.payload.size());
+  memcpy(bytes, settings.data(), settings.size());
+  memcpy(bytes + settings.size(), payload.data(), payload.size());
+  return store->AppendOwned(record, bytes, 0, settings.size(), payload.size());
 }
 
 }  // namespace
@@ -62,26 +62,39 @@ Status RunTimedTextSource(const RunSettings& settings, const RunEnvironment& env
   const char* source = settings.inputPath ? settings.inputPath : "(source)";
   std::string bytes;
   int64_t length = 0;
-  // The root element is looked for in the start of the file before the whole is read.
-  Status status = ReadStart(stream, kTimedTextProbeBytes, &bytes, &length);
-  if (status != kNoErr || !IsTimedTextDocument(bytes)) return kNoErr;
+  // The root element is looked for in the start of the file before the whole is read: in its
+  // first 4 KiB, and again in more when a long prolog keeps the root further on.
+  Status status = kNoErr;
+  for (size_t probe : {size_t{4096}, kTimedTextProbeBytes}) {
+    status = ReadStart(stream, probe, &bytes, &length);
+    if (status != kNoErr) return kNoErr;
+    if (IsTimedTextDocument(bytes)) break;
+    if (bytes.size() < probe || probe == kTimedTextProbeBytes) return kNoErr;
+  }
   *taken = true;
   if (static_cast<uint64_t>(length) > kMaxTimedTextSourceBytes) {
     OutputMessage(0, "%s: cannot read the source: larger than %zu bytes", source,
                   kMaxTimedTextSourceBytes);
     return kErrParse;
   }
-  status = ReadStart(stream, kMaxTimedTextSourceBytes, &bytes, &length);
-  if (status != kNoErr) {
+  bytes = std::string();
+
+  TimedTextDocument document;
+  TimedTextCues cues;
+  std::string message;
+  TimedTextOpenEnds openEnds;
+  // The document is read straight into the parser's buffer.
+  status = ReadTimedTextDocument(
+      static_cast<size_t>(length),
+      [stream](char* buffer, size_t size) {
+        size_t read = 0;
+        return MxByteStreamReadFully(stream, size, 0, buffer, &read);
+      },
+      source, &document, &message);
+  if (status != kNoErr && message.empty()) {
     OutputMessage(0, "%s: cannot read the source (error %d)", source, status);
     return status;
   }
-
-  TimedTextDocument document;
-  std::vector<TimedTextCue> cues;
-  std::string message;
-  TimedTextOpenEnds openEnds;
-  status = ReadTimedTextDocument(bytes, source, &document, &message);
   if (status == kNoErr) {
     status = BuildTimedTextCues(document, &cues, &message, &openEnds);
     if (status != kNoErr) message = std::string(source) + ": " + message;
@@ -90,11 +103,10 @@ Status RunTimedTextSource(const RunSettings& settings, const RunEnvironment& env
     OutputMessage(0, "cannot read the source: %s", message.c_str());
     return kErrParse;
   }
-  bytes = std::string();
   document = TimedTextDocument();
 
   WebVTTCueStore store;
-  for (const TimedTextCue& cue : cues) {
+  for (const TimedTextCue& cue : cues.list) {
     double start = Milliseconds(cue.start), end = Milliseconds(cue.end);
     if (!(start < end)) continue;
     if (end > kLatestOutputSeconds) {
@@ -102,7 +114,7 @@ Status RunTimedTextSource(const RunSettings& settings, const RunEnvironment& env
                     kLatestOutputSeconds);
       return kErrParse;
     }
-    status = StoreCue(&store, start, end, cue);
+    status = StoreCue(&store, start, end, cues.Settings(cue), cues.Payload(cue));
     if (status != kNoErr) return status;
   }
   if (openEnds.paragraphs != 0) {
@@ -116,6 +128,7 @@ Status RunTimedTextSource(const RunSettings& settings, const RunEnvironment& env
                   static_cast<unsigned long long>(ms / 1000 % 60),
                   static_cast<unsigned long long>(ms % 1000));
   }
+  cues = TimedTextCues();
   if (store.empty()) OutputMessage(1, "%s: no cues found in the timed-text document", source);
   return ScheduleCuesInto(
       settings, store,

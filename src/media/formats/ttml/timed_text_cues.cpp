@@ -88,27 +88,40 @@ class CueBuilder {
  public:
   explicit CueBuilder(const TimedTextDocument& document) : doc_(document) {}
 
-  Status Build(std::vector<TimedTextCue>* cues, std::string* message, TimedTextOpenEnds* openEnds) {
-    cues->clear();
+  Status Build(TimedTextCues* cues, std::string* message, TimedTextOpenEnds* openEnds) {
+    cues->list.clear();
+    cues->text.clear();
     *openEnds = TimedTextOpenEnds{};
     if (!doc_.hasBody) return kNoErr;
     size_t count = doc_.nodes.size();
-    extent_.assign(count, 0);
     begin_.assign(count, 0);
     end_.assign(count, 0);
-    size_.assign(count, 1);
     style_.assign(count, TextStyleFlags{});
     preserve_.assign(count, false);
-    region_.assign(count, nullptr);
+    region_.assign(count, 0);
+    // Room for the cues' text: their payloads repeat the document's text with tags around it.
+    cues->text.reserve(2 * doc_.text.size());
+    // What each distinct style attribute adds, and each region name's region.
+    listStyles_.clear();
+    for (const std::vector<std::string>& list : doc_.styleLists) {
+      listStyles_.push_back(ResolveReferences({}, list));
+    }
+    regions_.clear();
+    for (const std::string& name : doc_.regionNames) {
+      auto found = doc_.regions.find(name);
+      regions_.push_back(found == doc_.regions.end() ? nullptr : &found->second);
+    }
     // Children always follow their parent, so a backward pass sees children first and a forward
-    // pass parents first.
-    for (size_t i = count; i-- > 0;) ComputeExtent(i);
-    begin_[0] = doc_.nodes[0].begin.value_or(0);
-    end_[0] = begin_[0] + extent_[0];
-    style_[0] = Compose(ResolveReferences({}, doc_.nodes[0].styleRefs), doc_.nodes[0].inlineStyle);
-    preserve_[0] = doc_.nodes[0].preserveSpace == StyleFlag::kOn;
-    region_[0] = &doc_.nodes[0].region;
-    for (size_t i = 0; i < count; ++i) PlaceChildren(i);
+    // pass parents first. The first measures each element's active duration into `end_`, which
+    // the second turns into its end once its begin is known.
+    for (size_t i = count; i-- > 0;) ComputeExtent(static_cast<uint32_t>(i));
+    const TimedTextNode& body = doc_.nodes[0];
+    begin_[0] = OrZero(doc_.Times(body).begin);
+    end_[0] = begin_[0] + end_[0];
+    style_[0] = Compose(listStyles_[body.styleList], body.inlineStyle);
+    preserve_[0] = body.preserveSpace == StyleFlag::kOn;
+    region_[0] = body.region;
+    for (size_t i = 0; i < count; ++i) PlaceChildren(static_cast<uint32_t>(i));
     lastTime_ = begin_[0];
     for (size_t i = 0; i < count; ++i) {
       for (double t : {begin_[i], end_[i]}) {
@@ -122,59 +135,71 @@ class CueBuilder {
       if (status != kNoErr) return status;
     }
     auto earlier = [](const TimedTextCue& a, const TimedTextCue& b) { return a.start < b.start; };
-    if (!std::is_sorted(cues->begin(), cues->end(), earlier)) {
-      std::stable_sort(cues->begin(), cues->end(), earlier);
+    if (!std::is_sorted(cues->list.begin(), cues->list.end(), earlier)) {
+      std::stable_sort(cues->list.begin(), cues->list.end(), earlier);
     }
     return kNoErr;
   }
 
  private:
+  static double OrZero(double time) { return IsTimeGiven(time) ? time : 0; }
+
+  // The children of node `n`: the first follows it, and each next one follows the one before and
+  // its descendants.
+  template <typename Visit>
+  void ForEachChild(uint32_t n, Visit visit) const {
+    const uint32_t end = n + doc_.nodes[n].size;
+    for (uint32_t c = n + 1; c < end; c += doc_.nodes[c].size) visit(c);
+  }
+
   // The active duration of child `c` measured from its begin, in a container of the given kind.
   double ChildExtent(uint32_t c, bool sequential) const {
     const TimedTextNode& child = doc_.nodes[c];
-    if (child.kind == Kind::kText || (child.kind == Kind::kLineBreak && !child.end && !child.dur)) {
+    const TimedTextTimes& times = doc_.Times(child);
+    if (child.kind == Kind::kText ||
+        (child.kind == Kind::kLineBreak && !IsTimeGiven(times.end) && !IsTimeGiven(times.dur))) {
       return sequential ? 0 : kIndefinite;
     }
-    return extent_[c];
+    return end_[c];
   }
 
-  void ComputeExtent(size_t i) {
+  void ComputeExtent(uint32_t i) {
     const TimedTextNode& node = doc_.nodes[i];
-    for (uint32_t c : node.children) size_[i] += size_[c];
-    if (node.dur || node.end) {
-      double extent = node.dur.value_or(kIndefinite);
-      if (node.end) extent = std::min(extent, *node.end - node.begin.value_or(0));
-      extent_[i] = std::max(extent, 0.0);
+    const TimedTextTimes& times = doc_.Times(node);
+    if (IsTimeGiven(times.dur) || IsTimeGiven(times.end)) {
+      double extent = IsTimeGiven(times.dur) ? times.dur : kIndefinite;
+      if (IsTimeGiven(times.end)) extent = std::min(extent, times.end - OrZero(times.begin));
+      end_[i] = std::max(extent, 0.0);
       return;
     }
     double extent = 0;
-    for (uint32_t c : node.children) {
-      double childEnd = doc_.nodes[c].begin.value_or(0) + ChildExtent(c, node.sequential);
+    ForEachChild(i, [&](uint32_t c) {
+      double childEnd = OrZero(doc_.Times(doc_.nodes[c]).begin) + ChildExtent(c, node.sequential);
       extent = node.sequential ? extent + childEnd : std::max(extent, childEnd);
-    }
-    extent_[i] = extent;
+    });
+    end_[i] = extent;
   }
 
-  void PlaceChildren(size_t i) {
+  void PlaceChildren(uint32_t i) {
     const TimedTextNode& node = doc_.nodes[i];
     double cursor = begin_[i];
-    for (uint32_t c : node.children) {
+    ForEachChild(i, [&](uint32_t c) {
       const TimedTextNode& child = doc_.nodes[c];
-      double begin = (node.sequential ? cursor : begin_[i]) + child.begin.value_or(0);
+      double begin = (node.sequential ? cursor : begin_[i]) + OrZero(doc_.Times(child).begin);
       double extent = ChildExtent(c, node.sequential);
       cursor = begin + extent;
       begin_[c] = std::min(begin, end_[i]);
       end_[c] = std::max(begin_[c], std::min(begin + extent, end_[i]));
-      style_[c] = Compose(ResolveReferences(style_[i], child.styleRefs), child.inlineStyle);
+      style_[c] = Compose(Compose(style_[i], listStyles_[child.styleList]), child.inlineStyle);
       // Content placed in another region than the one its ancestors name is shown nowhere.
-      if (!child.region.empty() && !region_[i]->empty() && child.region != *region_[i]) {
+      if (child.region != 0 && region_[i] != 0 && child.region != region_[i]) {
         end_[c] = begin_[c];
       }
-      region_[c] = child.region.empty() ? region_[i] : &child.region;
+      region_[c] = child.region == 0 ? region_[i] : child.region;
       preserve_[c] = child.preserveSpace == StyleFlag::kInherit
                          ? preserve_[i]
                          : child.preserveSpace == StyleFlag::kOn;
-    }
+    });
   }
 
   // `flags` with the referenced styles over them in order, each over the styles it references.
@@ -199,10 +224,10 @@ class CueBuilder {
     return Compose(flags, found->second.flags);
   }
 
-  Status BuildParagraph(uint32_t p, std::vector<TimedTextCue>* cues, std::string* message,
+  Status BuildParagraph(uint32_t p, TimedTextCues* cues, std::string* message,
                         TimedTextOpenEnds* openEnds) {
     double pBegin = begin_[p], pEnd = end_[p];
-    if (size_[p] > kTimedTextMaxParagraphNodes) {
+    if (doc_.nodes[p].size > kTimedTextMaxParagraphNodes) {
       *message = "the p element at line " + std::to_string(doc_.nodes[p].line) +
                  " holds more than " + std::to_string(kTimedTextMaxParagraphNodes) +
                  " elements and texts";
@@ -219,8 +244,7 @@ class CueBuilder {
                  " times";
       return kErrParse;
     }
-    auto found = doc_.regions.find(*region_[p]);
-    const TimedTextRegion* region = found == doc_.regions.end() ? nullptr : &found->second;
+    const TimedTextRegion* region = regions_[region_[p]];
     // The content shown in a region inherits the region's styles, which start from the
     // document's initial ones.
     regionStyle_ = Apply(0, doc_.initial);
@@ -247,20 +271,22 @@ class CueBuilder {
         openEnds->end = lastTime_;
       }
     }
-    std::string settings = PlacementSettings(Apply(regionStyle_, style_[p]), region);
+    const std::string settings = PlacementSettings(Apply(regionStyle_, style_[p]), region);
     bool open = false;  // the last cue of this paragraph can be extended
     for (size_t k = 0; k + 1 < instants.size(); ++k) {
       double from = instants[k], to = instants[k + 1];
       payload_.clear();
       Gather(p, from, to);
       FinishLine();
-      const std::string& payload = payload_;
-      if (payload.empty()) {
+      if (payload_.empty()) {
         open = false;
-      } else if (open && cues->back().payload == payload) {
-        cues->back().end = to;
+      } else if (open && cues->Payload(cues->list.back()) == payload_) {
+        cues->list.back().end = to;
       } else {
-        cues->push_back({from, to, settings, payload});
+        cues->list.push_back({from, to, cues->text.size(), static_cast<uint32_t>(settings.size()),
+                              static_cast<uint32_t>(payload_.size())});
+        cues->text += settings;
+        cues->text += payload_;
         open = true;
       }
     }
@@ -268,7 +294,8 @@ class CueBuilder {
   }
 
   void CollectInstants(uint32_t n, double from, double to, std::vector<double>* instants) const {
-    for (uint32_t c : doc_.nodes[n].children) {
+    const uint32_t end = n + doc_.nodes[n].size;
+    for (uint32_t c = n + 1; c < end; c += doc_.nodes[c].size) {
       for (double t : {begin_[c], end_[c]}) {
         if (t > from && t < to) instants->push_back(t);
       }
@@ -279,13 +306,15 @@ class CueBuilder {
 
   // Appends the text of `n`'s subtree that is shown throughout [from, to) to the payload.
   void Gather(uint32_t n, double from, double to) {
-    for (uint32_t c : doc_.nodes[n].children) {
+    const uint32_t end = n + doc_.nodes[n].size;
+    for (uint32_t c = n + 1; c < end; c += doc_.nodes[c].size) {
       if (!(begin_[c] <= from && end_[c] >= to)) continue;
       const TimedTextNode& child = doc_.nodes[c];
       if (child.kind == Kind::kLineBreak) {
         FinishLine();
       } else if (child.kind == Kind::kText) {
-        AppendText(child.text, static_cast<uint8_t>(Apply(regionStyle_, style_[c]) & kRunStyleMask),
+        AppendText(doc_.Text(child),
+                   static_cast<uint8_t>(Apply(regionStyle_, style_[c]) & kRunStyleMask),
                    preserve_[c]);
       } else {
         Gather(c, from, to);
@@ -369,13 +398,16 @@ class CueBuilder {
   }
 
   const TimedTextDocument& doc_;
-  std::vector<double> extent_, begin_, end_;
-  double lastTime_ = 0;  // the latest finite begin or end in the document
-  std::vector<size_t> size_;
-  std::vector<TextStyleFlags> style_;  // the styles given along the way from the body
-  uint8_t regionStyle_ = 0;            // what the paragraph being built inherits from its region
+  // Per node: its begin and end, the styles given along the way from the body, whether spaces are
+  // kept, and the region name in effect (an index into the document's region names).
+  std::vector<double> begin_, end_;
+  std::vector<TextStyleFlags> style_;
   std::vector<bool> preserve_;
-  std::vector<const std::string*> region_;    // the region name in effect
+  std::vector<uint32_t> region_;
+  double lastTime_ = 0;                          // the latest finite begin or end in the document
+  std::vector<TextStyleFlags> listStyles_;       // what each style attribute adds
+  std::vector<const TimedTextRegion*> regions_;  // by region name; null when not defined
+  uint8_t regionStyle_ = 0;  // what the paragraph being built inherits from its region
   std::vector<const std::string*> visiting_;  // the chain of styles being applied
   std::vector<double> instants_;
   // The payload being built for one interval, and its current line: its bytes, where each run of
@@ -391,7 +423,7 @@ class CueBuilder {
 
 }  // namespace
 
-Status BuildTimedTextCues(const TimedTextDocument& document, std::vector<TimedTextCue>* cues,
+Status BuildTimedTextCues(const TimedTextDocument& document, TimedTextCues* cues,
                           std::string* message, TimedTextOpenEnds* openEnds) {
   TimedTextOpenEnds ignored;
   return CueBuilder(document).Build(cues, message, openEnds != nullptr ? openEnds : &ignored);

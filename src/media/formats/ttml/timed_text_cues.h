@@ -20,6 +20,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "common/status.h"
@@ -32,8 +33,21 @@ constexpr size_t kTimedTextMaxParagraphNodes = 16384;
 
 struct TimedTextCue {
   double start = 0, end = 0;  // seconds
-  std::string settings;       // cue settings, empty when there are none
-  std::string payload;
+  size_t offset = 0;          // where its settings start in the text of the cues
+  uint32_t settingsLength = 0, payloadLength = 0;  // the payload follows the settings
+};
+
+// The cues and their settings and payloads, kept one after another in one text.
+struct TimedTextCues {
+  std::vector<TimedTextCue> list;
+  std::string text;
+
+  std::string_view Settings(const TimedTextCue& cue) const {
+    return std::string_view(text).substr(cue.offset, cue.settingsLength);
+  }
+  std::string_view Payload(const TimedTextCue& cue) const {
+    return std::string_view(text).substr(cue.offset + cue.settingsLength, cue.payloadLength);
+  }
 };
 
 // The paragraphs whose text was still shown when their indefinite end was cut, and where.
@@ -49,5 +63,5 @@ struct TimedTextOpenEnds {
 // paragraphs are counted in `*openEnds` when it is given. A paragraph whose text is shown without
 // an end and which begins at or after that time is refused with kErrParse and `*message` naming
 // its line.
-Status BuildTimedTextCues(const TimedTextDocument& document, std::vector<TimedTextCue>* cues,
+Status BuildTimedTextCues(const TimedTextDocument& document, TimedTextCues* cues,
                           std::string* message, TimedTextOpenEnds* openEnds = nullptr);

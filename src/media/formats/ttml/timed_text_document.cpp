@@ -3,9 +3,12 @@
 #include <expat.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <memory>
+#include <span>
 
 namespace {
 
@@ -28,6 +31,11 @@ bool IsTimedTextNamespace(std::string_view uri, std::string_view suffix) {
 
 struct QualifiedName {
   std::string_view uri, local;
+};
+
+// An attribute's name, split at the namespace separator, and its value.
+struct Attribute {
+  std::string_view uri, local, value;
 };
 
 QualifiedName SplitName(const XML_Char* name) {
@@ -109,28 +117,51 @@ const char* ElementName(Kind kind) {
   return "text";
 }
 
+// Strings by value, looked up without making a string of the key.
+struct StringHash {
+  using is_transparent = void;
+  size_t operator()(std::string_view s) const { return std::hash<std::string_view>{}(s); }
+};
+using IndexMap = std::unordered_map<std::string, uint32_t, StringHash, std::equal_to<>>;
+
+using Attributes = std::span<const Attribute>;
+
 class DocumentReader {
  public:
   DocumentReader(std::string_view fileName, TimedTextDocument* document)
       : fileName_(fileName), document_(document) {}
 
-  Status Read(std::string_view bytes, std::string* message) {
+  Status Read(size_t length, const TimedTextFill& fill, std::string* message) {
+    if (length > static_cast<size_t>(std::numeric_limits<int>::max())) {
+      *message = std::string(fileName_) + ": larger than " +
+                 std::to_string(std::numeric_limits<int>::max()) + " bytes";
+      return kErrParse;
+    }
     std::unique_ptr<XML_ParserStruct, void (*)(XML_Parser)> parser(
         XML_ParserCreateNS("UTF-8", kNamespaceSeparator), XML_ParserFree);
     if (!parser) return kMxErrAllocationFailed;
     parser_ = parser.get();
-    bytes_ = bytes;
-    hasCarriageReturn_ = !bytes.empty() && std::memchr(bytes.data(), '\r', bytes.size()) != nullptr;
+    // The document goes straight into the parser's buffer, read there in one piece.
+    auto* buffer = static_cast<char*>(XML_GetBuffer(parser_, static_cast<int>(length)));
+    if (buffer == nullptr) return kMxErrAllocationFailed;
+    if (length != 0) {
+      Status status = fill(buffer, length);
+      if (status != kNoErr) return status;
+    }
+    bytes_ = std::string_view(buffer, length);
+    hasCarriageReturn_ = length != 0 && std::memchr(buffer, '\r', length) != nullptr;
     // A node is an element or a text, each after a '<': room for that many saves moving the
     // nodes as they are added (up to a bound, past which they grow as usual).
     constexpr size_t kReservedNodes = size_t{1} << 18;
     size_t tags = 0;
-    for (const char *p = bytes.data(), *end = p + bytes.size(); p != end && tags < kReservedNodes;
+    for (const char *p = buffer, *end = p + length; p != end && tags < kReservedNodes;
          ++p, ++tags) {
       p = static_cast<const char*>(std::memchr(p, '<', static_cast<size_t>(end - p)));
       if (p == nullptr) break;
     }
     document_->nodes.reserve(tags);
+    // The texts are never longer than the document: reserved, they are never moved.
+    document_->text.reserve(length);
     XML_SetUserData(parser_, this);
     XML_SetParamEntityParsing(parser_, XML_PARAM_ENTITY_PARSING_NEVER);
     XML_SetStartDoctypeDeclHandler(
@@ -143,26 +174,17 @@ class DocumentReader {
           static_cast<DocumentReader*>(self)->Start(name, attributes);
         },
         [](void* self, const XML_Char*) { static_cast<DocumentReader*>(self)->End(); });
-    XML_SetCharacterDataHandler(parser_, [](void* self, const XML_Char* text, int length) {
-      static_cast<DocumentReader*>(self)->Text(std::string_view(text, static_cast<size_t>(length)));
+    XML_SetCharacterDataHandler(parser_, [](void* self, const XML_Char* text, int size) {
+      static_cast<DocumentReader*>(self)->Text(std::string_view(text, static_cast<size_t>(size)));
     });
-    // Fed in pieces, as the parser takes an int length.
-    constexpr size_t kPiece = 1 << 20;
-    size_t offset = 0;
-    do {
-      size_t length = std::min(kPiece, bytes.size() - offset);
-      bool last = offset + length == bytes.size();
-      if (XML_Parse(parser_, bytes.data() + offset, static_cast<int>(length), last) !=
-          XML_STATUS_OK) {
-        if (error_.empty()) {
-          error_ = XML_ErrorString(XML_GetErrorCode(parser_));
-        }
-        *message = std::string(fileName_) + ":" +
-                   std::to_string(XML_GetCurrentLineNumber(parser_)) + ": " + error_;
-        return kErrParse;
+    if (XML_ParseBuffer(parser_, static_cast<int>(length), XML_TRUE) != XML_STATUS_OK) {
+      if (error_.empty()) {
+        error_ = XML_ErrorString(XML_GetErrorCode(parser_));
       }
-      offset += length;
-    } while (offset < bytes.size());
+      *message = std::string(fileName_) + ":" + std::to_string(XML_GetCurrentLineNumber(parser_)) +
+                 ": " + error_;
+      return kErrParse;
+    }
     if (!document_->hasBody && !sawRoot_) {
       *message = std::string(fileName_) + ": no root element";
       return kErrParse;
@@ -198,26 +220,31 @@ class DocumentReader {
     XML_StopParser(parser_, XML_FALSE);
   }
 
-  void Start(const XML_Char* name, const XML_Char** attributes) {
+  void Start(const XML_Char* name, const XML_Char** rawAttributes) {
     ++depth_;
     if (depth_ > kTimedTextMaxDepth) {
       return Fail("elements nested deeper than " + std::to_string(kTimedTextMaxDepth));
     }
     if (skipFrom_ != 0) return;
+    // The attributes are split once, here, for every reader of them below.
     size_t count = 0;
-    for (const XML_Char** a = attributes; *a != nullptr; a += 2) {
-      if (++count > kTimedTextMaxAttributes) {
+    for (const XML_Char** a = rawAttributes; *a != nullptr; a += 2) {
+      if (count == kTimedTextMaxAttributes) {
         return Fail("an element with more than " + std::to_string(kTimedTextMaxAttributes) +
                     " attributes");
       }
-      if (std::strlen(a[1]) > kTimedTextMaxAttributeBytes) {
+      std::string_view value(a[1]);
+      if (value.size() > kTimedTextMaxAttributeBytes) {
         return Fail("an attribute value longer than " +
                     std::to_string(kTimedTextMaxAttributeBytes) + " bytes");
       }
-      if (SplitName(a[0]).local == "backgroundImage") {
+      QualifiedName attribute = SplitName(a[0]);
+      if (attribute.local == "backgroundImage") {
         return Fail("image subtitles (backgroundImage) are not supported");
       }
+      attributes_[count++] = {attribute.uri, attribute.local, value};
     }
+    const Attributes attributes(attributes_.data(), count);
     QualifiedName element = SplitName(name);
     bool timedText = IsTimedTextNamespace(element.uri, "");
     if (depth_ == 1) {
@@ -256,7 +283,7 @@ class DocumentReader {
     }
   }
 
-  void StartContent(std::string_view local, const XML_Char** attributes) {
+  void StartContent(std::string_view local, Attributes attributes) {
     Kind parent = document_->nodes[nodes_.back()].kind;
     bool inText = parent == Kind::kParagraph || parent == Kind::kSpan;
     Kind kind;
@@ -279,6 +306,10 @@ class DocumentReader {
     } else if (skipFrom_ == 0 && !places_.empty() && depth_ == placeDepths_.back()) {
       places_.pop_back();
       placeDepths_.pop_back();
+      if (nodes_.back() != kNoNode) {
+        document_->nodes[nodes_.back()].size =
+            static_cast<uint32_t>(document_->nodes.size() - nodes_.back());
+      }
       nodes_.pop_back();
     }
     --depth_;
@@ -286,22 +317,29 @@ class DocumentReader {
 
   void Text(std::string_view text) {
     if (skipFrom_ != 0 || nodes_.empty() || nodes_.back() == kNoNode) return;
-    TimedTextNode& parent = document_->nodes[nodes_.back()];
-    if (parent.kind != Kind::kParagraph && parent.kind != Kind::kSpan) return;
+    Kind parent = document_->nodes[nodes_.back()].kind;
+    if (parent != Kind::kParagraph && parent != Kind::kSpan) return;
     paragraphBytes_ += text.size();
     if (paragraphBytes_ > kTimedTextMaxParagraphBytes) {
       return Fail("a paragraph with more than " + std::to_string(kTimedTextMaxParagraphBytes) +
                   " bytes of text");
     }
-    if (!parent.children.empty() && document_->nodes[parent.children.back()].kind == Kind::kText) {
-      document_->nodes[parent.children.back()].text.append(text);
+    // Text right after text of the same element (split by the parser, or around a skipped
+    // element) joins it; its bytes are the last of the document's text.
+    if (lastText_ == document_->nodes.size() - 1 && lastTextParent_ == nodes_.back()) {
+      document_->text.append(text);
+      document_->nodes[lastText_].textLength += static_cast<uint32_t>(text.size());
       return;
     }
     uint32_t parentIndex = nodes_.back();
     uint32_t index = NewNode();
     if (index == kNoNode) return;
-    document_->nodes[index].text.assign(text);
-    AddChild(parentIndex, index);
+    TimedTextNode& node = document_->nodes[index];
+    node.textOffset = static_cast<uint32_t>(document_->text.size());
+    node.textLength = static_cast<uint32_t>(text.size());
+    document_->text.append(text);
+    lastText_ = index;
+    lastTextParent_ = parentIndex;
   }
 
   void Skip() { skipFrom_ = depth_; }
@@ -313,11 +351,10 @@ class DocumentReader {
     nodes_.push_back(node);
   }
 
-  void ReadRoot(const XML_Char** attributes) {
+  void ReadRoot(Attributes attributes) {
     std::string_view frameRate, multiplier, subFrameRate, tickRate;
-    for (const XML_Char** a = attributes; *a != nullptr; a += 2) {
-      QualifiedName attribute = SplitName(a[0]);
-      std::string_view value = a[1];
+    for (const Attribute& attribute : attributes) {
+      std::string_view value = attribute.value;
       if (attribute.uri == kXmlNamespace && attribute.local == "space") {
         if (value == "preserve") rootPreserveSpace_ = StyleFlag::kOn;
         if (value == "default") rootPreserveSpace_ = StyleFlag::kOff;
@@ -337,37 +374,35 @@ class DocumentReader {
     if (!bad.empty()) Fail("the tt element has an unusable " + std::string(bad));
   }
 
-  void ReadStyleElement(const XML_Char** attributes) {
+  void ReadStyleElement(Attributes attributes) {
     std::string id;
     TimedTextStyle style;
-    for (const XML_Char** a = attributes; *a != nullptr; a += 2) {
-      QualifiedName attribute = SplitName(a[0]);
-      if (attribute.uri == kXmlNamespace && attribute.local == "id") id = a[1];
-      if (attribute.uri.empty() && attribute.local == "style") style.styleRefs = SplitTokens(a[1]);
+    for (const Attribute& attribute : attributes) {
+      if (attribute.uri == kXmlNamespace && attribute.local == "id") id = attribute.value;
+      if (attribute.uri.empty() && attribute.local == "style")
+        style.styleRefs = SplitTokens(attribute.value);
       if (IsTimedTextNamespace(attribute.uri, "#styling")) {
-        ReadStyleAttribute(attribute.local, a[1], &style.flags);
+        ReadStyleAttribute(attribute.local, attribute.value, &style.flags);
       }
     }
     if (!id.empty()) document_->styles.insert_or_assign(std::move(id), std::move(style));
   }
 
-  void ReadInitialElement(const XML_Char** attributes) {
-    for (const XML_Char** a = attributes; *a != nullptr; a += 2) {
-      QualifiedName attribute = SplitName(a[0]);
+  void ReadInitialElement(Attributes attributes) {
+    for (const Attribute& attribute : attributes) {
       if (IsTimedTextNamespace(attribute.uri, "#styling")) {
-        ReadStyleAttribute(attribute.local, a[1], &document_->initial);
+        ReadStyleAttribute(attribute.local, attribute.value, &document_->initial);
       }
     }
   }
 
   // Reads a region into the document and makes it the one nested styles go to.
-  void ReadRegionElement(const XML_Char** attributes) {
+  void ReadRegionElement(Attributes attributes) {
     std::string id;
     TimedTextRegion region;
     bool origin = false, extent = false;
-    for (const XML_Char** a = attributes; *a != nullptr; a += 2) {
-      QualifiedName attribute = SplitName(a[0]);
-      std::string_view value = a[1];
+    for (const Attribute& attribute : attributes) {
+      std::string_view value = attribute.value;
       if (attribute.uri == kXmlNamespace && attribute.local == "id") id = value;
       if (attribute.uri.empty() && attribute.local == "style")
         region.styleRefs = SplitTokens(value);
@@ -390,12 +425,11 @@ class DocumentReader {
   }
 
   // A style element inside a region: what it sets and the region's own attributes leave open.
-  void ReadNestedStyle(const XML_Char** attributes) {
+  void ReadNestedStyle(Attributes attributes) {
     TextStyleFlags nested;
-    for (const XML_Char** a = attributes; *a != nullptr; a += 2) {
-      QualifiedName attribute = SplitName(a[0]);
+    for (const Attribute& attribute : attributes) {
       if (IsTimedTextNamespace(attribute.uri, "#styling")) {
-        ReadStyleAttribute(attribute.local, a[1], &nested);
+        ReadStyleAttribute(attribute.local, attribute.value, &nested);
       }
     }
     TextStyleFlags& flags = region_->flags;
@@ -405,12 +439,17 @@ class DocumentReader {
     if (flags.textAlign == TextAlign::kInherit) flags.textAlign = nested.textAlign;
   }
 
-  void AddChild(uint32_t parent, uint32_t child) {
-    std::vector<uint32_t>& children = document_->nodes[parent].children;
-    // The smallest block the allocator hands out holds six, so a paragraph's first few children
-    // cost one allocation rather than three.
-    if (children.empty()) children.reserve(6);
-    children.push_back(child);
+  // The index of `value` in `table`, where `make(value)` is added when the value is new.
+  template <typename Entry, typename Make>
+  static uint32_t Intern(std::string_view value, std::vector<Entry>* table, IndexMap* indexes,
+                         Make make) {
+    if (value.empty()) return 0;
+    auto found = indexes->find(value);
+    if (found != indexes->end()) return found->second;
+    auto index = static_cast<uint32_t>(table->size());
+    table->push_back(make(value));
+    indexes->emplace(value, index);
+    return index;
   }
 
   uint32_t NewNode() {
@@ -422,29 +461,33 @@ class DocumentReader {
     return static_cast<uint32_t>(document_->nodes.size() - 1);
   }
 
-  uint32_t AddNode(Kind kind, const XML_Char** attributes) {
+  uint32_t AddNode(Kind kind, Attributes attributes) {
     uint32_t index = NewNode();
     if (index == kNoNode) return kNoNode;
     // Filled in place: no node is added while it is, so the reference holds.
     TimedTextNode& node = document_->nodes[index];
     node.kind = kind;
     node.line = Line();
-    for (const XML_Char** a = attributes; *a != nullptr; a += 2) {
-      QualifiedName attribute = SplitName(a[0]);
-      std::string_view value = a[1];
+    for (const Attribute& attribute : attributes) {
+      std::string_view value = attribute.value;
       if (attribute.uri.empty()) {
-        std::optional<double>* time = attribute.local == "begin" ? &node.begin
-                                      : attribute.local == "end" ? &node.end
-                                      : attribute.local == "dur" ? &node.dur
-                                                                 : nullptr;
+        double TimedTextTimes::*time = attribute.local == "begin" ? &TimedTextTimes::begin
+                                       : attribute.local == "end" ? &TimedTextTimes::end
+                                       : attribute.local == "dur" ? &TimedTextTimes::dur
+                                                                  : nullptr;
         if (time != nullptr) {
-          *time = ParseTimeExpression(value, document_->rates);
-          if (!*time) {
+          std::optional<double> parsed = ParseTimeExpression(value, document_->rates);
+          if (!parsed) {
             Fail("the " + std::string(ElementName(kind)) + " element has a " +
                  std::string(attribute.local) + " time \"" + std::string(value) +
                  "\" that cannot be resolved");
             return kNoNode;
           }
+          if (node.times == 0) {
+            node.times = static_cast<uint32_t>(document_->times.size());
+            document_->times.emplace_back();
+          }
+          document_->times[node.times].*time = *parsed;
         } else if (attribute.local == "timeContainer") {
           if (value != "par" && value != "seq") {
             Fail("the " + std::string(ElementName(kind)) +
@@ -453,9 +496,10 @@ class DocumentReader {
           }
           node.sequential = value == "seq";
         } else if (attribute.local == "style") {
-          node.styleRefs = SplitTokens(value);
+          node.styleList = Intern(value, &document_->styleLists, &styleIndexes_, SplitTokens);
         } else if (attribute.local == "region") {
-          node.region = value;
+          node.region = Intern(value, &document_->regionNames, &regionIndexes_,
+                               [](std::string_view name) { return std::string(name); });
         }
       } else if (attribute.uri == kXmlNamespace && attribute.local == "space") {
         if (value == "preserve") node.preserveSpace = StyleFlag::kOn;
@@ -469,8 +513,6 @@ class DocumentReader {
       // The body inherits the root's whitespace handling.
       TimedTextNode& body = document_->nodes[index];
       if (body.preserveSpace == StyleFlag::kInherit) body.preserveSpace = rootPreserveSpace_;
-    } else {
-      AddChild(nodes_.back(), index);
     }
     return index;
   }
@@ -485,21 +527,35 @@ class DocumentReader {
   size_t depth_ = 0;
   size_t skipFrom_ = 0;  // the depth of the element whose content is being skipped, else 0
   bool sawRoot_ = false;
+  std::array<Attribute, kTimedTextMaxAttributes> attributes_;  // of the element being started
   std::vector<Place> places_;
   std::vector<size_t> placeDepths_;
   std::vector<uint32_t> nodes_;        // the open body elements (kNoNode outside the body)
   TimedTextRegion* region_ = nullptr;  // the region being read, when it has an id
   size_t paragraphBytes_ = 0;
+  uint32_t lastText_ = kNoNode, lastTextParent_ = kNoNode;  // the latest text node, its parent
+  IndexMap styleIndexes_, regionIndexes_;                   // where each value is in its table
   StyleFlag rootPreserveSpace_ = StyleFlag::kInherit;
 };
 
 }  // namespace
 
-Status ReadTimedTextDocument(std::string_view bytes, std::string_view fileName,
+Status ReadTimedTextDocument(size_t length, const TimedTextFill& fill, std::string_view fileName,
                              TimedTextDocument* document, std::string* message) {
   *document = TimedTextDocument{};
   DocumentReader reader(fileName, document);
-  return reader.Read(bytes, message);
+  return reader.Read(length, fill, message);
+}
+
+Status ReadTimedTextDocument(std::string_view bytes, std::string_view fileName,
+                             TimedTextDocument* document, std::string* message) {
+  return ReadTimedTextDocument(
+      bytes.size(),
+      [bytes](char* buffer, size_t length) {
+        std::memcpy(buffer, bytes.data(), length);
+        return kNoErr;
+      },
+      fileName, document, message);
 }
 
 bool IsTimedTextDocument(std::string_view bytes) {

@@ -13,7 +13,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
+#include <functional>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -56,18 +57,32 @@ struct TimedTextRegion {
   } displayAlign = DisplayAlign::kBefore;
 };
 
+// A time attribute that is absent is kNoTime; every time read is finite.
+inline constexpr double kNoTime = std::numeric_limits<double>::quiet_NaN();
+inline bool IsTimeGiven(double time) {
+  return time == time;
+}
+
+// The begin, end and dur attributes of an element.
+struct TimedTextTimes {
+  double begin = kNoTime, end = kNoTime, dur = kNoTime;
+};
+
+// An element or text of the body. The nodes are kept in document order, so a node's descendants
+// are the `size` - 1 nodes right after it, and its children are found by stepping from one to
+// the next over their own descendants. Names and texts are indexes into the document's tables.
 struct TimedTextNode {
   enum class Kind : uint8_t { kBody, kDiv, kParagraph, kSpan, kLineBreak, kText };
   Kind kind = Kind::kText;
   bool sequential = false;  // timeContainer="seq"
   StyleFlag preserveSpace = StyleFlag::kInherit;
-  uint32_t line = 0;  // where the element starts, for messages
-  std::optional<double> begin, end, dur;
   TextStyleFlags inlineStyle;
-  std::vector<std::string> styleRefs;
-  std::string region;  // the region attribute, empty when absent
-  std::string text;    // of a text node
-  std::vector<uint32_t> children;
+  uint32_t line = 0;       // where the element starts, for messages
+  uint32_t size = 1;       // the node and its descendants
+  uint32_t styleList = 0;  // the style attribute, an index into styleLists (0: none)
+  uint32_t region = 0;     // the region attribute, an index into regionNames (0: none)
+  uint32_t textOffset = 0, textLength = 0;  // of a text node, in the document's text
+  uint32_t times = 0;                       // an index into the document's times (0: none given)
 };
 
 struct TimedTextStyle {
@@ -79,14 +94,32 @@ struct TimedTextDocument {
   TimedTextRates rates;
   std::vector<TimedTextNode> nodes;  // nodes[0] is the body when `hasBody`
   bool hasBody = false;
+  std::string text;                       // the texts of the body, one after another
+  std::vector<TimedTextTimes> times{{}};  // of the elements that give any; [0] gives none
+  // The distinct values of the body's style attributes (each a list of style ids) and region
+  // attributes; [0] is the empty one.
+  std::vector<std::vector<std::string>> styleLists{{}};
+  std::vector<std::string> regionNames{std::string()};
   std::unordered_map<std::string, TimedTextStyle> styles;    // by xml:id
   std::unordered_map<std::string, TimedTextRegion> regions;  // by xml:id
   TextStyleFlags initial;  // what the document's initial elements make of the initial style
+
+  const TimedTextTimes& Times(const TimedTextNode& node) const { return times[node.times]; }
+  std::string_view Text(const TimedTextNode& node) const {
+    return std::string_view(text).substr(node.textOffset, node.textLength);
+  }
 };
 
 // Reads a whole document. On failure returns kErrParse with `*message` saying what is wrong;
 // XML errors name `fileName` and the line.
 Status ReadTimedTextDocument(std::string_view bytes, std::string_view fileName,
+                             TimedTextDocument* document, std::string* message);
+
+// The same for a document of `length` bytes that `fill` writes into the buffer it is given: the
+// parser's own, so that the bytes are not copied once more. A status `fill` returns is returned
+// as it is, with `*message` left empty.
+using TimedTextFill = std::function<Status(char* buffer, size_t length)>;
+Status ReadTimedTextDocument(size_t length, const TimedTextFill& fill, std::string_view fileName,
                              TimedTextDocument* document, std::string* message);
 
 // True when `bytes` is XML whose root element is `tt` in a timed-text namespace. Reads no further

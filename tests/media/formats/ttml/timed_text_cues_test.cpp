@@ -20,7 +20,7 @@ std::string Document(const std::string& rootAttributes, const std::string& head,
 // when paragraphs shown without an end were cut; or "error: <message>".
 std::string Cues(const std::string& xml) {
   TimedTextDocument document;
-  std::vector<TimedTextCue> cues;
+  TimedTextCues cues;
   std::string message;
   TimedTextOpenEnds openEnds;
   if (ReadTimedTextDocument(xml, "in.ttml", &document, &message) != kNoErr ||
@@ -28,10 +28,12 @@ std::string Cues(const std::string& xml) {
     return "error: " + message;
   }
   std::string out;
-  for (const TimedTextCue& cue : cues) {
+  for (const TimedTextCue& cue : cues.list) {
     char times[64];
     std::snprintf(times, sizeof times, "%.0f-%.0f ", cue.start * 1000, cue.end * 1000);
-    out += times + (cue.settings.empty() ? "" : "{" + cue.settings + "} ") + cue.payload + "\n";
+    std::string settings(cues.Settings(cue));
+    out += times + (settings.empty() ? "" : "{" + settings + "} ") +
+           std::string(cues.Payload(cue)) + "\n";
   }
   if (openEnds.paragraphs != 0) {
     out += std::to_string(openEnds.paragraphs) + " cut at " +
