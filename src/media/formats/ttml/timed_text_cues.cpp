@@ -337,7 +337,11 @@ class CueBuilder {
       }
       return;
     }
-    auto isSpace = [](char b) { return b == ' ' || b == '\n' || b == '\t' || b == '\r'; };
+    // Whitespace is never above ' ': one comparison passes every other byte of a word.
+    auto isSpace = [](char b) {
+      return static_cast<unsigned char>(b) <= ' ' &&
+             (b == ' ' || b == '\n' || b == '\t' || b == '\r');
+    };
     while (pos < size) {
       if (isSpace(text[pos])) {
         // A collapsible space never starts a line nor follows a space, kept or not.
@@ -351,7 +355,7 @@ class CueBuilder {
       // Words with single spaces between them are taken as they are.
       size_t start = pos, end = pos;
       while (pos < size) {
-        if (!isSpace(text[pos])) {
+        if (static_cast<unsigned char>(text[pos]) > ' ' || !isSpace(text[pos])) {
           end = ++pos;
         } else if (text[pos] == ' ' && pos + 1 < size && !isSpace(text[pos + 1])) {
           ++pos;
