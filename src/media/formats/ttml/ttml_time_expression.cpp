@@ -9,23 +9,29 @@ bool IsDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
+bool IsSpace(char c) {
+  return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
+
 std::string_view Trim(std::string_view s) {
-  const char* space = " \t\r\n";
-  size_t first = s.find_first_not_of(space);
-  if (first == std::string_view::npos) return {};
-  return s.substr(first, s.find_last_not_of(space) - first + 1);
+  size_t first = 0, end = s.size();
+  while (first < end && IsSpace(s[first])) ++first;
+  while (end > first && IsSpace(s[end - 1])) --end;
+  return s.substr(first, end - first);
 }
 
 // Reads one or more digits at `*pos`; at most 15 are taken so the value stays exact.
 std::optional<double> Digits(std::string_view s, size_t* pos, size_t exactCount = 0) {
-  size_t start = *pos;
+  const size_t start = *pos;
+  size_t at = start;  // kept apart from *pos, which a byte read could otherwise change
   double value = 0;
-  while (*pos < s.size() && IsDigit(s[*pos])) {
-    if (*pos - start >= 15) return std::nullopt;
-    value = value * 10 + (s[*pos] - '0');
-    ++*pos;
+  while (at < s.size() && IsDigit(s[at])) {
+    if (at - start >= 15) return std::nullopt;
+    value = value * 10 + (s[at] - '0');
+    ++at;
   }
-  size_t count = *pos - start;
+  *pos = at;
+  size_t count = at - start;
   if (count == 0 || (exactCount != 0 && count != exactCount)) return std::nullopt;
   return value;
 }
@@ -33,18 +39,19 @@ std::optional<double> Digits(std::string_view s, size_t* pos, size_t exactCount 
 // A "." followed by digits, read as a fraction of one; zero when there is no ".".
 std::optional<double> Fraction(std::string_view s, size_t* pos) {
   if (*pos >= s.size() || s[*pos] != '.') return 0.0;
-  ++*pos;
+  const size_t start = *pos + 1;
+  size_t at = start;
   double value = 0, scale = 1;
-  size_t start = *pos;
-  while (*pos < s.size() && IsDigit(s[*pos])) {
+  while (at < s.size() && IsDigit(s[at])) {
     // Digits past the seventeenth cannot change a double.
-    if (*pos - start < 17) {
+    if (at - start < 17) {
       scale /= 10;
-      value += (s[*pos] - '0') * scale;
+      value += (s[at] - '0') * scale;
     }
-    ++*pos;
+    ++at;
   }
-  if (*pos == start) return std::nullopt;
+  *pos = at;
+  if (at == start) return std::nullopt;
   return value;
 }
 
