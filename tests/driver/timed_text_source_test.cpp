@@ -1,5 +1,6 @@
 // End-to-end runs of timed-text (TTML) sources: the segments, playlists and key files are those
-// of a WebVTT source holding the same cues, under any options; other documents are refused.
+// of a WebVTT source holding the same cues (in time order, whatever the document's order), under
+// any options; other documents are refused.
 #include <gtest/gtest.h>
 
 #include "test_support.h"
@@ -16,8 +17,8 @@ const char* kTimedText =
     "<body><div>\n"
     "<p begin='00:00:01.000' end='00:00:03:00' region='r' tts:textAlign='center'>Hello &amp; <span "
     "style='s1'>welcome</span></p>\n"
-    "<p begin='8s' end='32s'>long<br/>two lines</p>\n"
     "<p begin='10s' end='12s'>at ten <span begin='1s'>and more</span></p>\n"
+    "<p begin='8s' end='32s'>long<br/>two lines</p>\n"
     "</div></body></tt>\n";
 
 const char* kSameCues =
