@@ -5,7 +5,8 @@
 # the document and listing its time events. The same is done for a document ten times as dense
 # (ten times the paragraphs over the same two hours), where the reading of the document outweighs
 # the start of the process and the writing of the segments. Prints a Markdown table of median wall
-# time and peak memory. Usage: bench/ttml.sh [runs] [paragraphs]   (default 5 runs, 1,500
+# time and peak memory, the reader alone against imsc alone inside their processes
+# (bench/ttml_read.cpp, bench/imsc_events.js), and the ratios the TTML branch aims at. Usage: bench/ttml.sh [runs] [paragraphs]   (default 5 runs, 1,500
 # paragraphs); HLSVTT=path/to/hlsvtt measures that binary instead of building this tree.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -15,6 +16,12 @@ if [ -z "${HLSVTT:-}" ]; then
   scripts/build.sh normal >/dev/null
 fi
 (cd bench && [ -d node_modules/imsc ] || npm ci --silent --no-audit --no-fund >/dev/null)
+# The reader alone, inside one process, for the comparison with imsc inside Node.
+mkdir -p bench/out
+reader=bench/out/ttml_read
+g++ -std=c++20 -O2 -Wall -Wextra -Werror -Wshadow -Wconversion -Wsign-conversion -Wpedantic \
+  -Wold-style-cast -Isrc bench/ttml_read.cpp build/libhlsvtt_formats.a build/libhlsvtt_media_core.a \
+  build/libhlsvtt_common.a -o "$reader" -lexpat
 
 work=/dev/shm/hlsvtt-bench-ttml
 rm -rf "$work" && mkdir -p "$work"
@@ -72,21 +79,36 @@ measure() {
 }
 echo "| run | size (KB) | wall (s) | peak memory (MiB) |"
 echo "|---|---|---|---|"
+declare -A wall memory size
 row() {
-  local name="$1" input="$2"
-  shift 2
+  local key="$1" name="$2" input="$3"
+  shift 3
   read -r t m <<<"$(measure "$@")"
-  awk -v n="$name" -v s="$(stat -c %s "$input")" -v t="$t" -v m="$m" \
+  wall[$key]=$t memory[$key]=$m size[$key]=$(stat -c %s "$input")
+  awk -v n="$name" -v s="${size[$key]}" -v t="$t" -v m="$m" \
     'BEGIN { printf "| %s | %.0f | %.3f | %.1f |\n", n, s / 1e3, t, m / 1024 }'
 }
 for scale in 1 10; do
   doc="$work/x$scale/doc"
   name="$((paragraphs * scale)) paragraphs"
-  row "hlsvtt, TTML source, $name" "$doc.ttml" "$hlsvtt" -q -t 10 -f OUT "$doc.ttml"
-  row "hlsvtt, the same cues as WebVTT, $name" "$doc.vtt" "$hlsvtt" -q -t 10 -f OUT "$doc.vtt"
+  row "ttml$scale" "hlsvtt, TTML source, $name" "$doc.ttml" "$hlsvtt" -q -t 10 -f OUT "$doc.ttml"
+  row "vtt$scale" "hlsvtt, the same cues as WebVTT, $name" "$doc.vtt" \
+    "$hlsvtt" -q -t 10 -f OUT "$doc.vtt"
 done
-row "imsc under Node: parse and list time events (whole process), $paragraphs paragraphs" \
+row imsc "imsc under Node: parse and list time events (whole process), $paragraphs paragraphs" \
   "$work/x1/doc.ttml" node bench/imsc_events.js "$work/x1/doc.ttml" 1
 read -r inside events <<<"$(node bench/imsc_events.js "$work/x1/doc.ttml" "$runs")"
+read -r ours cues <<<"$("$reader" "$work/x1/doc.ttml" "$runs")"
 echo
-echo "imsc inside Node, parse and list only (median of $runs): $inside s, $events time events."
+echo "Inside one process, $paragraphs paragraphs (median of $runs): imsc in Node parses and lists"
+echo "$events time events in $inside s; hlsvtt's reader reads and builds $cues cues in $ours s."
+echo
+awk -v t="${wall[ttml1]}" -v v="${wall[vtt1]}" -v i="${wall[imsc]}" -v a="$inside" -v o="$ours" \
+  -v m1="${memory[ttml1]}" -v s1="${size[ttml1]}" -v m10="${memory[ttml10]}" \
+  -v s10="${size[ttml10]}" -v p="$paragraphs" 'BEGIN {
+  printf "- TTML over WebVTT, %d paragraphs: %.2fx (aim: at most 1.2x)\n", p, t / v
+  printf "- imsc over hlsvtt, whole processes (imsc only parsing, hlsvtt segmenting): %.1fx\n", i / t
+  printf "- imsc over hlsvtt, inside the process (parsing and listing against reading and building): %.1fx (aim: at least 10x)\n", a / o
+  printf "- peak memory over source + 16 MiB: %.1f of %.1f MiB (%d paragraphs), %.1f of %.1f MiB (%d)\n",
+    m1 / 1024, (s1 + 16 * 1048576) / 1048576, p, m10 / 1024, (s10 + 16 * 1048576) / 1048576, p * 10
+}'

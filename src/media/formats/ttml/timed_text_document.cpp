@@ -141,10 +141,13 @@ class DocumentReader {
         XML_ParserCreateNS("UTF-8", kNamespaceSeparator), XML_ParserFree);
     if (!parser) return kMxErrAllocationFailed;
     parser_ = parser.get();
-    // The document goes straight into the parser's buffer, read there in one piece.
-    auto* buffer = static_cast<char*>(XML_GetBuffer(parser_, static_cast<int>(length)));
-    if (buffer == nullptr) return kMxErrAllocationFailed;
+    // The document goes straight into the parser's buffer, read there in one piece. (An empty
+    // document gets no buffer: it is parsed from an empty string.)
+    static char empty[1] = {};
+    char* buffer = empty;
     if (length != 0) {
+      buffer = static_cast<char*>(XML_GetBuffer(parser_, static_cast<int>(length)));
+      if (buffer == nullptr) return kMxErrAllocationFailed;
       Status status = fill(buffer, length);
       if (status != kNoErr) return status;
     }
@@ -177,7 +180,9 @@ class DocumentReader {
     XML_SetCharacterDataHandler(parser_, [](void* self, const XML_Char* text, int size) {
       static_cast<DocumentReader*>(self)->Text(std::string_view(text, static_cast<size_t>(size)));
     });
-    if (XML_ParseBuffer(parser_, static_cast<int>(length), XML_TRUE) != XML_STATUS_OK) {
+    XML_Status parsed = length == 0 ? XML_Parse(parser_, buffer, 0, XML_TRUE)
+                                    : XML_ParseBuffer(parser_, static_cast<int>(length), XML_TRUE);
+    if (parsed != XML_STATUS_OK) {
       if (error_.empty()) {
         error_ = XML_ErrorString(XML_GetErrorCode(parser_));
       }

@@ -266,6 +266,7 @@ TEST(TimedTextCues, RefusedDocuments) {
   const Case cases[] = {
       {"malformed XML names file and line", Document("", "", "><div><p>a</div>"),
        "in.ttml:4: mismatched tag"},
+      {"an empty document", "", "in.ttml:1: no element found"},
       {"a document type declaration",
        "<?xml version='1.0'?>\n<!DOCTYPE tt [<!ENTITY a 'aaaaaaaaaa'>]>\n"
        "<tt xmlns='http://www.w3.org/ns/ttml'><body><div><p end='1s'>&a;</p></div></body></tt>",
