@@ -99,6 +99,11 @@ TEST(TimedTextSource, RefusedSourcesLeaveNothingBehind) {
        47, "in.ttml:5: mismatched tag"},
       {"in.ttml", std::string(kTimedText).replace(std::string(kTimedText).find("8s"), 2, "8x"), 47,
        "the p element has a begin time \"8x\" that cannot be resolved"},
+      {"in.ttml",
+       "<!DOCTYPE tt>\n<tt xmlns='http://www.w3.org/ns/ttml'><body><p begin='1s' end='2s'>x</p>"
+       "</body></tt>",
+       47, "in.ttml:1: a document type declaration is not accepted"},
+      {"in.xml", "<!DOCTYPE html>\n<html/>", 209, "can't create format reader"},
       {"in.dfxp",
        "<tt xmlns='http://www.w3.org/ns/ttml'><body><div><p begin='4294967296s' "
        "end='4294967297s'>x</p></div></body></tt>",

@@ -573,10 +573,15 @@ bool IsTimedTextDocument(std::string_view bytes) {
   } probe{parser.get()};
   XML_SetUserData(parser.get(), &probe);
   XML_SetParamEntityParsing(parser.get(), XML_PARAM_ENTITY_PARSING_NEVER);
-  XML_SetStartDoctypeDeclHandler(
-      parser.get(), [](void* data, const XML_Char*, const XML_Char*, const XML_Char*, int) {
-        XML_StopParser(static_cast<Probe*>(data)->parser, XML_FALSE);
-      });
+  // A document type declaration for a tt root makes the document timed text, so that reading
+  // it refuses the declaration by name rather than passing it over.
+  XML_SetStartDoctypeDeclHandler(parser.get(), [](void* data, const XML_Char* name, const XML_Char*,
+                                                  const XML_Char*, int) {
+    Probe* self = static_cast<Probe*>(data);
+    std::string_view root(name);
+    self->timedText = root == "tt" || (root.size() > 3 && root.substr(root.size() - 3) == ":tt");
+    XML_StopParser(self->parser, XML_FALSE);
+  });
   XML_SetStartElementHandler(parser.get(), [](void* data, const XML_Char* name, const XML_Char**) {
     Probe* self = static_cast<Probe*>(data);
     QualifiedName element = SplitName(name);

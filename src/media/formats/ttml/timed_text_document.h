@@ -122,7 +122,8 @@ using TimedTextFill = std::function<Status(char* buffer, size_t length)>;
 Status ReadTimedTextDocument(size_t length, const TimedTextFill& fill, std::string_view fileName,
                              TimedTextDocument* document, std::string* message);
 
-// True when `bytes` is XML whose root element is `tt` in a timed-text namespace. Reads no further
-// than the root element's start tag, and no further than kTimedTextProbeBytes.
+// True when `bytes` is XML whose root element is `tt` in a timed-text namespace, or whose document
+// type declaration names a `tt` root (which reading the document then refuses). Reads no further
+// than the root element's start tag or the declaration, and no further than kTimedTextProbeBytes.
 constexpr size_t kTimedTextProbeBytes = size_t{1} << 16;
 bool IsTimedTextDocument(std::string_view bytes);
