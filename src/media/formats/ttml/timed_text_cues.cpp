@@ -235,9 +235,17 @@ class CueBuilder {
     }
     std::vector<double>& instants = instants_;
     instants.assign({pBegin, pEnd});
-    CollectInstants(p, pBegin, pEnd, &instants);
-    std::sort(instants.begin(), instants.end());
-    instants.erase(std::unique(instants.begin(), instants.end()), instants.end());
+    // Content without times of its own and without a sequence in it is shown all the time the
+    // paragraph is, and changes nothing in between.
+    bool uniform = !doc_.nodes[p].sequential;
+    for (uint32_t n = p + 1; uniform && n < p + doc_.nodes[p].size; ++n) {
+      uniform = doc_.nodes[n].times == 0 && !doc_.nodes[n].sequential;
+    }
+    if (!uniform) {
+      CollectInstants(p, pBegin, pEnd, &instants);
+      std::sort(instants.begin(), instants.end());
+      instants.erase(std::unique(instants.begin(), instants.end()), instants.end());
+    }
     if (instants.size() > kTimedTextMaxParagraphIntervals + 1) {
       *message = "the p element at line " + std::to_string(doc_.nodes[p].line) +
                  " changes its text more than " + std::to_string(kTimedTextMaxParagraphIntervals) +

@@ -103,6 +103,26 @@ std::optional<double> ClockTime(std::string_view s, const TimedTextRates& rates)
   return total;
 }
 
+// The most common clock time, "hh:mm:ss.fff", read with the same arithmetic as ClockTime gives
+// it. False when `s` has another shape or is out of range (left to ClockTime).
+bool ReadShortClockTime(std::string_view s, double* seconds) {
+  if (s.size() != 12 || s[2] != ':' || s[5] != ':' || s[8] != '.') return false;
+  for (size_t i : {0u, 1u, 3u, 4u, 6u, 7u, 9u, 10u, 11u}) {
+    if (!IsDigit(s[i])) return false;
+  }
+  auto twoDigits = [s](size_t i) { return (s[i] - '0') * 10.0 + (s[i + 1] - '0'); };
+  double hours = twoDigits(0), minutes = twoDigits(3), wholeSeconds = twoDigits(6);
+  if (minutes > 59 || wholeSeconds > 60) return false;
+  double fraction = 0, scale = 1;
+  for (size_t i = 9; i < 12; ++i) {
+    scale /= 10;
+    fraction += (s[i] - '0') * scale;
+  }
+  *seconds = hours * 3600 + minutes * 60 + wholeSeconds;
+  *seconds += fraction;
+  return true;
+}
+
 std::optional<double> OffsetTime(std::string_view s, const TimedTextRates& rates) {
   size_t pos = 0;
   std::optional<double> whole = Digits(s, &pos);
@@ -162,6 +182,7 @@ std::string_view ReadTimedTextRates(std::string_view frameRate, std::string_view
 std::optional<double> ParseTimeExpression(std::string_view text, const TimedTextRates& rates) {
   std::string_view s = Trim(text);
   if (s.empty()) return std::nullopt;
+  if (double seconds; ReadShortClockTime(s, &seconds)) return seconds;
   std::optional<double> seconds =
       s.find(':') != std::string_view::npos ? ClockTime(s, rates) : OffsetTime(s, rates);
   if (!seconds || !std::isfinite(*seconds)) return std::nullopt;
