@@ -74,29 +74,32 @@ for scale in 1 10; do
   fi
 done
 
-measure() {
-  python3 bench/measure.py "$runs" "$limit" "$work/out" -- "$@"
-}
 echo "| run | size (KB) | wall (s) | peak memory (MiB) |"
 echo "|---|---|---|---|"
 declare -A wall memory size
+# row KEY NAME INPUT: one line of the table from what `measure.py` gave for KEY.
 row() {
   local key="$1" name="$2" input="$3"
-  shift 3
-  read -r t m <<<"$(measure "$@")"
-  wall[$key]=$t memory[$key]=$m size[$key]=$(stat -c %s "$input")
-  awk -v n="$name" -v s="${size[$key]}" -v t="$t" -v m="$m" \
+  size[$key]=$(stat -c %s "$input")
+  awk -v n="$name" -v s="${size[$key]}" -v t="${wall[$key]}" -v m="${memory[$key]}" \
     'BEGIN { printf "| %s | %.0f | %.3f | %.1f |\n", n, s / 1e3, t, m / 1024 }'
 }
 for scale in 1 10; do
   doc="$work/x$scale/doc"
   name="$((paragraphs * scale)) paragraphs"
-  row "ttml$scale" "hlsvtt, TTML source, $name" "$doc.ttml" "$hlsvtt" -q -t 10 -f OUT "$doc.ttml"
-  row "vtt$scale" "hlsvtt, the same cues as WebVTT, $name" "$doc.vtt" \
-    "$hlsvtt" -q -t 10 -f OUT "$doc.vtt"
+  # The two sources in alternation, so that the machine's pace weighs on both alike.
+  {
+    read -r "wall[ttml$scale]" "memory[ttml$scale]"
+    read -r "wall[vtt$scale]" "memory[vtt$scale]"
+  } < <(python3 bench/measure.py "$runs" "$limit" "$work/out" \
+    -- "$hlsvtt" -q -t 10 -f OUT "$doc.ttml" -- "$hlsvtt" -q -t 10 -f OUT "$doc.vtt")
+  row "ttml$scale" "hlsvtt, TTML source, $name" "$doc.ttml"
+  row "vtt$scale" "hlsvtt, the same cues as WebVTT, $name" "$doc.vtt"
 done
+read -r "wall[imsc]" "memory[imsc]" < <(python3 bench/measure.py "$runs" "$limit" "$work/out" \
+  -- node bench/imsc_events.js "$work/x1/doc.ttml" 1)
 row imsc "imsc under Node: parse and list time events (whole process), $paragraphs paragraphs" \
-  "$work/x1/doc.ttml" node bench/imsc_events.js "$work/x1/doc.ttml" 1
+  "$work/x1/doc.ttml"
 read -r inside events <<<"$(node bench/imsc_events.js "$work/x1/doc.ttml" "$runs")"
 read -r ours cues <<<"$("$reader" "$work/x1/doc.ttml" "$runs")"
 echo
