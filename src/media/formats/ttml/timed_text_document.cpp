@@ -153,16 +153,11 @@ class DocumentReader {
     }
     bytes_ = std::string_view(buffer, length);
     hasCarriageReturn_ = length != 0 && std::memchr(buffer, '\r', length) != nullptr;
-    // A node is an element or a text, each after a '<': room for that many saves moving the
-    // nodes as they are added (up to a bound, past which they grow as usual).
+    // An element takes four bytes at least ("<p/>") and a text lies between two of them: room
+    // for that many nodes saves moving them as they are added (up to a bound, past which they
+    // grow as usual). Room that is never filled costs address space only.
     constexpr size_t kReservedNodes = size_t{1} << 18;
-    size_t tags = 0;
-    for (const char *p = buffer, *end = p + length; p != end && tags < kReservedNodes;
-         ++p, ++tags) {
-      p = static_cast<const char*>(std::memchr(p, '<', static_cast<size_t>(end - p)));
-      if (p == nullptr) break;
-    }
-    document_->nodes.reserve(tags);
+    document_->nodes.reserve(std::min(length / 4 + 1, kReservedNodes));
     // The texts are never longer than the document: reserved, they are never moved.
     document_->text.reserve(length);
     XML_SetUserData(parser_, this);
