@@ -1,7 +1,6 @@
 #include "master/playlist_check.h"
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -12,6 +11,7 @@
 #include "master/playlist_tags.h"
 #include "master/playlist_text.h"
 #include "master/rendition_rules.h"
+#include "master/subtitle_timing.h"
 
 namespace {
 
@@ -211,51 +211,6 @@ void CheckSubtitlePlaylistText(const std::string& name, std::string_view text,
   if (!endList) problems.Add(lines.empty() ? 1 : lines.back().number, "no #EXT-X-ENDLIST");
 }
 
-namespace {
-
-bool IsTwoDigits(std::string_view s, int limit) {
-  return s.size() == 2 && isdigit(static_cast<unsigned char>(s[0])) &&
-         isdigit(static_cast<unsigned char>(s[1])) && (s[0] - '0') * 10 + (s[1] - '0') < limit;
-}
-
-// A WebVTT timestamp: [hours:]minutes:seconds.thousandths, hours at least two digits.
-bool IsWebVttTimestamp(std::string_view t) {
-  size_t point = t.rfind('.');
-  if (point == std::string_view::npos || t.size() - point != 4) return false;
-  std::string_view millis = t.substr(point + 1);
-  if (millis.find_first_not_of("0123456789") != std::string_view::npos) return false;
-  std::string_view clock = t.substr(0, point);
-  size_t last = clock.rfind(':');
-  if (last == std::string_view::npos || !IsTwoDigits(clock.substr(last + 1), 60)) return false;
-  std::string_view rest = clock.substr(0, last);
-  size_t hoursEnd = rest.rfind(':');
-  std::string_view minutes = hoursEnd == std::string_view::npos ? rest : rest.substr(hoursEnd + 1);
-  if (!IsTwoDigits(minutes, 60)) return false;
-  if (hoursEnd == std::string_view::npos) return true;
-  std::string_view hours = rest.substr(0, hoursEnd);
-  return hours.size() >= 2 && hours.find_first_not_of("0123456789") == std::string_view::npos;
-}
-
-// X-TIMESTAMP-MAP=MPEGTS:<integer>,LOCAL:<timestamp>, the two in either order.
-bool IsTimestampMap(std::string_view value) {
-  size_t comma = value.find(',');
-  if (comma == std::string_view::npos) return false;
-  bool mpegts = false;
-  bool local = false;
-  for (std::string_view part : {value.substr(0, comma), value.substr(comma + 1)}) {
-    if (part.starts_with("MPEGTS:") && !mpegts) {
-      mpegts = ParseDecimalInteger(part.substr(7)).has_value();
-    } else if (part.starts_with("LOCAL:") && !local) {
-      local = IsWebVttTimestamp(part.substr(6));
-    } else {
-      return false;
-    }
-  }
-  return mpegts && local;
-}
-
-}  // namespace
-
 void CheckWebVttSegmentHead(const std::string& name, std::string_view head,
                             std::vector<PlaylistProblem>* problemList) {
   ProblemList problems(name, problemList);
@@ -273,7 +228,7 @@ void CheckWebVttSegmentHead(const std::string& name, std::string_view head,
     if (line.text.empty()) break;  // the header block ends at the first blank line
     if (!line.text.starts_with("X-TIMESTAMP-MAP=")) continue;
     mapLine = line.number;
-    if (!IsTimestampMap(line.text.substr(16)))
+    if (!ParseTimestampMap(line.text.substr(16)))
       problems.Add(line.number, "X-TIMESTAMP-MAP must be MPEGTS:<90 kHz time>,LOCAL:<cue time>");
   }
   if (!mapLine) problems.Add(1, "no X-TIMESTAMP-MAP in the segment header");

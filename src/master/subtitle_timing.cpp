@@ -11,7 +11,8 @@ namespace {
 
 constexpr auto kClockWrap = static_cast<int64_t>(kMpegtsClockTicks);
 
-// [hours:]minutes:seconds.thousandths in milliseconds.
+// A WebVTT timestamp, [hours:]minutes:seconds.thousandths with hours of two digits or more, in
+// milliseconds.
 std::optional<uint64_t> ParseCueTime(std::string_view text) {
   const size_t point = text.rfind('.');
   if (point == std::string_view::npos || text.size() - point != 4) return std::nullopt;
@@ -26,13 +27,30 @@ std::optional<uint64_t> ParseCueTime(std::string_view text) {
   std::string_view secondsText = clock.substr(last + 1);
   std::optional<uint64_t> minutes = ParseDecimalInteger(minutesText);
   std::optional<uint64_t> seconds = ParseDecimalInteger(secondsText);
-  if (!hours || !minutes || !seconds || minutesText.size() != 2 || secondsText.size() != 2 ||
-      *minutes >= 60 || *seconds >= 60 || *hours >= UINT64_MAX / 3600000 - 1)
+  if (!hours || !minutes || !seconds || (first != last && first < 2) || minutesText.size() != 2 ||
+      secondsText.size() != 2 || *minutes >= 60 || *seconds >= 60 ||
+      *hours >= UINT64_MAX / 3600000 - 1)
     return std::nullopt;
   return *hours * 3600000 + *minutes * 60000 + *seconds * 1000 + *millis;
 }
 
 }  // namespace
+
+std::optional<TimestampMap> ParseTimestampMap(std::string_view value) {
+  const size_t comma = value.find(',');
+  if (comma == std::string_view::npos) return std::nullopt;
+  std::optional<uint64_t> mpegts, local;
+  for (std::string_view part : {value.substr(0, comma), value.substr(comma + 1)}) {
+    if (part.starts_with("MPEGTS:") && !mpegts)
+      mpegts = ParseDecimalInteger(part.substr(7));
+    else if (part.starts_with("LOCAL:") && !local)
+      local = ParseCueTime(part.substr(6));
+    else
+      return std::nullopt;
+  }
+  if (!mpegts || !local) return std::nullopt;
+  return TimestampMap{*mpegts, *local};
+}
 
 std::optional<TimestampMap> FindTimestampMap(std::string_view head) {
   if (head.starts_with("\xEF\xBB\xBF")) head.remove_prefix(3);
@@ -40,21 +58,7 @@ std::optional<TimestampMap> FindTimestampMap(std::string_view head) {
   for (const PlaylistLine& line : SplitPlaylistLines(head)) {
     if (line.number == 1) continue;
     if (line.text.empty()) break;  // the header block ends at the first blank line
-    if (!line.text.starts_with("X-TIMESTAMP-MAP=")) continue;
-    std::string_view value = line.text.substr(16);
-    const size_t comma = value.find(',');
-    if (comma == std::string_view::npos) return std::nullopt;
-    std::optional<uint64_t> mpegts, local;
-    for (std::string_view part : {value.substr(0, comma), value.substr(comma + 1)}) {
-      if (part.starts_with("MPEGTS:") && !mpegts)
-        mpegts = ParseDecimalInteger(part.substr(7));
-      else if (part.starts_with("LOCAL:") && !local)
-        local = ParseCueTime(part.substr(6));
-      else
-        return std::nullopt;
-    }
-    if (!mpegts || !local) return std::nullopt;
-    return TimestampMap{*mpegts, *local};
+    if (line.text.starts_with("X-TIMESTAMP-MAP=")) return ParseTimestampMap(line.text.substr(16));
   }
   return std::nullopt;
 }

@@ -18,6 +18,10 @@ struct TimestampMap {
   uint64_t localMilliseconds = 0;
 };
 
+// The value of an X-TIMESTAMP-MAP line ("MPEGTS:<integer>,LOCAL:<WebVTT timestamp>", the two in
+// either order), or nothing when it is malformed.
+std::optional<TimestampMap> ParseTimestampMap(std::string_view value);
+
 // The X-TIMESTAMP-MAP of the header block at the start of `head` (a WebVTT segment's first
 // bytes), or nothing when the header has none or it is malformed.
 std::optional<TimestampMap> FindTimestampMap(std::string_view head);

@@ -101,15 +101,23 @@ class CueBuilder {
     region_.assign(count, 0);
     // Room for the cues' text: their payloads repeat the document's text with tags around it.
     cues->text.reserve(2 * doc_.text.size());
-    // What each distinct style attribute adds, and each region name's region.
+    // What each distinct style attribute adds; each region name's region, and the style the
+    // content shown in it inherits: the region's styles over the document's initial ones.
     listStyles_.clear();
     for (const std::vector<std::string>& list : doc_.styleLists) {
       listStyles_.push_back(ResolveReferences({}, list));
     }
     regions_.clear();
+    regionStyles_.clear();
     for (const std::string& name : doc_.regionNames) {
       auto found = doc_.regions.find(name);
-      regions_.push_back(found == doc_.regions.end() ? nullptr : &found->second);
+      const TimedTextRegion* region = found == doc_.regions.end() ? nullptr : &found->second;
+      regions_.push_back(region);
+      uint8_t style = Apply(0, doc_.initial);
+      if (region != nullptr) {
+        style = Apply(style, Compose(ResolveReferences({}, region->styleRefs), region->flags));
+      }
+      regionStyles_.push_back(style);
     }
     // Children always follow their parent, so a backward pass sees children first and a forward
     // pass parents first. The first measures each element's active duration into `end_`, which
@@ -253,13 +261,7 @@ class CueBuilder {
       return kErrParse;
     }
     const TimedTextRegion* region = regions_[region_[p]];
-    // The content shown in a region inherits the region's styles, which start from the
-    // document's initial ones.
-    regionStyle_ = Apply(0, doc_.initial);
-    if (region != nullptr) {
-      regionStyle_ =
-          Apply(regionStyle_, Compose(ResolveReferences({}, region->styleRefs), region->flags));
-    }
+    regionStyle_ = regionStyles_[region_[p]];
     // A paragraph may last indefinitely as long as nothing is shown at its end. Text that is, is
     // shown until the document's last time, when that comes after the paragraph begins; nothing
     // in the paragraph changes later than that.
@@ -314,9 +316,8 @@ class CueBuilder {
 
   // Appends the text of `n`'s subtree that is shown throughout [from, to) to the payload.
   void Gather(uint32_t n, double from, double to) {
-    const uint32_t end = n + doc_.nodes[n].size;
-    for (uint32_t c = n + 1; c < end; c += doc_.nodes[c].size) {
-      if (!(begin_[c] <= from && end_[c] >= to)) continue;
+    ForEachChild(n, [&](uint32_t c) {
+      if (!(begin_[c] <= from && end_[c] >= to)) return;
       const TimedTextNode& child = doc_.nodes[c];
       if (child.kind == Kind::kLineBreak) {
         FinishLine();
@@ -327,7 +328,7 @@ class CueBuilder {
       } else {
         Gather(c, from, to);
       }
-    }
+    });
   }
 
   // Adds text to the current line. Outside xml:space="preserve" each stretch of whitespace
@@ -419,6 +420,7 @@ class CueBuilder {
   double lastTime_ = 0;                          // the latest finite begin or end in the document
   std::vector<TextStyleFlags> listStyles_;       // what each style attribute adds
   std::vector<const TimedTextRegion*> regions_;  // by region name; null when not defined
+  std::vector<uint8_t> regionStyles_;            // by region name
   uint8_t regionStyle_ = 0;  // what the paragraph being built inherits from its region
   std::vector<const std::string*> visiting_;  // the chain of styles being applied
   std::vector<double> instants_;
